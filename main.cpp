@@ -1,0 +1,166 @@
+// qor: the graphical program and its command line.
+
+#include "refdata/template.h"
+#include "shell/dbclass.h"
+#include "shell/gui/boxmessages.h"
+#include "shell/gui/formregistry.h"
+#include "shell/gui/mainwindow.h"
+#include "shell/gui/dichiarazioni.h"
+#include "shell/messages.h"
+#include "shell/qorclass.h"
+#include "shell/startup.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QTimer>
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+enum Exit { Ok = 0, Refused = 1, Usage = 2 };
+
+void err(const QString &s)
+{
+    const QByteArray b = (s + u'\n').toUtf8();
+    std::fwrite(b.constData(), 1, size_t(b.size()), stderr);
+}
+
+void out(const QString &s)
+{
+    const QByteArray b = (s + u'\n').toUtf8();
+    std::fwrite(b.constData(), 1, size_t(b.size()), stdout);
+}
+
+const char *const helpText =
+    "Uso: qor [COMANDO] [ARGOMENTI]\n"
+    "\n"
+    "Senza comando avvia il programma con la sua interfaccia grafica.\n"
+    "\n"
+    "Comandi:\n"
+    "  init [PERCORSO]  crea un nuovo database dell'anno corrente con i dati di riferimento\n"
+    "  verify           verifica le dichiarazioni e scrive il rapporto Qor2019Err.txt\n"
+    "  export           estrae le dichiarazioni verificate nel file di scambio (.000)\n"
+    "  import FILE      importa le dichiarazioni di un file di scambio (.000)\n"
+    "  print            stampa in PDF una dichiarazione o l'elenco delle dichiarazioni\n"
+    "  riporta          riporta ditte e dichiarazioni dal database dell'anno precedente\n"
+    "  demo             crea un database dimostrativo con dichiarazioni di esempio\n"
+    "  --help           mostra questo aiuto\n"
+    "\n"
+    "Variabili d'ambiente:\n"
+    "  QOR_DATA     cartella dei dati (impostazioni qor2019.ini, database, rapporti)\n"
+    "  QOR_REFDATA  cartella dei file CSV dei dati di riferimento\n"
+    "  QOR_DEV=1    modalità sviluppo (menu \"Sviluppo\")\n"
+    "\n"
+    "Codici di uscita: 0 operazione riuscita, 1 operazione rifiutata, 2 errore di utilizzo.\n";
+
+int cmdInit(const QStringList &args)
+{
+    if (args.size() > 1) {
+        err(QStringLiteral("Uso: qor init [PERCORSO]"));
+        return Usage;
+    }
+    qorClass app;
+    QString path = args.value(0);
+    const bool remember = path.isEmpty();
+    if (remember) {
+        if (!app.ensureDataFolder()) {
+            err(QStringLiteral("Impossibile creare la cartella dei dati: ") + app.dataFolder());
+            return Refused;
+        }
+        path = app.defaultDatabasePath();
+    }
+    QString error;
+    if (!refdata::createDatabase(path, app.refdataFolder(), &error)) {
+        err(QStringLiteral("Creazione del database non riuscita: ") + error);
+        return Refused;
+    }
+    if (remember)
+        app.writeText(QStringLiteral("Qor") + QString::number(app.year()), QStringLiteral("Path"), path);
+    out(QStringLiteral("Creato il database ") + QFileInfo(path).absoluteFilePath());
+    return Ok;
+}
+
+bool haveDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+           || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
+// Failures that escape an event handler reach the general error report
+// instead of ending the program.
+class QorApplication : public QApplication {
+public:
+    using QApplication::QApplication;
+    Messages *msg = nullptr;
+    bool notify(QObject *receiver, QEvent *event) override
+    {
+        try {
+            return QApplication::notify(receiver, event);
+        } catch (const std::exception &e) {
+            if (msg)
+                msg->errorReport({}, 0, QString::fromLocal8Bit(e.what()), QStringLiteral("qor"));
+        } catch (...) {
+            if (msg)
+                msg->errorReport({}, 0, QStringLiteral("Errore imprevisto"), QStringLiteral("qor"));
+        }
+        return false;
+    }
+};
+
+int runGui(int argc, char **argv)
+{
+    if (!haveDisplay()) {
+        err(QStringLiteral("Nessuno schermo disponibile (variabile DISPLAY non impostata): "
+                           "impossibile avviare l'interfaccia grafica. Vedere qor --help."));
+        return Refused;
+    }
+    QorApplication qa(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Qor 2019"));
+    qorClass app;
+    BoxMessages msg([&app] { return app.boxTitle(); });
+    qa.msg = &msg;
+    dbClass db(app, msg);
+    AppContext ctx{app, db, msg};
+    registerForms();
+    MainWindow w(ctx);
+    msg.setParent(&w);
+    w.show();
+    startDatabase(app, db, msg);
+    if (db.engineMissing())
+        return Refused;
+    w.declarations()->reload();
+    w.updateActions();
+    w.updateStatus();
+    return qa.exec();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
+    if (args.isEmpty())
+        return runGui(argc, argv);
+
+    const QString cmd = args.takeFirst();
+    if (cmd == QLatin1String("--help") || cmd == QLatin1String("-h") || cmd == QLatin1String("help")) {
+        std::fputs(helpText, stdout);
+        return Ok;
+    }
+    QCoreApplication core(argc, argv);
+    if (cmd == QLatin1String("init"))
+        return cmdInit(args);
+    static const QStringList later = {QStringLiteral("verify"), QStringLiteral("export"),
+                                      QStringLiteral("import"), QStringLiteral("print"),
+                                      QStringLiteral("riporta"), QStringLiteral("demo")};
+    if (later.contains(cmd)) {
+        err(QStringLiteral("Il comando \"%1\" non è ancora disponibile in questa versione.").arg(cmd));
+        return Refused;
+    }
+    err(QStringLiteral("Comando sconosciuto: %1\n").arg(cmd) + QString::fromUtf8(helpText));
+    return Usage;
+}

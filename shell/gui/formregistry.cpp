@@ -1,0 +1,13 @@
+#include "shell/gui/formregistry.h"
+
+QHash<int, FormInfo> &formRegistry()
+{
+    static QHash<int, FormInfo> r;
+    return r;
+}
+
+void registerForms()
+{
+    // Sections add their forms here as they come:
+    //   formRegistry().insert(Form::SA1, {[](AppContext &c, QWidget *p) { ... }, true});
+}

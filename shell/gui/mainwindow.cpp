@@ -1,0 +1,228 @@
+#include "shell/gui/mainwindow.h"
+
+#include "shell/dbclass.h"
+#include "shell/gui/connetti.h"
+#include "shell/gui/dichiarazioni.h"
+#include "shell/gui/formregistry.h"
+#include "shell/gui/menutable.h"
+#include "shell/messages.h"
+#include "shell/qorclass.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDesktopServices>
+#include <QDockWidget>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenuBar>
+#include <QStatusBar>
+#include <QUrl>
+
+MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
+    : QMainWindow(parent), ctx_(ctx), opener_(ctx.app.currentForm)
+{
+    setWindowTitle(QStringLiteral("Qor ") + QString::number(ctx_.app.year()));
+    mdi_ = new QMdiArea(this);
+    mdi_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    mdi_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setCentralWidget(mdi_);
+
+    list_ = new DeclarationList(ctx_, this);
+    dock_ = new QDockWidget(QStringLiteral("Dichiarazioni"), this);
+    dock_->setObjectName(QStringLiteral("dichiarazioni"));
+    dock_->setWidget(list_);
+    dock_->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    addDockWidget(Qt::LeftDockWidgetArea, dock_);
+    connect(list_, &DeclarationList::currentChanged, this, [this] { updateStatus(); });
+
+    status_ = new QLabel(this);
+    statusBar()->addWidget(status_, 1);
+    buildMenus();
+    updateActions();
+    updateStatus();
+    resize(1200, 800);
+}
+
+void MainWindow::buildMenus()
+{
+    for (const Menu &m : menuTable()) {
+        if (m.devOnly && !ctx_.app.devMode())
+            continue;
+        QMenu *menu = menuBar()->addMenu(m.title);
+        std::function<void(QMenu *, const std::vector<MenuEntry> &)> fill =
+            [&](QMenu *into, const std::vector<MenuEntry> &entries) {
+                for (const MenuEntry &e : entries) {
+                    if (!e.children.empty()) {
+                        fill(into->addMenu(e.text), e.children);
+                        continue;
+                    }
+                    QAction *a = into->addAction(e.text);
+                    allActions_ << a;
+                    if (e.form) {
+                        formActions_.insert(a, e.form);
+                        const int n = e.form;
+                        connect(a, &QAction::triggered, this, [this, n] { openForm(n); });
+                    } else {
+                        const QString c = e.command;
+                        a->setData(c);
+                        connect(a, &QAction::triggered, this, [this, c] { runCommand(c); });
+                    }
+                }
+            };
+        fill(menu, m.entries);
+    }
+}
+
+QAction *MainWindow::action(const QString &text) const
+{
+    for (QAction *a : allActions_)
+        if (a->text() == text)
+            return a;
+    return nullptr;
+}
+
+void MainWindow::updateActions()
+{
+    const bool haveDb = ctx_.db.isCurrentOpen();
+    for (auto it = formActions_.begin(); it != formActions_.end(); ++it) {
+        const bool exists = formRegistry().contains(it.value());
+        bool on = exists && haveDb;
+        if (it.value() == Form::Takeover)
+            on = on && ctx_.db.isPreviousOpen();
+        it.key()->setEnabled(on);
+    }
+}
+
+void MainWindow::updateStatus()
+{
+    QString s;
+    if (ctx_.db.isCurrentOpen())
+        s = QStringLiteral("Database: ") + ctx_.db.currentPath();
+    else
+        s = QStringLiteral("Nessun database collegato (Utilità > Collega archivi)");
+    if (ctx_.db.isPreviousOpen())
+        s += QStringLiteral("   Anno precedente: ") + ctx_.db.previousPath();
+    status_->setText(s);
+}
+
+void MainWindow::openForm(int number)
+{
+    if (!formRegistry().contains(number))
+        return;
+    opener_.open(number, *this);
+}
+
+int MainWindow::openFormCount() const
+{
+    return mdi_->subWindowList().size();
+}
+
+void MainWindow::closeLastForm()
+{
+    const auto subs = mdi_->subWindowList(QMdiArea::CreationOrder);
+    if (!subs.isEmpty())
+        subs.last()->close();
+}
+
+void MainWindow::processEvents()
+{
+    QApplication::processEvents();
+}
+
+void MainWindow::showCompanion()
+{
+    dock_->show();
+    dock_->raise();
+}
+
+void MainWindow::showForm(int number)
+{
+    for (QMdiSubWindow *sw : mdi_->subWindowList()) {
+        if (sw->property("formNumber").toInt() == number) {
+            sw->showNormal();
+            mdi_->setActiveSubWindow(sw);
+            return;
+        }
+    }
+    const FormInfo info = formRegistry().value(number);
+    if (info.needsDeclaration && list_->currentId() == 0) {
+        ctx_.msg.information(QStringLiteral("Attenzione, selezionare una dichiarazione dall'elenco."));
+        return;
+    }
+    QWidget *w = info.make(ctx_, nullptr);
+    if (!w)
+        return;
+    w->setAttribute(Qt::WA_DeleteOnClose);
+    QMdiSubWindow *sw = mdi_->addSubWindow(w);
+    sw->setAttribute(Qt::WA_DeleteOnClose);
+    sw->setProperty("formNumber", number);
+    ctx_.app.currentForm = number;
+    connect(sw, &QObject::destroyed, this, [this, number] {
+        if (opener_.closing())
+            return;
+        if (number == Form::Takeover)
+            ctx_.app.currentForm = Form::TakeoverClosed;
+        else if (ctx_.app.currentForm == number)
+            ctx_.app.currentForm = 0;
+    });
+    sw->show();
+    mdi_->setActiveSubWindow(sw);
+}
+
+void MainWindow::closeAllForms()
+{
+    while (!mdi_->subWindowList().isEmpty()) {
+        const int before = mdi_->subWindowList().size();
+        closeLastForm();
+        QApplication::processEvents();
+        if (mdi_->subWindowList().size() >= before)
+            break; // a form chose to stay open
+    }
+    if (mdi_->subWindowList().isEmpty())
+        ctx_.app.currentForm = 0;
+}
+
+QString MainWindow::aboutText() const
+{
+    QString ver = ctx_.db.isCurrentOpen() ? ctx_.db.dbVersion() : QStringLiteral("nessun database collegato");
+    return QStringLiteral("Qor %1\n\nDichiarazione ambientale dei rifiuti\n\n"
+                          "Anno di edizione: %1\nData edizione: %2\nVersione database: %3")
+        .arg(ctx_.app.year())
+        .arg(ctx_.app.editionDate(), ver);
+}
+
+void MainWindow::runCommand(const QString &c)
+{
+    if (c == QLatin1String("closeForms")) {
+        closeAllForms();
+    } else if (c == QLatin1String("connetti")) {
+        Connetti dlg(ctx_, this);
+        if (dlg.exec() == QDialog::Accepted) {
+            list_->reload();
+            updateActions();
+            updateStatus();
+        }
+    } else if (c == QLatin1String("help") || c == QLatin1String("helpSearch")) {
+        QUrl url = QUrl::fromLocalFile(ctx_.app.helpFile());
+        if (c == QLatin1String("helpSearch"))
+            url.setFragment(QStringLiteral("indice"));
+        if (!QDesktopServices::openUrl(url))
+            ctx_.msg.information(QStringLiteral("Attenzione, impossibile aprire la guida:\n")
+                                 + ctx_.app.helpFile());
+    } else if (c == QLatin1String("about")) {
+        ctx_.msg.information(aboutText(), QStringLiteral("Informazioni su Qor ")
+                                              + QString::number(ctx_.app.year()));
+    }
+}
+
+void MainWindow::closeEvent(QCloseEvent *e)
+{
+    closeAllForms();
+    if (!mdi_->subWindowList().isEmpty()) {
+        e->ignore();
+        return;
+    }
+    e->accept();
+}

@@ -1,0 +1,81 @@
+#include "shell/qorclass.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+qorClass::qorClass(const QString &dataFolder)
+{
+    devMode_ = qEnvironmentVariable("QOR_DEV") == QLatin1String("1");
+    QString folder = dataFolder;
+    if (folder.isEmpty())
+        folder = qEnvironmentVariable("QOR_DATA");
+    if (folder.isEmpty()) {
+        if (devMode_)
+            folder = QDir::homePath() + QStringLiteral("/Qor") + QString::number(Year);
+        else
+            folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+                     + QStringLiteral("/Qor") + QString::number(Year);
+    }
+    dataFolder_ = withTrailingSeparator(QDir::cleanPath(QDir(folder).absolutePath()));
+    ini_.setPath(settingsPath());
+    wasteCodeLevel_ = readInt(QStringLiteral("Qor"), QStringLiteral("LivelloRifiuti"), 0);
+}
+
+QString qorClass::withTrailingSeparator(const QString &folder)
+{
+    if (folder.endsWith(u'/') || folder.endsWith(QDir::separator()))
+        return folder;
+    return folder + u'/';
+}
+
+bool qorClass::ensureDataFolder() const
+{
+    return QDir().mkpath(dataFolder_);
+}
+
+QString qorClass::settingsPath() const
+{
+    return dataFolder_ + QStringLiteral("qor") + QString::number(Year) + QStringLiteral(".ini");
+}
+
+QString qorClass::defaultDatabasePath() const
+{
+    return dataFolder_ + QStringLiteral("Qor") + QString::number(Year) + QStringLiteral(".db");
+}
+
+QString qorClass::reportPath() const
+{
+    return dataFolder_ + QStringLiteral("Qor") + QString::number(Year) + QStringLiteral("Err.txt");
+}
+
+QString qorClass::logPath() const
+{
+    return dataFolder_ + QStringLiteral("qor") + QString::number(Year) + QStringLiteral(".log");
+}
+
+QString qorClass::helpFile() const
+{
+    if (QCoreApplication::instance()) {
+        const QString dir = QCoreApplication::applicationDirPath();
+        for (const QString &cand : {dir + QStringLiteral("/help/index.html"),
+                                    dir + QStringLiteral("/../share/qor2019/help/index.html")})
+            if (QFileInfo::exists(cand))
+                return QFileInfo(cand).absoluteFilePath();
+    }
+    return QStringLiteral(QOR_HELP_DIR) + QStringLiteral("/index.html");
+}
+
+QString qorClass::refdataFolder() const
+{
+    QString d = qEnvironmentVariable("QOR_REFDATA");
+    if (d.isEmpty())
+        d = QStringLiteral(QOR_REFDATA_DEFAULT);
+    return d;
+}
+
+QString qorClass::boxTitle() const
+{
+    return readText(QStringLiteral("Qor"), QStringLiteral("Box"), appTitle());
+}
