@@ -1,6 +1,6 @@
 // qor: the graphical program and its command line.
 
-#include "refdata/template.h"
+#include "shell/cli.h"
 #include "shell/dbclass.h"
 #include "shell/gui/boxmessages.h"
 #include "shell/gui/formregistry.h"
@@ -12,26 +12,17 @@
 
 #include <QApplication>
 #include <QCoreApplication>
-#include <QFileInfo>
+#include <QHash>
 #include <QTimer>
 #include <cstdio>
 #include <exception>
 
 namespace {
 
-enum Exit { Ok = 0, Refused = 1, Usage = 2 };
-
-void err(const QString &s)
-{
-    const QByteArray b = (s + u'\n').toUtf8();
-    std::fwrite(b.constData(), 1, size_t(b.size()), stderr);
-}
-
-void out(const QString &s)
-{
-    const QByteArray b = (s + u'\n').toUtf8();
-    std::fwrite(b.constData(), 1, size_t(b.size()), stdout);
-}
+using cli::Ok;
+using cli::Refused;
+using cli::Usage;
+using cli::err;
 
 const char *const helpText =
     "Uso: qor [COMANDO] [ARGOMENTI]\n"
@@ -54,33 +45,6 @@ const char *const helpText =
     "  QOR_DEV=1    modalità sviluppo (menu \"Sviluppo\")\n"
     "\n"
     "Codici di uscita: 0 operazione riuscita, 1 operazione rifiutata, 2 errore di utilizzo.\n";
-
-int cmdInit(const QStringList &args)
-{
-    if (args.size() > 1) {
-        err(QStringLiteral("Uso: qor init [PERCORSO]"));
-        return Usage;
-    }
-    qorClass app;
-    QString path = args.value(0);
-    const bool remember = path.isEmpty();
-    if (remember) {
-        if (!app.ensureDataFolder()) {
-            err(QStringLiteral("Impossibile creare la cartella dei dati: ") + app.dataFolder());
-            return Refused;
-        }
-        path = app.defaultDatabasePath();
-    }
-    QString error;
-    if (!refdata::createDatabase(path, app.refdataFolder(), &error)) {
-        err(QStringLiteral("Creazione del database non riuscita: ") + error);
-        return Refused;
-    }
-    if (remember)
-        app.writeText(QStringLiteral("Qor") + QString::number(app.year()), QStringLiteral("Path"), path);
-    out(QStringLiteral("Creato il database ") + QFileInfo(path).absoluteFilePath());
-    return Ok;
-}
 
 bool haveDisplay()
 {
@@ -152,15 +116,14 @@ int main(int argc, char **argv)
         return Ok;
     }
     QCoreApplication core(argc, argv);
-    if (cmd == QLatin1String("init"))
-        return cmdInit(args);
-    static const QStringList later = {QStringLiteral("verify"), QStringLiteral("export"),
-                                      QStringLiteral("import"), QStringLiteral("print"),
-                                      QStringLiteral("riporta"), QStringLiteral("demo")};
-    if (later.contains(cmd)) {
-        err(QStringLiteral("Il comando \"%1\" non è ancora disponibile in questa versione.").arg(cmd));
-        return Refused;
-    }
+    using Run = int (*)(QStringList);
+    static const QHash<QString, Run> commands = {
+        {QStringLiteral("init"), cli::init},         {QStringLiteral("verify"), cli::verify},
+        {QStringLiteral("export"), cli::exportFile}, {QStringLiteral("import"), cli::importFile},
+        {QStringLiteral("print"), cli::print},       {QStringLiteral("riporta"), cli::riporta},
+        {QStringLiteral("demo"), cli::demo}};
+    if (Run run = commands.value(cmd))
+        return run(args);
     err(QStringLiteral("Comando sconosciuto: %1\n").arg(cmd) + QString::fromUtf8(helpText));
     return Usage;
 }

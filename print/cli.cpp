@@ -1,0 +1,3 @@
+#include "shell/cli.h"
+
+int cli::print(QStringList) { return notAvailable(QStringLiteral("print")); }

@@ -1,0 +1,3 @@
+#include "shell/cli.h"
+
+int cli::riporta(QStringList) { return notAvailable(QStringLiteral("riporta")); }

@@ -1,0 +1,3 @@
+#include "shell/cli.h"
+
+int cli::verify(QStringList) { return notAvailable(QStringLiteral("verify")); }
