@@ -8,8 +8,9 @@ Qty Qty::fromStore(const QVariant &v)
     qint64 m = v.toLongLong(&ok);
     if (ok)
         return fromMilli(m);
-    // A store that hands back text ("1234.567") is parsed without doubles.
-    auto q = parse(v.toString());
+    // A store that hands back decimal text ("1234.567") is parsed without
+    // doubles; there the point is always the decimal separator.
+    auto q = parse(v.toString().replace(u'.', u','));
     return q ? *q : Qty{};
 }
 

@@ -1,0 +1,30 @@
+#pragma once
+// Helpers shared by the tests: a scratch folder and fresh databases.
+
+#include "refdata/template.h"
+#include "shell/qorclass.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace testutil {
+
+inline QString refdataFolder()
+{
+    const QString env = qEnvironmentVariable("QOR_REFDATA");
+    return env.isEmpty() ? QStringLiteral(QOR_REFDATA_DEFAULT) : env;
+}
+
+// Creates a new database with the reference data at dir/name; fails the test
+// when it cannot.
+inline QString freshDatabase(const QTemporaryDir &dir, const QString &name = QStringLiteral("Qor2019.db"))
+{
+    const QString path = dir.filePath(name);
+    QString error;
+    if (!refdata::createDatabase(path, refdataFolder(), &error))
+        qWarning("createDatabase: %s", qPrintable(error));
+    return path;
+}
+
+} // namespace testutil
