@@ -89,8 +89,11 @@ void Connetti::browse(bool previousYear)
 
 bool Connetti::choose(bool previousYear, const QString &path)
 {
-    if (!ctx_.db.checkChosenFile(path, previousYear))
+    if (!ctx_.db.checkChosenFile(path, previousYear)) {
+        if (ctx_.db.engineMissing())
+            reject(); // the main window ends the program
         return false;
+    }
     (previousYear ? prev_ : cur_)->setText(path);
     return true;
 }

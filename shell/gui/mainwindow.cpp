@@ -199,7 +199,12 @@ void MainWindow::runCommand(const QString &c)
         closeAllForms();
     } else if (c == QLatin1String("connetti")) {
         Connetti dlg(ctx_, this);
-        if (dlg.exec() == QDialog::Accepted) {
+        const int result = dlg.exec();
+        if (ctx_.db.engineMissing()) {
+            QApplication::exit(1);
+            return;
+        }
+        if (result == QDialog::Accepted) {
             list_->reload();
             updateActions();
             updateStatus();

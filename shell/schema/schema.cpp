@@ -314,7 +314,8 @@ QStringList createStatements(Dialect d)
         QStringList defs;
         for (const Column &c : t.columns) {
             QString def = c.name + u' ' + sqlType(c, d);
-            if (c.name.compare(QLatin1String("ExpID"), Qt::CaseInsensitive) == 0)
+            // SezAnag.ExpID: 0 until the declaration is exported.
+            if (c.type == Type::Int && c.name == QLatin1String("ExpID"))
                 def += QStringLiteral(" NOT NULL DEFAULT 0");
             if (!t.parentKey.isEmpty() && c.name == t.parentKey)
                 def += QStringLiteral(" NOT NULL REFERENCES %1(%2) ON DELETE CASCADE")

@@ -151,6 +151,20 @@ private Q_SLOTS:
         db_->execute(QStringLiteral("DELETE FROM SezAnag"));
     }
 
+    void exportLogKeysAreCounted()
+    {
+        const qint64 a = db_->insertRow(QStringLiteral("expTab"), {{QStringLiteral("expDic"), 1}});
+        const qint64 b = db_->insertRow(QStringLiteral("expTab"), {{QStringLiteral("expDic"), 2}});
+        QVERIFY(a > 0);
+        QVERIFY(b > a);
+        // a new declaration starts as never exported
+        const qint64 sa = db_->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("Y")}});
+        QCOMPARE(db_->scalar(QStringLiteral("SELECT ExpID FROM SezAnag WHERE saID = ?"), {sa}).toInt(), 0);
+        QCOMPARE(db_->scalar(QStringLiteral("SELECT saExp FROM SezAnag WHERE saID = ?"), {sa}).toInt(), 0);
+        db_->execute(QStringLiteral("DELETE FROM SezAnag"));
+        db_->execute(QStringLiteral("DELETE FROM expTab"));
+    }
+
     void csvReader()
     {
         CsvReader r(QByteArray("a,b,c\r\n\"x, y\",\"he said \"\"hi\"\"\",\r\n\"line\nbreak\",,z\n"));
