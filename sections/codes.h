@@ -1,0 +1,118 @@
+#pragma once
+// Codes the program stores for choices made on the forms. They are decided
+// here once; forms, verification, exchange file, import and print read them
+// from here.
+
+#include <QString>
+#include <QStringList>
+#include <array>
+
+namespace codes {
+
+// ---- modules of scheda RIF (ModRif.tipoMod) and of INT (ModInt.tipoMod) ----
+enum RifModule { RT = 1, DR = 2, TE = 3, MG = 4, RE = 5 };
+enum IntModule { UO = 1, UD = 2 };
+
+// ---- MG module: plant type ("Tipologia impianto"), stored in ModRif.Privati ----
+// The code is the position in this list, from 1; 0 means none chosen.
+inline const QStringList &mgPlantTypes()
+{
+    static const QStringList l = {
+        QStringLiteral("Discarica (D1,D5,D12)"),
+        QStringLiteral("Impianto che effettua una o più operazioni di smaltimento (D2,D4,D13)"),
+        QStringLiteral("Impianto di coincenerimento (R1)"),
+        QStringLiteral("Impianto di compostaggio (R3)"),
+        QStringLiteral("Impianto di digestione anaerobica (R3)"),
+        QStringLiteral("Impianto di trattamento chimico-fisico, biologico e di miscelazione(D8,D9,D14)"),
+        QStringLiteral("Impianto di trattamento integrato anaerobico/aerobico (R3)"),
+        QStringLiteral("Impianto di trattamento meccanico o meccanico biologico del rifiuto urbano"),
+        QStringLiteral("Impianto di trattamento preliminare al recupero da R1 a R11 (R12)"),
+        QStringLiteral("Impianto per il deposito preliminare (D15)"),
+        QStringLiteral("Impianto per la messa in riserva (R13)"),
+        QStringLiteral("Inceneritore (D10)"),
+        QStringLiteral("Recupero di materia (R2,R3,R4,R5,R6,R7,R8,R9,R13)")};
+    return l;
+}
+enum MgPlant {
+    PlantDiscarica = 1, PlantSmaltimento = 2, PlantCoincenerimento = 3, PlantCompostaggio = 4,
+    PlantDigestione = 5, PlantChimicoFisico = 6, PlantIntegrato = 7, PlantMeccanicoBiologico = 8,
+    PlantPreliminareR12 = 9, PlantDepositoD15 = 10, PlantRiservaR13 = 11, PlantInceneritore = 12,
+    PlantRecuperoMateria = 13
+};
+
+// ---- MG module: the three grids of operation rows, RecRif.Posizione ----
+enum MgGrid { GridRecupero = 1, GridSmaltimento = 2, GridSmaltimento191 = 3 };
+
+// ---- landfill classification (ModRif.discDep for the landfill frame, ModRif.disc191
+// for the art. 191 frame), in the order of the options on the form ----
+enum Landfill { LandfillInerti = 6, LandfillNonPericolosi = 7, LandfillPericolosi = 8 };
+inline const std::array<std::pair<int, const char *>, 3> &landfillClasses()
+{
+    static const std::array<std::pair<int, const char *>, 3> a = {
+        {{LandfillInerti, "rifiuti inerti"},
+         {LandfillNonPericolosi, "rifiuti non pericolosi"},
+         {LandfillPericolosi, "rifiuti pericolosi"}}};
+    return a;
+}
+
+// ---- RE module: activity that produced the waste, ModRif.Privati; 0 none ----
+// In the order of the options on the form.
+inline const std::array<std::pair<int, const char *>, 4> &reActivities()
+{
+    static const std::array<std::pair<int, const char *>, 4> a = {
+        {{4, "cantieri temporanei e mobili (anche di bonifica)"},
+         {2, "assistenza sanitaria"},
+         {5, "manutenzioni"},
+         {6, "attività di bonifica amianto"}}};
+    return a;
+}
+
+// ---- RT module: ModRif.Privati 1 = conferred by private persons; discDep 1 =
+// waste of urban origin; disc191 1 = portable batteries yes, 2 = no, 0 = not answered.
+enum Battery { BatteryUnanswered = 0, BatteryYes = 1, BatteryNo = 2 };
+
+// ---- foreign treatment check of RT and DR: made only when at least one of the
+// five treatment quantities is entered (a module from abroad for transport only
+// has none). ----
+
+// ---- packaging (scheda IMB): RecImb.Posizione of the four groups ----
+enum ImbGroup { ImbPublic = 1, ImbPrivate = 2, ImbMonomaterial = 3, ImbMultimaterial = 4 };
+// ModImb.mbFlag of RT-IMB modules: 0 waste from a public surface, 1 from a private one.
+enum ImbSurface { SurfacePublic = 0, SurfacePrivate = 1 };
+// RecImb.allAcc for 150104: 1 aluminium ("150104-A"), 0 steel ("150104-C").
+
+// ---- vehicles: SezVfu.vfuTipo, RecVfu.Posizione ----
+enum VfuKind { VfuAut = 1, VfuRot = 2, VfuFra = 3 };
+enum VfuRow { VfuReceived = 1, VfuProduced = 2 };
+
+// ---- electrical equipment: SezRaee.srTipo ----
+enum RaeeKind { RaeeTra = 1, RaeeCr = 2 };
+
+// ---- waste-code families shared by several sections ----
+// Packaging waste: "150101" to "150109".
+inline bool isPackagingCode(const QString &c)
+{
+    return c.size() == 6 && c >= QLatin1String("150101") && c <= QLatin1String("150109");
+}
+// Electrical and electronic equipment waste: "160210" to "160216", "200121",
+// "200123", "200135", "200136".
+inline bool isElectricalCode(const QString &c)
+{
+    return (c.size() == 6 && c >= QLatin1String("160210") && c <= QLatin1String("160216"))
+           || c == QLatin1String("200121") || c == QLatin1String("200123")
+           || c == QLatin1String("200135") || c == QLatin1String("200136");
+}
+// Codes of the urban-origin flag of RT: beginning "1912", or 190501, 190503.
+inline bool isUrbanOriginCode(const QString &c)
+{
+    return c.startsWith(QLatin1String("1912")) || c == QLatin1String("190501")
+           || c == QLatin1String("190503");
+}
+// Codes of the battery frame of RT: above 160600 and below 160606, or 200133, 200134.
+inline bool isBatteryCode(const QString &c)
+{
+    return (c > QLatin1String("160600") && c < QLatin1String("160606"))
+           || c == QLatin1String("200133") || c == QLatin1String("200134");
+}
+
+} // namespace codes
