@@ -55,6 +55,18 @@ inline const std::array<std::pair<int, const char *>, 3> &landfillClasses()
     return a;
 }
 
+// ---- scheda SA-AUT: landfills (SaAut.crClass1..3 with crQta1..3) ----
+// The three pairs are the three landfill classes in the order above: crClass1
+// holds LandfillInerti, crClass2 LandfillNonPericolosi, crClass3
+// LandfillPericolosi when the unit has such a landfill (0 otherwise), and
+// crQtaN the residual capacity of that landfill in cubic metres. Incineration
+// capacities are incQta (total), incRifP (hazardous), incRifNP (non-hazardous);
+// co-incineration conQta, conRifP, conRifNP; all in tonnes per year.
+inline int saAutLandfillClass(int row) // row 1..3
+{
+    return row >= 1 && row <= 3 ? landfillClasses()[row - 1].first : 0;
+}
+
 // ---- RE module: activity that produced the waste, ModRif.Privati; 0 none ----
 // In the order of the options on the form.
 inline const std::array<std::pair<int, const char *>, 4> &reActivities()

@@ -1,0 +1,118 @@
+#pragma once
+// Modules of a waste scheda: the RT, DR, TE, MG and RE modules of scheda RIF
+// (table ModRif) and the UO and UD modules of scheda INT (table ModInt). They
+// differ in data only: which fields they hold, with which captions and
+// required messages, and which of the few rules below apply. One ModuleSpec
+// says it for each type; the functions here serve them all. No widgets.
+
+#include "sections/fields.h"
+#include "shell/context.h"
+
+#include <QHash>
+#include <QVector>
+
+namespace waste {
+
+struct ModuleSpec {
+    QString table;        // ModRif, ModInt
+    QString key;          // mrID, miID
+    QString parentKey;    // rifID, intID
+    int tipoMod = 0;
+    QString code;         // "RT", "UO"...
+    QString title;        // window title
+    QString listTitle;    // "Lista dei moduli RT"
+    QString orderBy;      // navigator order
+    fields::Table fields; // in form order; "estero" is the Italia/Estero option (not stored)
+
+    bool privati = false;      // RT: the "Privati" check box and its one-per-municipality rule
+    bool counterpart = false;  // names a company: registered after a save
+    bool sides = false;        // Italia / Estero
+    QStringList treatment;     // foreign treatment quantities (RT, DR), in form order
+    QString treatmentMessage;  // their sum against qtaMod
+    bool urbanFlag = false;    // RT: discDep for codes of urban origin
+    bool batteryFrame = false; // RT: disc191 for battery codes
+    bool operations = false;   // MG: grids of operation rows, landfill frames
+    bool uniquePlace = false;  // RE: one module per municipality and activity
+    bool listDelete = false;   // TE, RE: deleted from their list ("modulo selezionato")
+    // Stored codes of option fields whose codes are not simply 1, 2, ... in
+    // the order of their captions (landfill classes, RE activities).
+    QHash<QString, QVector<int>> optionCodes;
+};
+
+// The stored code of the i-th option (from 0) of a field, and back (-1: none).
+int optionCode(const ModuleSpec &m, const QString &name, int index);
+int optionIndex(const ModuleSpec &m, const QString &name, int code);
+
+// Fields of each side of the Italia/Estero option.
+const QStringList &italySide();
+const QStringList &abroadSide();
+
+// Value of the "estero" option: 1 Italia, 2 Estero.
+enum Side { SideItalia = 1, SideEstero = 2 };
+
+// Whether a field is open for input, given the scheda's waste code and what
+// the record holds now (Privati, side). Closed fields are written empty.
+bool fieldEnabled(const ModuleSpec &m, const QString &wasteCode, const fields::Record &r,
+                  const QString &name);
+// The record with every closed field emptied.
+fields::Record withClosedCleared(const ModuleSpec &m, const QString &wasteCode, fields::Record r);
+
+// An operation row of an MG module (RecRif).
+struct OpRow {
+    int posizione = 0;  // grid: codes::MgGrid
+    QString codice;     // operation code, empty: the row is not written
+    QVariant qta;       // thousandths (qlonglong) or null
+    int umi = 1;
+};
+
+// Keys of a scheda's modules of one type, in listing order (a module's number
+// is its position here).
+QVector<qint64> ids(AppContext &ctx, const ModuleSpec &m, qint64 parentId);
+
+fields::Record blank(const ModuleSpec &m);
+fields::Record load(AppContext &ctx, const ModuleSpec &m, qint64 id, bool *found = nullptr);
+QVector<OpRow> loadOperations(AppContext &ctx, qint64 mrID);
+
+// RT: another private module of the scheda for the same municipality (0 none).
+qint64 privateModuleFor(AppContext &ctx, const ModuleSpec &m, qint64 parentId, int prvIstat,
+                        int comIstat, qint64 exceptId);
+QString privateQuestion();
+QString privateName(); // "*** Privati ***", the name a private module is listed with
+
+// Outcome of the save rules.
+struct Check {
+    int field = -1;       // position of the field that stopped the save; -1 none
+    qint64 moveTo = 0;    // RT: the user chose to edit the existing private module
+    bool ok() const { return field < 0 && moveTo == 0; }
+};
+// Save rules in order, with their messages. saved: the module is already in
+// the store (the empty MG message then suggests deleting it).
+Check saveCheck(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id,
+                const QString &wasteCode, const fields::Record &r, const QVector<OpRow> &ops = {});
+
+// Writes the module (and an MG module's rows, rewritten whole), then adds the
+// counterpart to the company register. Returns the key, 0 on failure.
+qint64 save(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id,
+            const QString &wasteCode, const fields::Record &r, const QVector<OpRow> &ops = {});
+
+// Confirmation ("modulo corrente," or, from a list, "modulo selezionato"),
+// then the module goes with its rows.
+bool remove(AppContext &ctx, const ModuleSpec &m, qint64 id);
+
+// The list window's rows: the key and the texts of the type's columns.
+struct ModuleRow {
+    qint64 id = 0;
+    QStringList texts;
+};
+QStringList listColumns(const ModuleSpec &m);
+QVector<ModuleRow> list(AppContext &ctx, const ModuleSpec &m, qint64 parentId);
+
+} // namespace waste
+
+namespace rif {
+// The module types of scheda RIF, by tipoMod (codes::RifModule).
+const waste::ModuleSpec &module(int tipoMod);
+// Counterpart with its Italian or foreign address, shared with the INT modules.
+fields::Table counterpartFields(const char *frame, const char *italyFrame, const char *abroadFrame,
+                                const char *countryCaption, bool regCE);
+} // namespace rif
