@@ -266,12 +266,19 @@ int saveCheck(AppContext &ctx, const fields::Record &r)
 qint64 save(AppContext &ctx, qint64 saID, qint64 suID, const fields::Record &r)
 {
     QVariantMap values = fields::storeValues(fieldTable(), r);
-    // A landfill class is kept only with its row ticked; codes are those of codes::Landfill.
     if (suID == 0) {
         values.insert(QStringLiteral("saID"), saID);
         return qMax<qint64>(0, ctx.db.insertRow(QStringLiteral("SaAut"), values));
     }
     return ctx.db.updateRow(QStringLiteral("SaAut"), QStringLiteral("suID"), suID, values) ? suID : 0;
+}
+
+qint64 checkAndSave(AppContext &ctx, qint64 saID, qint64 suID, const fields::Record &r, int *failedField)
+{
+    const int f = saveCheck(ctx, r);
+    if (failedField)
+        *failedField = f;
+    return f >= 0 ? 0 : save(ctx, saID, suID, r);
 }
 
 bool remove(AppContext &ctx, qint64 suID)

@@ -37,6 +37,10 @@ fields::Record load(AppContext &ctx, qint64 suID, bool *found = nullptr);
 int saveCheck(AppContext &ctx, const fields::Record &r);
 // Writes the row; returns the key, 0 on failure.
 qint64 save(AppContext &ctx, qint64 saID, qint64 suID, const fields::Record &r);
+// The checks, then the write when they pass: the key, or 0 with failedField
+// set to the field the cursor goes to (-1 when the write itself failed).
+qint64 checkAndSave(AppContext &ctx, qint64 saID, qint64 suID, const fields::Record &r,
+                    int *failedField = nullptr);
 bool remove(AppContext &ctx, qint64 suID);
 
 } // namespace saaut
