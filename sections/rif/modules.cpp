@@ -192,6 +192,9 @@ fields::Record load(AppContext &ctx, const ModuleSpec &m, qint64 id, bool *found
         }
     if (m.sides)
         r.insert(EsteroField, r.value(QStringLiteral("nazID")).toInt() > 0 ? int(SideEstero) : int(SideItalia));
+    // Options hold their position (1, 2, ...) in the record, as on the form.
+    for (auto it = m.optionCodes.cbegin(); it != m.optionCodes.cend(); ++it)
+        r.insert(it.key(), optionIndex(m, it.key(), r.value(it.key()).toInt()) + 1);
     return r;
 }
 
@@ -367,7 +370,8 @@ Check saveCheck(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id
                                       .arg(m.key, m.table, m.parentKey),
                                   {parentId, m.tipoMod, r.value(QStringLiteral("prvIstat")).toInt(),
                                    r.value(QStringLiteral("comIstat")).toInt(),
-                                   r.value(QStringLiteral("Privati")).toInt(), id})
+                                   optionCode(m, QStringLiteral("Privati"), r.value(QStringLiteral("Privati")).toInt() - 1),
+                                   id})
                           .toInt();
         if (n > 0) {
             ctx.msg.information(QStringLiteral("Attenzione, comune ed attività già presente nella lista"));
@@ -383,6 +387,8 @@ qint64 save(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id,
 {
     const fields::Record r = withClosedCleared(m, wasteCode, rIn);
     QVariantMap values = fields::storeValues(m.fields, r);
+    for (auto it = m.optionCodes.cbegin(); it != m.optionCodes.cend(); ++it)
+        values.insert(it.key(), optionCode(m, it.key(), r.value(it.key()).toInt() - 1));
     qint64 key = id;
     if (id == 0) {
         values.insert(m.parentKey, parentId);
@@ -466,10 +472,9 @@ QVector<ModuleRow> list(AppContext &ctx, const ModuleSpec &m, qint64 parentId)
                       << (plant >= 1 && plant <= codes::mgPlantTypes().size() ? codes::mgPlantTypes()[plant - 1]
                                                                                : QString());
         } else if (m.uniquePlace) {
-            QString act;
-            for (const auto &[code, text] : codes::reActivities())
-                if (code == r.value(QStringLiteral("Privati")).toInt())
-                    act = QString::fromUtf8(text);
+            const fields::Field *f = fields::find(m.fields, QStringLiteral("Privati"));
+            const int i = r.value(QStringLiteral("Privati")).toInt() - 1;
+            const QString act = i >= 0 && i < f->options.size() ? f->options[i] : QString();
             row.texts << mun.comDesc << mun.prvSigla << act << qty;
         } else {
             const bool priv = m.privati && r.value(QStringLiteral("Privati")).toInt() != 0;
@@ -675,11 +680,13 @@ const waste::ModuleSpec &module(int tipoMod)
         for (const auto &[code, caption] : codes::landfillClasses())
             landfill << QString::fromUtf8(caption);
         const char *depFrame = "Deposito definitivo effettuato nell'unità locale (operazioni D1, D5, D12)";
+        // The art. 191 tab has the same frame; its name differs by a blank so the two stay apart.
+        const char *dep191Frame = "Deposito definitivo effettuato nell'unità locale (operazioni D1, D5, D12) ";
         mg.fields << option("Privati", "Tipologia impianto:", codes::mgPlantTypes())
                   << grouped(qty("qtaDep", "umiDep", "Quantità depositata in discarica nell'anno:"), depFrame)
                   << grouped(option("discDep", "Classificazione della discarica (D.Lgs. 36/2003):", landfill), depFrame)
-                  << grouped(qty("qta191", "umi191", "Quantità depositata in discarica nell'anno:"), depFrame)
-                  << grouped(option("disc191", "Classificazione della discarica (D.Lgs. 36/2003):", landfill), depFrame)
+                  << grouped(qty("qta191", "umi191", "Quantità depositata in discarica nell'anno:"), dep191Frame)
+                  << grouped(option("disc191", "Classificazione della discarica (D.Lgs. 36/2003):", landfill), dep191Frame)
                   << grouped(qty("qtaMod", "umiMod", "Quantità in giacenza al 31/12 da avviare a recupero"),
                              "Giacenza al 31/12")
                   << grouped(qty("qtaSmalt", "umiSmalt", "Quantità in giacenza al 31/12 da avviare a smaltimento"),

@@ -35,7 +35,9 @@ struct ModuleSpec {
     bool uniquePlace = false;  // RE: one module per municipality and activity
     bool listDelete = false;   // TE, RE: deleted from their list ("modulo selezionato")
     // Stored codes of option fields whose codes are not simply 1, 2, ... in
-    // the order of their captions (landfill classes, RE activities).
+    // the order of their captions (landfill classes, RE activities). The
+    // record holds the option's position (1, 2, ...; 0 none) like every
+    // option field; load and save translate.
     QHash<QString, QVector<int>> optionCodes;
 };
 

@@ -367,19 +367,19 @@ private Q_SLOTS:
         QCOMPARE(waste::saveCheck(ctx(), m, rifID, 0, code, r).field, pos(m, "Privati"));
         QCOMPARE(t.msg.last(), head + QStringLiteral("inserire almeno una quantità."));
 
-        r.insert(QStringLiteral("discDep"), int(codes::LandfillPericolosi));
+        r.insert(QStringLiteral("discDep"), 3); // rifiuti pericolosi
         QCOMPARE(waste::saveCheck(ctx(), m, rifID, 0, code, r).field, pos(m, "qtaDep"));
         QCOMPARE(t.msg.last(), head + QStringLiteral("è stata indicata la classificazione della discarica, ma non la quantità depositata."));
         r.insert(QStringLiteral("discDep"), 0);
         r.insert(QStringLiteral("qtaDep"), qlonglong(1000));
         QCOMPARE(waste::saveCheck(ctx(), m, rifID, 0, code, r).field, pos(m, "discDep"));
         QCOMPARE(t.msg.last(), head + QStringLiteral("è stata inserita una quantità in discarica senza indicare la relativa classificazione."));
-        r.insert(QStringLiteral("discDep"), int(codes::LandfillInerti));
+        r.insert(QStringLiteral("discDep"), 1);
         r.insert(QStringLiteral("qta191"), qlonglong(1));
         QCOMPARE(waste::saveCheck(ctx(), m, rifID, 0, code, r).field, pos(m, "disc191"));
         QCOMPARE(t.msg.last(), head + QStringLiteral("è stata inserita una quantità in discarica art. 191 senza indicare la relativa classificazione."));
         r.insert(QStringLiteral("qta191"), qlonglong(0));
-        r.insert(QStringLiteral("disc191"), int(codes::LandfillNonPericolosi));
+        r.insert(QStringLiteral("disc191"), 2);
         QCOMPARE(waste::saveCheck(ctx(), m, rifID, 0, code, r).field, pos(m, "qta191"));
         QCOMPARE(t.msg.last(), head + QStringLiteral("è stata indicata la classificazione della discarica, ma non la quantità depositata."));
 
@@ -399,6 +399,13 @@ private Q_SLOTS:
         QCOMPARE(back[0].umi, 2);
         QCOMPARE(back[1].posizione, int(codes::GridSmaltimento));
         QCOMPARE(waste::load(ctx(), m, id).value(QStringLiteral("Privati")).toInt(), int(codes::PlantRiservaR13));
+        Record l = g;
+        l.insert(QStringLiteral("qtaDep"), qlonglong(1));
+        l.insert(QStringLiteral("discDep"), 2);
+        QCOMPARE(waste::save(ctx(), m, rifID, id, code, l, ops), id);
+        QCOMPARE(t.db->scalar(QStringLiteral("SELECT discDep FROM ModRif WHERE (mrID = ?)"), {id}).toInt(),
+                 int(codes::LandfillNonPericolosi));
+        QCOMPARE(waste::load(ctx(), m, id).value(QStringLiteral("discDep")).toInt(), 2);
 
         // A saved module emptied: the message suggests deleting it; rows rewritten whole.
         QCOMPARE(waste::saveCheck(ctx(), m, rifID, id, code, g, {}).field, pos(m, "Privati"));
@@ -419,8 +426,8 @@ private Q_SLOTS:
         QCOMPARE(t.msg.last(), QStringLiteral("Attenzione, comune di provenienza del rifiuto richiesto."));
         r.insert(QStringLiteral("prvIstat"), 15);
         r.insert(QStringLiteral("comIstat"), 146);
-        r.insert(QStringLiteral("Privati"), waste::optionCode(m, QStringLiteral("Privati"), 0));
-        QCOMPARE(r.value(QStringLiteral("Privati")).toInt(), 4);
+        r.insert(QStringLiteral("Privati"), 1); // first option on the form: stored as 4
+        QCOMPARE(waste::optionCode(m, QStringLiteral("Privati"), 0), 4);
         QCOMPARE(waste::saveCheck(ctx(), m, rifID, 0, code, r).field, pos(m, "qtaMod"));
         r.insert(QStringLiteral("qtaMod"), qlonglong(1000));
         const qint64 first = waste::save(ctx(), m, rifID, 0, code, r);
@@ -428,7 +435,9 @@ private Q_SLOTS:
         QCOMPARE(waste::saveCheck(ctx(), m, rifID, 0, code, r).field, pos(m, "prvIstat"));
         QCOMPARE(t.msg.last(), QStringLiteral("Attenzione, comune ed attività già presente nella lista"));
         QVERIFY(waste::saveCheck(ctx(), m, rifID, first, code, r).ok());
-        r.insert(QStringLiteral("Privati"), waste::optionCode(m, QStringLiteral("Privati"), 1));
+        QCOMPARE(t.db->scalar(QStringLiteral("SELECT Privati FROM ModRif WHERE (mrID = ?)"), {first}).toInt(), 4);
+        QCOMPARE(waste::load(ctx(), m, first).value(QStringLiteral("Privati")).toInt(), 1);
+        r.insert(QStringLiteral("Privati"), 2);
         QVERIFY(waste::saveCheck(ctx(), m, rifID, 0, code, r).ok());
         QCOMPARE(waste::list(ctx(), m, rifID).first().texts,
                  (QStringList{QStringLiteral("MILANO"), QStringLiteral("MI"),

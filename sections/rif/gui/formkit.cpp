@@ -1,0 +1,84 @@
+#include "sections/rif/gui/formkit.h"
+
+#include "shell/qorclass.h"
+#include "ui/controls.h"
+#include "ui/fieldform.h"
+
+#include <QComboBox>
+#include <QGridLayout>
+#include <QHash>
+#include <QLabel>
+
+namespace wastegui {
+
+fields::Table laidOut(fields::Table t, const QSet<QString> &asList)
+{
+    QHash<QString, int> next;
+    for (fields::Field &f : t) {
+        if (f.row == 0 && f.col == 0)
+            f.row = next.value(f.group);
+        next[f.group] = qMax(next.value(f.group), f.row + 1);
+        if (asList.contains(f.name)) {
+            f.kind = fields::Kind::Integer;
+            f.length = 9;
+            f.options.clear();
+        }
+    }
+    return t;
+}
+
+QComboBox *attachList(ui::RecordForm *form, const QString &name, const ListItems &items)
+{
+    auto *box = qobject_cast<ui::NumberBox *>(form->fields()->control(name));
+    if (!box)
+        return nullptr;
+    QWidget *holder = box->parentWidget();
+    auto *grid = qobject_cast<QGridLayout *>(holder->layout());
+    auto *list = new QComboBox(holder);
+    list->setObjectName(name + QStringLiteral("List"));
+    for (const auto &[value, text] : items)
+        list->addItem(text, value);
+    list->setMinimumContentsLength(20);
+    list->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    if (grid) {
+        int row, col, rs, cs;
+        grid->getItemPosition(grid->indexOf(box), &row, &col, &rs, &cs);
+        grid->addWidget(list, row, col, rs, cs);
+    }
+    box->hide();
+    if (QLabel *l = form->fields()->label(name))
+        l->setBuddy(list);
+    QWidget::setTabOrder(box, list);
+    QObject::connect(list, &QComboBox::activated, form, [form, box, list] {
+        const QVariant v = list->currentData();
+        box->setValue(v.toInt() > 0 ? QVariant(qlonglong(v.toInt())) : QVariant());
+        form->fields()->setModified(true);
+    });
+    return list;
+}
+
+void syncList(ui::RecordForm *form, QComboBox *list, const QString &name)
+{
+    if (!list)
+        return;
+    const int v = form->fields()->record().value(name).toInt();
+    const int i = list->findData(v);
+    list->setCurrentIndex(i >= 0 ? i : 0);
+}
+
+void setFieldValues(ui::RecordForm *form, const fields::Record &values)
+{
+    fields::Record r = form->fields()->record();
+    for (auto it = values.begin(); it != values.end(); ++it)
+        r.insert(it.key(), it.value());
+    const bool was = form->fields()->isModified();
+    form->fields()->setRecord(r);
+    form->fields()->setModified(was || !values.isEmpty());
+}
+
+qint64 currentDeclaration(AppContext &ctx)
+{
+    return ctx.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));
+}
+
+} // namespace wastegui
