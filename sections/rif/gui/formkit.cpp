@@ -49,7 +49,9 @@ QComboBox *attachList(ui::RecordForm *form, const QString &name, const ListItems
     if (QLabel *l = form->fields()->label(name))
         l->setBuddy(list);
     QWidget::setTabOrder(box, list);
-    QObject::connect(list, &QComboBox::activated, form, [form, box, list] {
+    // Any change of the choice by the user (mouse, arrows, typing); syncList
+    // changes it with signals blocked.
+    QObject::connect(list, &QComboBox::currentIndexChanged, form, [form, box, list] {
         const QVariant v = list->currentData();
         box->setValue(v.toInt() > 0 ? QVariant(qlonglong(v.toInt())) : QVariant());
         form->fields()->setModified(true);
@@ -63,6 +65,7 @@ void syncList(ui::RecordForm *form, QComboBox *list, const QString &name)
         return;
     const int v = form->fields()->record().value(name).toInt();
     const int i = list->findData(v);
+    const QSignalBlocker block(list);
     list->setCurrentIndex(i >= 0 ? i : 0);
 }
 
