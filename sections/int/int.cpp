@@ -69,6 +69,7 @@ const waste::ModuleSpec &module(int tipoMod)
             q.length = 7;
             q.decimals = 3;
             q.required = QStringLiteral("Attenzione, quantità richiesta.");
+            q.group = QStringLiteral("Quantità");
             m.fields << q;
             v[t.tipo] = m;
         }

@@ -591,7 +591,7 @@ fields::Table counterpartFields(const char *frame, const char *italyFrame, const
     fields::Table t;
     t << grouped(text("CodFisc", "Codice fiscale:", 16, CodFiscRequired, "A-Za-z0-9", true), frame)
       << grouped(text("RagSoc", "Nome o ragione sociale:", 60, RagSocRequired), frame);
-    Field side = option("estero", "", {QStringLiteral("Italia"), QStringLiteral("Estero")});
+    Field side = grouped(option("estero", "", {QStringLiteral("Italia"), QStringLiteral("Estero")}), frame);
     side.stored = false;
     t << side;
     t << grouped(municipality("Comune:", "Attenzione, campo comune richiesto."), italyFrame)
@@ -631,7 +631,7 @@ const waste::ModuleSpec &module(int tipoMod)
                                        "Sede unità locale di provenienza del rifiuto (se di provenienza nazionale)",
                                        "Nel caso in cui il rifiuto sia di provenienza non nazionale",
                                        "Paese estero:", true);
-        rt.fields << qty("qtaMod", "umiMod", "Quantità ricevuta nell'anno:", QtyRequired);
+        rt.fields << grouped(qty("qtaMod", "umiMod", "Quantità ricevuta nell'anno:", QtyRequired), "Quantità");
         const char *rtFrame = "Da compilare in caso di rifiuti ricevuti per attività di gestione (escluso in caso di trasporto)";
         rt.fields << grouped(qty("qtaDep", "umiDep", "recupero di materia:"), rtFrame)
                   << grouped(qty("qta191", "umi191", "recupero di energia:"), rtFrame)
@@ -642,7 +642,8 @@ const waste::ModuleSpec &module(int tipoMod)
                         QStringLiteral("qtaDisc"), QStringLiteral("qtaSmalt")};
         rt.treatmentMessage = QStringLiteral("La quantità ricevuta dall'estero nell'anno dev'essere uguale alla somma "
                                              "delle quantità relative alle attività di trattamento.");
-        rt.fields << check("discDep", "Barrare se la quantità indicata nel modulo è relativa a rifiuti di origine urbana");
+        rt.fields << grouped(check("discDep", "Barrare se la quantità indicata nel modulo è relativa a rifiuti di origine urbana"),
+                             "Rifiuti di origine urbana");
         rt.fields << grouped(option("disc191",
                                     "Specificare se la quantità indicata nel modulo è relativa a pile e "
                                     "accumulatori portatili:",
@@ -656,7 +657,7 @@ const waste::ModuleSpec &module(int tipoMod)
                                        "Sede impianto di destinazione (se di destinazione nazionale)",
                                        "Nel caso in cui il rifiuto abbia destinazione non nazionale indicare",
                                        "Paese estero:", true);
-        dr.fields << qty("qtaMod", "umiMod", "Quantità conferita nell'anno:", QtyRequired);
+        dr.fields << grouped(qty("qtaMod", "umiMod", "Quantità conferita nell'anno:", QtyRequired), "Quantità");
         const char *drFrame = "Indicare l'attività svolta a destinazione";
         dr.fields << grouped(qty("qtaDep", "umiDep", "Quantità a recupero di materia:"), drFrame)
                   << grouped(qty("qta191", "umi191", "Quantità a recupero di energia:"), drFrame)

@@ -474,6 +474,10 @@ ui::RecordSpec schedaSpec(const waste::SchedaSpec &s)
             f.col = i % 4;
             ++i;
         }
+    // The stock at 31/12 stands under its own line.
+    for (fields::Field &f : t)
+        if (f.name == QLatin1String("qtaGiacRec") || f.name == QLatin1String("qtaGiacSmalt"))
+            f.row += 1;
     r.fields = t;
     r.listHeaders = {QStringLiteral("Codice"), QStringLiteral("Descrizione"), QStringLiteral("Classe")};
     return r;
@@ -542,6 +546,18 @@ SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVecto
     head->setColumnStretch(1, 0);
     head->setColumnStretch(3, 1);
     connect(table, &QToolButton::clicked, this, &SchedaForm::openWasteTable);
+
+    if (QWidget *giac = ff->control(QStringLiteral("qtaGiacRec"))) {
+        auto *grid = qobject_cast<QGridLayout *>(giac->parentWidget()->layout());
+        int row, col, rs, cs;
+        grid->getItemPosition(grid->indexOf(giac), &row, &col, &rs, &cs);
+        grid->addWidget(new QLabel(QStringLiteral("Rifiuto in giacenza presso il produttore al 31/12/%1 in attesa di "
+                                                  "essere conferito a terzi:")
+                                       .arg(ctx.app.year()),
+                                   giac->parentWidget()),
+                        row - 1, 0, 1, 3);
+    }
+    desc_->setMinimumHeight(desc_->fontMetrics().lineSpacing() * 2 + 4);
 
     for (const ModuleButton &mb : modules) {
         auto *b = new QPushButton(mb.caption, this);
