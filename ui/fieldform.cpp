@@ -71,6 +71,8 @@ void FieldForm::build()
         case Kind::Text: {
             auto *e = new TextBox(f.length, f.chars, f.upper, parentW);
             e->setMinimumWidth(charsWidth(e, f.width ? f.width : f.length));
+            if (f.length > 0 && f.length <= 16)
+                e->setMaximumWidth(charsWidth(e, f.length + 3)); // short codes do not stretch
             connect(e, &QLineEdit::textEdited, this, onEdit);
             s.get = [e, f](fields::Record &r) { r.insert(f.name, e->text()); };
             s.set = [e, f](const fields::Record &r) { e->setText(r.value(f.name).toString()); };
@@ -189,7 +191,7 @@ void FieldForm::build()
             lab->setBuddy(s.focus);
             labels_.insert(f.name.toLower(), lab);
             grid->addWidget(lab, f.row, col, Qt::AlignRight | Qt::AlignVCenter);
-            grid->addWidget(w, f.row, col + 1, 1, f.span * 2 - 1);
+            grid->addWidget(w, f.row, col + 1, 1, f.span * 2 - 1, f.span == 1 ? Qt::AlignLeft : Qt::Alignment());
         } else {
             grid->addWidget(w, f.row, col, 1, f.span * 2);
         }

@@ -104,8 +104,12 @@ void DeclarationList::setCurrentId(qint64 saID)
             return;
         }
     }
-    if (current_ != 0 && tree_->topLevelItemCount() == 0) {
+    // The remembered declaration is gone (removed, or another database).
+    if (current_ != 0) {
         current_ = 0;
+        tree_->setCurrentItem(nullptr);
+        if (ctx_.db.isCurrentOpen())
+            ctx_.app.writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QStringLiteral("0"));
         Q_EMIT currentChanged(0);
     }
 }
