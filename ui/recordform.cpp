@@ -8,6 +8,7 @@
 #include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QShortcut>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -21,14 +22,22 @@ RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, 
     auto *outer = new QVBoxLayout(this);
     header_ = new QVBoxLayout;
     outer->addLayout(header_);
-    auto *middle = new QHBoxLayout;
-    fields_ = new FieldForm(ctx_, spec_.fields, this);
+    // Fields and side panel scroll when the window is smaller than the form.
+    auto *scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    auto *inner = new QWidget(scroll);
+    auto *middle = new QHBoxLayout(inner);
+    middle->setContentsMargins(0, 0, 0, 0);
+    fields_ = new FieldForm(ctx_, spec_.fields, inner);
     if (b_.exitRule)
         fields_->setExitRule(b_.exitRule);
     middle->addWidget(fields_, 1);
     side_ = new QVBoxLayout;
     middle->addLayout(side_);
-    outer->addLayout(middle, 1);
+    scroll->setWidget(inner);
+    body_ = inner;
+    outer->addWidget(scroll, 1);
 
     buttons_ = new QHBoxLayout;
     if (spec_.navigator) {
@@ -83,6 +92,14 @@ RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, 
     }
     reloadKeys();
     updateState();
+}
+
+void RecordForm::showEvent(QShowEvent *e)
+{
+    // Labels and fields never squeeze below their natural size: the window scrolls.
+    if (body_->minimumWidth() == 0)
+        body_->setMinimumSize(body_->sizeHint());
+    QWidget::showEvent(e);
 }
 
 bool RecordForm::isModified() const
@@ -198,6 +215,18 @@ void RecordForm::closeEvent(QCloseEvent *e)
         return;
     }
     e->accept();
+}
+
+} // namespace ui
+
+namespace ui {
+
+QSize RecordForm::sizeHint() const
+{
+    // The whole form, not the scroll area's small default.
+    const QSize b = body_->sizeHint();
+    const QSize rest = QWidget::sizeHint();
+    return {qMax(b.width() + 40, rest.width()), b.height() + rest.height()};
 }
 
 } // namespace ui

@@ -87,17 +87,21 @@ public:
     void moveTo(int position);
     void openList();
     void reloadKeys();
+    QSize sizeHint() const override;
 
 Q_SIGNALS:
     void saved(qint64 key);
     void removed(qint64 key);
     void shown(qint64 key);
 
+
 protected:
     void closeEvent(QCloseEvent *e) override;
+    void showEvent(QShowEvent *e) override;
 
 private:
     void updateState();
+    QWidget *body_ = nullptr;
     AppContext &ctx_;
     RecordSpec spec_;
     RecordBinding b_;

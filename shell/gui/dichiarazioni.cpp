@@ -38,6 +38,7 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
     connect(ditte, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::Anagrafiche); });
     tree_ = new QTreeWidget(this);
     tree_->setRootIsDecorated(false);
+    tree_->setMinimumWidth(360);
     tree_->setAlternatingRowColors(true);
     tree_->setHeaderLabels({QStringLiteral("Dichiarazione"), QStringLiteral("Codice fiscale"),
                             QStringLiteral("Prov."), QStringLiteral("Esportata")});

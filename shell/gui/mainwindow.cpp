@@ -180,6 +180,12 @@ void MainWindow::showForm(int number)
             ctx_.app.currentForm = 0;
     });
     sw->show();
+    // A form larger than the free area starts fitted into it (it scrolls).
+    const QSize room = mdi_->viewport()->size();
+    if (sw->width() > room.width() || sw->height() > room.height()) {
+        sw->resize(sw->size().boundedTo(room));
+        sw->move(0, 0);
+    }
     mdi_->setActiveSubWindow(sw);
 }
 
