@@ -450,15 +450,41 @@ void ActivityBox::setCode(const QString &stored)
 
 void ActivityBox::openList()
 {
-    ListWindow w(QStringLiteral("Codici ISTAT attività"), {QStringLiteral("Codice"), QStringLiteral("Descrizione")}, this);
-    for (const auto &r : refdata::activityList(ctx_.db))
-        w.addRow({refdata::activityMasked(r.code), r.desc}, r.code);
-    w.select(code());
-    if (w.exec() == QDialog::Accepted && w.chosen().isValid()) {
-        setCode(w.chosen().toString());
+    const QString c = pickActivity(ctx_, this, code());
+    if (!c.isEmpty()) {
+        setCode(c);
         Q_EMIT edited();
     }
     edit_->setFocus();
+}
+
+QString pickActivity(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Codici ISTAT attività"), {QStringLiteral("Codice"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::activityList(ctx.db))
+        w.addRow({refdata::activityMasked(r.code), r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
+}
+
+QString pickRegCE(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Codici Regolamento CE 1013/2006"),
+                 {QStringLiteral("Codice"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::regCEList(ctx.db))
+        w.addRow({r.code, r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
+}
+
+QString pickWasteCode(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Tabella rifiuti"),
+                 {QStringLiteral("Codice"), QStringLiteral("Classe"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::wasteTable(ctx.db))
+        w.addRow({r.code, r.extra, r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
 }
 
 // ---- OptionGroup ----

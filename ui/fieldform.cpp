@@ -332,8 +332,13 @@ void FieldForm::focusChanged(QWidget *old, QWidget *now)
     const int from = slotOf(old);
     if (from < 0 || slotOf(now) == from)
         return;
-    if (now->window() != window())
-        return; // another window (a message box, a list): not leaving the field
+    // Only a move inside the same form leaves the field: another window (a
+    // message box, a list) or another form of the main window does not.
+    QWidget *root = this;
+    while (root->parentWidget() && !root->parentWidget()->inherits("QMdiSubWindow") && !root->isWindow())
+        root = root->parentWidget();
+    if (!root->isAncestorOf(now))
+        return;
     for (QWidget *p = now; p; p = p->parentWidget())
         if (p->property("causesValidation").isValid() && !p->property("causesValidation").toBool())
             return;
