@@ -265,13 +265,20 @@ private Q_SLOTS:
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo 2 di 2"));
         QCOMPARE(b.load(1).value(QStringLiteral("CodFisc")).toString(), QStringLiteral("AAA"));
 
+        // Alt+S is the access key of "Salva modulo".
+        f.fields()->focusField(0);
+        QTest::keyClicks(focused(), QStringLiteral("y"));
+        QTest::keyClick(focused(), Qt::Key_S, Qt::AltModifier);
+        QTRY_COMPARE(b.load(2).value(QStringLiteral("CodFisc")).toString(), QStringLiteral("BBBY"));
+        QVERIFY(!f.saveButton()->isEnabled());
+
         // Yes saves before moving.
         f.fields()->focusField(0);
         QTest::keyClicks(focused(), QStringLiteral("b"));
         t.msg.clear();
         t.msg.answer({true});
         f.moveTo(1);
-        QCOMPARE(b.load(2).value(QStringLiteral("CodFisc")).toString(), QStringLiteral("BBBB"));
+        QCOMPARE(b.load(2).value(QStringLiteral("CodFisc")).toString(), QStringLiteral("BBBYB"));
         QCOMPARE(f.navigator()->position(), 1);
 
         // A new record: a refused save stays, with the cursor on the field.
