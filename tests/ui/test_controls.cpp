@@ -7,6 +7,7 @@
 
 #include <QAbstractItemView>
 #include <QApplication>
+#include <QClipboard>
 #include <QCompleter>
 #include <QLineEdit>
 #include <QPushButton>
@@ -64,6 +65,12 @@ private Q_SLOTS:
         QTest::keyClicks(&b, QStringLiteral("3456"));
         QCOMPARE(b.text(), QStringLiteral("12345"));
         QCOMPARE(b.lastRefusal(), QStringLiteral("Lunghezza massima: 5 caratteri."));
+
+        b.clear();
+        QGuiApplication::clipboard()->setText(QStringLiteral("12345678"));
+        QTest::keyClick(&b, Qt::Key_V, Qt::ControlModifier);
+        QCOMPARE(b.text(), QStringLiteral("12345"));
+        QCOMPARE(b.lastRefusal(), QStringLiteral("Lunghezza massima: 5 caratteri: il testo incollato è stato tagliato."));
 
         ui::TextBox u(16, QStringLiteral("A-Za-z0-9"), true);
         u.show();
