@@ -109,7 +109,7 @@ bool RecordForm::isModified() const
 
 void RecordForm::reloadKeys()
 {
-    keys_ = b_.keys ? b_.keys() : QVector<qint64>{};
+    keys_ = b_.keys ? b_.keys(key_) : QVector<qint64>{};
     updateState();
 }
 
@@ -128,7 +128,7 @@ void RecordForm::showRecord(qint64 key)
     key_ = key;
     forceModified_ = false;
     fields_->setRecord(key > 0 && b_.load ? b_.load(key) : (b_.blank ? b_.blank() : fields::Record{}));
-    updateState();
+    reloadKeys();
     Q_EMIT shown(key_);
 }
 
@@ -137,7 +137,7 @@ void RecordForm::startNew(const fields::Record &r)
     key_ = 0;
     fields_->setRecord(r);
     forceModified_ = !r.isEmpty();
-    updateState();
+    reloadKeys();
     fields_->focusField(0);
     Q_EMIT shown(0);
 }
@@ -175,16 +175,15 @@ void RecordForm::removeCurrent()
 {
     if (key_ <= 0 || !b_.remove)
         return;
-    int pos = int(keys_.indexOf(key_));
     const qint64 gone = key_;
-    if (!b_.remove(key_))
+    QVector<qint64> rest = keys_;
+    const int pos = int(rest.indexOf(gone));
+    if (!b_.remove(gone))
         return;
-    reloadKeys();
+    rest.removeAll(gone);
+    // The row that took its place, or the one before; none left: a new row.
+    showRecord(rest.isEmpty() ? 0 : rest[qBound(0, pos, int(rest.size()) - 1)]);
     Q_EMIT removed(gone);
-    if (keys_.isEmpty())
-        showRecord(0);
-    else
-        showRecord(keys_[qBound(0, pos, int(keys_.size()) - 1)]);
 }
 
 void RecordForm::moveTo(int position)

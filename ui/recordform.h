@@ -44,7 +44,9 @@ struct RecordSpec {
 };
 
 struct RecordBinding {
-    std::function<QVector<qint64>()> keys;                   // rows in listing order
+    // Rows in listing order; the key shown is passed for forms whose rows
+    // depend on it (the declarations of the same company).
+    std::function<QVector<qint64>(qint64 current)> keys;
     std::function<fields::Record(qint64 key)> load;
     // Runs the save rules and writes; returns the key (new rows get theirs),
     // 0 when refused, with the position of the field to put the cursor on.

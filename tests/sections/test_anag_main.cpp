@@ -7,6 +7,7 @@
 #include "shell/gui/dichiarazioni.h"
 #include "shell/gui/formregistry.h"
 #include "shell/gui/mainwindow.h"
+#include "ui/controls.h"
 
 #include <QAction>
 #include <QLineEdit>
@@ -64,6 +65,12 @@ private Q_SLOTS:
         auto *form = qobject_cast<Sa1Form *>(w.mdi()->activeSubWindow()->widget());
         QVERIFY(form);
         QCOMPARE(form->currentKey(), b);
+        // Its navigator runs over the declarations of the same company.
+        QCOMPARE(form->navigator()->caption(), QStringLiteral("Unità locale 2 di 2"));
+        form->moveTo(1);
+        QCOMPARE(form->currentKey(), a);
+        QCOMPARE(w.declarations()->currentId(), a); // the list follows
+        form->moveTo(2);
         if (qEnvironmentVariableIsSet("QOR_SHOTS"))
             w.grab().save(qEnvironmentVariable("QOR_SHOTS") + QStringLiteral("/main.png"));
 
@@ -88,8 +95,9 @@ private Q_SLOTS:
         QVERIFY(t.msg.last().startsWith(QStringLiteral("Elimino dichiarazione: GAMMA - U. L.: ")));
         QCOMPARE(t.db->scalar(QStringLiteral("SELECT COUNT(*) FROM SezRif")).toInt(), 0);
         QCOMPARE(tree->topLevelItemCount(), 2);
-        QCOMPARE(w.declarations()->currentId(), 0);
-        QCOMPARE(form->currentKey(), 0);
+        QCOMPARE(form->currentKey(), b); // the unit before it
+        QCOMPARE(w.declarations()->currentId(), b);
+        QCOMPARE(t.app->readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID")), int(b));
 
         // The register opens from the list's button; the filter finds by tax code.
         w.openForm(Form::Anagrafiche);

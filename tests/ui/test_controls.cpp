@@ -220,7 +220,7 @@ private Q_SLOTS:
         spec.fields = moduleTable();
         spec.listHeaders = {QStringLiteral("Codice fiscale")};
         ui::RecordBinding b;
-        b.keys = [&db] {
+        b.keys = [&db](qint64) {
             QVector<qint64> k;
             QSqlQuery q = db.query(QStringLiteral("SELECT id FROM Prova ORDER BY id"));
             while (q.next())
