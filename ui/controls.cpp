@@ -7,7 +7,9 @@
 #include <QAbstractItemView>
 #include <QButtonGroup>
 #include <QCalendarWidget>
+#include <QClipboard>
 #include <QCompleter>
+#include <QGuiApplication>
 #include <QDate>
 #include <QDialogButtonBox>
 #include <QFocusEvent>
@@ -66,6 +68,24 @@ LineEdit::LineEdit(QWidget *parent) : QLineEdit(parent) {}
 
 void LineEdit::keyPressEvent(QKeyEvent *e)
 {
+    if (e->matches(QKeySequence::Paste)) {
+        // A pasted text that does not fit is cut, or refused when it holds
+        // characters the field does not accept: say which.
+        const QString before = text();
+        const QString pasted = QGuiApplication::clipboard()->text();
+        QLineEdit::keyPressEvent(e);
+        if (pasted.isEmpty())
+            return;
+        if (text() == before && !before.isEmpty() && !hasSelectedText())
+            refusal_ = QStringLiteral("Testo incollato non ammesso in questo campo.");
+        else if (text().size() - before.size() < pasted.size() && text().size() >= maxLength())
+            refusal_ = QStringLiteral("Lunghezza massima: %1 caratteri: il testo incollato è stato tagliato.")
+                           .arg(maxLength());
+        else
+            return;
+        QToolTip::showText(mapToGlobal(QPoint(0, height())), refusal_, this);
+        return;
+    }
     const QString before = text();
     const QString typed = e->text();
     const bool printable = !typed.isEmpty() && typed[0].isPrint() && !(e->modifiers() & Qt::ControlModifier);
@@ -450,15 +470,41 @@ void ActivityBox::setCode(const QString &stored)
 
 void ActivityBox::openList()
 {
-    ListWindow w(QStringLiteral("Codici ISTAT attività"), {QStringLiteral("Codice"), QStringLiteral("Descrizione")}, this);
-    for (const auto &r : refdata::activityList(ctx_.db))
-        w.addRow({refdata::activityMasked(r.code), r.desc}, r.code);
-    w.select(code());
-    if (w.exec() == QDialog::Accepted && w.chosen().isValid()) {
-        setCode(w.chosen().toString());
+    const QString c = pickActivity(ctx_, this, code());
+    if (!c.isEmpty()) {
+        setCode(c);
         Q_EMIT edited();
     }
     edit_->setFocus();
+}
+
+QString pickActivity(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Codici ISTAT attività"), {QStringLiteral("Codice"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::activityList(ctx.db))
+        w.addRow({refdata::activityMasked(r.code), r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
+}
+
+QString pickRegCE(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Codici Regolamento CE 1013/2006"),
+                 {QStringLiteral("Codice"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::regCEList(ctx.db))
+        w.addRow({r.code, r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
+}
+
+QString pickWasteCode(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Tabella rifiuti"),
+                 {QStringLiteral("Codice"), QStringLiteral("Classe"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::wasteTable(ctx.db))
+        w.addRow({r.code, r.extra, r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
 }
 
 // ---- OptionGroup ----

@@ -232,3 +232,11 @@ private:
 };
 
 } // namespace ui
+
+namespace ui {
+// The modal pick lists of the reference tables; an empty text when nothing
+// was chosen.
+QString pickActivity(AppContext &ctx, QWidget *parent, const QString &current = {});
+QString pickRegCE(AppContext &ctx, QWidget *parent, const QString &current = {});
+QString pickWasteCode(AppContext &ctx, QWidget *parent, const QString &current = {}); // "Tabella rifiuti"
+} // namespace ui

@@ -71,6 +71,8 @@ void FieldForm::build()
         case Kind::Text: {
             auto *e = new TextBox(f.length, f.chars, f.upper, parentW);
             e->setMinimumWidth(charsWidth(e, f.width ? f.width : f.length));
+            if (f.length > 0 && f.length <= 16)
+                e->setMaximumWidth(charsWidth(e, f.length + 3)); // short codes do not stretch
             connect(e, &QLineEdit::textEdited, this, onEdit);
             s.get = [e, f](fields::Record &r) { r.insert(f.name, e->text()); };
             s.set = [e, f](const fields::Record &r) { e->setText(r.value(f.name).toString()); };
@@ -79,7 +81,7 @@ void FieldForm::build()
         }
         case Kind::Integer:
         case Kind::Decimal: {
-            auto *e = new NumberBox(f.length, f.kind == Kind::Decimal ? 3 : 0,
+            auto *e = new NumberBox(f.length, f.kind == Kind::Decimal ? qBound(1, f.decimals ? f.decimals : 3, 3) : 0,
                                     f.kind == Kind::Decimal || f.thousands, parentW);
             e->setMinimumWidth(charsWidth(e, f.width ? f.width : f.length + 3));
             e->setMaximumWidth(charsWidth(e, f.length + 6));
@@ -189,7 +191,7 @@ void FieldForm::build()
             lab->setBuddy(s.focus);
             labels_.insert(f.name.toLower(), lab);
             grid->addWidget(lab, f.row, col, Qt::AlignRight | Qt::AlignVCenter);
-            grid->addWidget(w, f.row, col + 1, 1, f.span * 2 - 1);
+            grid->addWidget(w, f.row, col + 1, 1, f.span * 2 - 1, f.span == 1 ? Qt::AlignLeft : Qt::Alignment());
         } else {
             grid->addWidget(w, f.row, col, 1, f.span * 2);
         }
@@ -330,8 +332,13 @@ void FieldForm::focusChanged(QWidget *old, QWidget *now)
     const int from = slotOf(old);
     if (from < 0 || slotOf(now) == from)
         return;
-    if (now->window() != window())
-        return; // another window (a message box, a list): not leaving the field
+    // Only a move inside the same form leaves the field: another window (a
+    // message box, a list) or another form of the main window does not.
+    QWidget *root = this;
+    while (root->parentWidget() && !root->parentWidget()->inherits("QMdiSubWindow") && !root->isWindow())
+        root = root->parentWidget();
+    if (!root->isAncestorOf(now))
+        return;
     for (QWidget *p = now; p; p = p->parentWidget())
         if (p->property("causesValidation").isValid() && !p->property("causesValidation").toBool())
             return;

@@ -8,6 +8,7 @@
 #include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QShortcut>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -21,14 +22,22 @@ RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, 
     auto *outer = new QVBoxLayout(this);
     header_ = new QVBoxLayout;
     outer->addLayout(header_);
-    auto *middle = new QHBoxLayout;
-    fields_ = new FieldForm(ctx_, spec_.fields, this);
+    // Fields and side panel scroll when the window is smaller than the form.
+    auto *scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    auto *inner = new QWidget(scroll);
+    auto *middle = new QHBoxLayout(inner);
+    middle->setContentsMargins(0, 0, 0, 0);
+    fields_ = new FieldForm(ctx_, spec_.fields, inner);
     if (b_.exitRule)
         fields_->setExitRule(b_.exitRule);
     middle->addWidget(fields_, 1);
     side_ = new QVBoxLayout;
     middle->addLayout(side_);
-    outer->addLayout(middle, 1);
+    scroll->setWidget(inner);
+    body_ = inner;
+    outer->addWidget(scroll, 1);
 
     buttons_ = new QHBoxLayout;
     if (spec_.navigator) {
@@ -85,6 +94,14 @@ RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, 
     updateState();
 }
 
+void RecordForm::showEvent(QShowEvent *e)
+{
+    // Labels and fields never squeeze below their natural size: the window scrolls.
+    if (body_->minimumWidth() == 0)
+        body_->setMinimumSize(body_->sizeHint());
+    QWidget::showEvent(e);
+}
+
 bool RecordForm::isModified() const
 {
     return fields_->isModified() || forceModified_;
@@ -92,7 +109,7 @@ bool RecordForm::isModified() const
 
 void RecordForm::reloadKeys()
 {
-    keys_ = b_.keys ? b_.keys() : QVector<qint64>{};
+    keys_ = b_.keys ? b_.keys(key_) : QVector<qint64>{};
     updateState();
 }
 
@@ -111,7 +128,7 @@ void RecordForm::showRecord(qint64 key)
     key_ = key;
     forceModified_ = false;
     fields_->setRecord(key > 0 && b_.load ? b_.load(key) : (b_.blank ? b_.blank() : fields::Record{}));
-    updateState();
+    reloadKeys();
     Q_EMIT shown(key_);
 }
 
@@ -120,7 +137,7 @@ void RecordForm::startNew(const fields::Record &r)
     key_ = 0;
     fields_->setRecord(r);
     forceModified_ = !r.isEmpty();
-    updateState();
+    reloadKeys();
     fields_->focusField(0);
     Q_EMIT shown(0);
 }
@@ -158,16 +175,15 @@ void RecordForm::removeCurrent()
 {
     if (key_ <= 0 || !b_.remove)
         return;
-    int pos = int(keys_.indexOf(key_));
     const qint64 gone = key_;
-    if (!b_.remove(key_))
+    QVector<qint64> rest = keys_;
+    const int pos = int(rest.indexOf(gone));
+    if (!b_.remove(gone))
         return;
-    reloadKeys();
+    rest.removeAll(gone);
+    // The row that took its place, or the one before; none left: a new row.
+    showRecord(rest.isEmpty() ? 0 : rest[qBound(0, pos, int(rest.size()) - 1)]);
     Q_EMIT removed(gone);
-    if (keys_.isEmpty())
-        showRecord(0);
-    else
-        showRecord(keys_[qBound(0, pos, int(keys_.size()) - 1)]);
 }
 
 void RecordForm::moveTo(int position)
@@ -198,6 +214,18 @@ void RecordForm::closeEvent(QCloseEvent *e)
         return;
     }
     e->accept();
+}
+
+} // namespace ui
+
+namespace ui {
+
+QSize RecordForm::sizeHint() const
+{
+    // The whole form, not the scroll area's small default.
+    const QSize b = body_->sizeHint();
+    const QSize rest = QWidget::sizeHint();
+    return {qMax(b.width() + 40, rest.width()), b.height() + rest.height()};
 }
 
 } // namespace ui

@@ -44,7 +44,9 @@ struct RecordSpec {
 };
 
 struct RecordBinding {
-    std::function<QVector<qint64>()> keys;                   // rows in listing order
+    // Rows in listing order; the key shown is passed for forms whose rows
+    // depend on it (the declarations of the same company).
+    std::function<QVector<qint64>(qint64 current)> keys;
     std::function<fields::Record(qint64 key)> load;
     // Runs the save rules and writes; returns the key (new rows get theirs),
     // 0 when refused, with the position of the field to put the cursor on.
@@ -87,17 +89,21 @@ public:
     void moveTo(int position);
     void openList();
     void reloadKeys();
+    QSize sizeHint() const override;
 
 Q_SIGNALS:
     void saved(qint64 key);
     void removed(qint64 key);
     void shown(qint64 key);
 
+
 protected:
     void closeEvent(QCloseEvent *e) override;
+    void showEvent(QShowEvent *e) override;
 
 private:
     void updateState();
+    QWidget *body_ = nullptr;
     AppContext &ctx_;
     RecordSpec spec_;
     RecordBinding b_;

@@ -38,6 +38,7 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
     connect(ditte, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::Anagrafiche); });
     tree_ = new QTreeWidget(this);
     tree_->setRootIsDecorated(false);
+    tree_->setMinimumWidth(360);
     tree_->setAlternatingRowColors(true);
     tree_->setHeaderLabels({QStringLiteral("Dichiarazione"), QStringLiteral("Codice fiscale"),
                             QStringLiteral("Prov."), QStringLiteral("Esportata")});
@@ -104,8 +105,12 @@ void DeclarationList::setCurrentId(qint64 saID)
             return;
         }
     }
-    if (current_ != 0 && tree_->topLevelItemCount() == 0) {
+    // The remembered declaration is gone (removed, or another database).
+    if (current_ != 0) {
         current_ = 0;
+        tree_->setCurrentItem(nullptr);
+        if (ctx_.db.isCurrentOpen())
+            ctx_.app.writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QStringLiteral("0"));
         Q_EMIT currentChanged(0);
     }
 }

@@ -47,6 +47,7 @@ MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
         list_->setCurrentId(id);
     });
     connect(&ui::Events::instance(), &ui::Events::declarationRemoved, this, [this] { list_->reload(); });
+    connect(&ui::Events::instance(), &ui::Events::declarationChosen, list_, &DeclarationList::setCurrentId);
     connect(&ui::Events::instance(), &ui::Events::openFormRequested, this, &MainWindow::openForm);
 
     status_ = new QLabel(this);
@@ -180,6 +181,12 @@ void MainWindow::showForm(int number)
             ctx_.app.currentForm = 0;
     });
     sw->show();
+    // A form larger than the free area starts fitted into it (it scrolls).
+    const QSize room = mdi_->viewport()->size();
+    if (sw->width() > room.width() || sw->height() > room.height()) {
+        sw->resize(sw->size().boundedTo(room));
+        sw->move(0, 0);
+    }
     mdi_->setActiveSubWindow(sw);
 }
 

@@ -15,6 +15,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QTreeWidget>
 
 namespace {
@@ -155,8 +157,8 @@ private Q_SLOTS:
         QCOMPARE(qobject_cast<QLineEdit *>(f.fields()->control(QStringLiteral("slCap")))->text(), QStringLiteral("20100"));
 
         t.msg.clear();
-        QTest::keyClick(focused(), Qt::Key_S, Qt::ControlModifier);
-        QCOMPARE(t.msg.last(), QStringLiteral("Attenzione, campo cognome legale rappresentante richiesto."));
+        QTest::keyClick(focused(), Qt::Key_S, Qt::AltModifier); // access key of "Salva"
+        QTRY_COMPARE(t.msg.last(), QStringLiteral("Attenzione, campo cognome legale rappresentante richiesto."));
         QCOMPARE(focused(), f.fields()->control(QStringLiteral("saCognome")));
         type(QStringLiteral("rossi"));
         tab();
@@ -309,6 +311,39 @@ private Q_SLOTS:
         QCOMPARE(t.db->scalar(QStringLiteral("SELECT COUNT(*) FROM Setup")).toInt(), 1);
         QCOMPARE(t.db->scalar(QStringLiteral("SELECT RagSoc FROM Setup")).toString(), QStringLiteral("STUDIO VERDI"));
         shot(w, "registra");
+    }
+
+    void userDataFromThePreviousYear()
+    {
+        const QString prev = t.dir.filePath(QStringLiteral("Qor2018.db"));
+        QString error;
+        QVERIFY(refdata::createDatabase(prev, qEnvironmentVariable("QOR_REFDATA"), &error));
+        {
+            QSqlError e;
+            QVERIFY(dbClass::openStore(prev, QStringLiteral("seed"), false, &e));
+            QSqlQuery q(QSqlDatabase::database(QStringLiteral("seed")));
+            QVERIFY(q.exec(QStringLiteral("INSERT INTO Setup (codFisc, RagSoc, cap, email) VALUES "
+                                          "('00488410010', 'STUDIO ANNO SCORSO', '20100', 'a@b.it')")));
+        }
+        dbClass::closeStore(QStringLiteral("seed"));
+        t.db->setPreviousPath(prev);
+        QVERIFY(t.db->connect());
+        QVERIFY(t.db->isPreviousOpen());
+        QVERIFY(t.db->execute(QStringLiteral("DELETE FROM Setup")));
+
+        Registra w(*t.ctx);
+        QVERIFY(!w.importBox()->isHidden());
+        QVERIFY(w.editor()->record().value(QStringLiteral("RagSoc")).toString().isEmpty());
+        w.importBox()->setChecked(true);
+        QCOMPARE(w.editor()->record().value(QStringLiteral("RagSoc")).toString(), QStringLiteral("STUDIO ANNO SCORSO"));
+        QVERIFY(w.saveButton()->isEnabled());
+        QVERIFY(w.save());
+        QCOMPARE(t.db->scalar(QStringLiteral("SELECT email FROM Setup")).toString(), QStringLiteral("a@b.it"));
+        QVERIFY(w.importBox()->isHidden());
+
+        // With a row of its own the box is not offered.
+        Registra again(*t.ctx);
+        QVERIFY(again.importBox()->isHidden());
     }
 };
 

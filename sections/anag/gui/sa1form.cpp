@@ -23,7 +23,8 @@ ui::RecordSpec sa1Spec()
 {
     ui::RecordSpec s;
     s.title = QStringLiteral("SA1 - Sezione anagrafica");
-    s.navigator = false;
+    s.navText = QStringLiteral("Unità locale"); // the declarations of the same company
+    s.listHeaders = {QStringLiteral("Dichiarazioni della ditta")};
     s.newText = QStringLiteral("Nuova &dichiarazione");
     s.saveText = QStringLiteral("&Salva");
     s.deleteText = QStringLiteral("&Elimina dichiarazione");
@@ -35,6 +36,8 @@ ui::RecordSpec sa1Spec()
 ui::RecordBinding sa1Binding(AppContext &ctx)
 {
     ui::RecordBinding b;
+    b.keys = [&ctx](qint64 k) { return sa1::sameCompany(ctx, k); };
+    b.listRow = [&ctx](qint64 k) { return QStringList{sa1::labelOf(ctx, k)}; };
     b.load = [&ctx](qint64 k) { return sa1::load(ctx, k); };
     b.save = [&ctx](qint64 k, const fields::Record &r, int *bad) { return sa1::save(ctx, k, r, bad); };
     b.remove = [&ctx](qint64 k) { return sa1::remove(ctx, k); };
@@ -94,7 +97,12 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
     sidePanel()->addWidget(sum);
     sidePanel()->addStretch();
 
-    connect(this, &RecordForm::shown, this, &Sa1Form::refreshInfo);
+    connect(this, &RecordForm::shown, this, [this](qint64 id) {
+        refreshInfo();
+        // Moving to another unit of the company makes it the current declaration.
+        if (id > 0 && !loading_)
+            Q_EMIT ui::Events::instance().declarationChosen(id);
+    });
     connect(this, &RecordForm::saved, this, [this](qint64 id) {
         refreshInfo();
         Q_EMIT ui::Events::instance().declarationSaved(id);
@@ -104,14 +112,18 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
         if (id == currentKey() || (id == 0 && currentKey() == 0))
             return;
         confirmLeave();
+        loading_ = true;
         showRecord(id);
+        loading_ = false;
     });
 
     const qint64 current = ctx_.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));
     bool found = false;
     if (current > 0)
         sa1::load(ctx_, current, &found);
+    loading_ = true;
     showRecord(found ? current : 0);
+    loading_ = false;
     fields()->focusField(0);
 }
 
