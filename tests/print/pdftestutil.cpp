@@ -1,6 +1,7 @@
 #include "pdftestutil.h"
 
 #include <QBuffer>
+#include <QHash>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -139,6 +140,103 @@ QString structureFault(const QByteArray &doc)
     }
     if (streams != doc.count("endstream\r\n"))
         return QStringLiteral("stream without an indirect length");
+    return {};
+}
+
+namespace {
+
+QByteArray unescapeString(const QByteArray &s)
+{
+    QByteArray out;
+    for (qsizetype i = 0; i < s.size(); ++i) {
+        if (s.at(i) == '\\' && i + 1 < s.size()) {
+            ++i;
+            const char c = s.at(i);
+            out += c == 'n' ? '\n' : c == 'r' ? '\r' : c;
+        } else {
+            out += s.at(i);
+        }
+    }
+    return out;
+}
+
+int pageCount(const QByteArray &doc)
+{
+    const auto m = QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3)));
+    return m.hasMatch() ? m.captured(1).toInt() : 0;
+}
+
+} // namespace
+
+QList<QByteArray> shownTexts(const QByteArray &doc, int page)
+{
+    QList<QByteArray> out;
+    for (const QByteArray &l : lines(pageContent(doc, page)))
+        if (l.startsWith('(') && l.endsWith(") Tj"))
+            out.append(unescapeString(l.mid(1, l.size() - 5)));
+    return out;
+}
+
+QString textOverlapFault(const QByteArray &doc)
+{
+    // resource name -> metrics, from the fonts' /BaseFont
+    QHash<QByteArray, const pdf::FontMetrics *> fonts;
+    const QRegularExpression fontRe(QStringLiteral("\r\n/(\\w+) (\\d+) 0 R"));
+    const QByteArray tree = object(doc, 3);
+    const auto rm = QRegularExpression(QStringLiteral("/Resources (\\d+) 0 R")).match(QString::fromLatin1(tree));
+    if (!rm.hasMatch())
+        return QStringLiteral("no resources");
+    const QByteArray res = object(doc, rm.captured(1).toInt());
+    auto it = fontRe.globalMatch(QString::fromLatin1(res));
+    while (it.hasNext()) {
+        const auto m = it.next();
+        const QByteArray body = object(doc, m.captured(2).toInt());
+        const auto bm = QRegularExpression(QStringLiteral("/BaseFont /([\\w,-]+)")).match(QString::fromLatin1(body));
+        if (!bm.hasMatch())
+            continue;
+        const QString base = bm.captured(1);
+        const pdf::Style st = base.endsWith(QStringLiteral(",BoldItalic")) ? pdf::Style::BoldItalic
+                              : base.endsWith(QStringLiteral(",Bold"))     ? pdf::Style::Bold
+                              : base.endsWith(QStringLiteral(",Italic"))   ? pdf::Style::Italic
+                                                                           : pdf::Style::Regular;
+        fonts.insert(m.captured(1).toLatin1(), &pdf::fontMetrics(pdf::familyOf(base.toLatin1()), st));
+    }
+
+    for (int page = 0; page < pageCount(doc); ++page) {
+        struct Box { double x0, y0, x1, y1; QByteArray text; };
+        QList<Box> boxes;
+        const pdf::FontMetrics *font = nullptr;
+        double size = 0, x = 0, y = 0;
+        for (const QByteArray &l : lines(pageContent(doc, page))) {
+            if (l.endsWith(" Tf")) {
+                const QList<QByteArray> p = l.split(' ');
+                font = fonts.value(p.value(0).mid(1));
+                size = p.value(1).toDouble();
+            } else if (l.endsWith(" Td")) {
+                const QList<QByteArray> p = l.split(' ');
+                x = p.value(0).toDouble();
+                y = p.value(1).toDouble();
+            } else if (l.startsWith('(') && l.endsWith(") Tj")) {
+                if (!font)
+                    return QStringLiteral("text without a known font on page %1").arg(page + 1);
+                const QByteArray t = unescapeString(l.mid(1, l.size() - 5));
+                double w = 0;
+                for (char c : t)
+                    w += font->width(uchar(c)) * size / 1000.0;
+                if (t.trimmed().isEmpty())
+                    continue;
+                const Box b{x, y - 0.2 * size, x + w, y + 0.75 * size, t};
+                if (b.x0 < 0 || b.y0 < 0)
+                    return QStringLiteral("text off the page: %1").arg(QString::fromLatin1(t));
+                for (const Box &o : boxes)
+                    if (b.x0 < o.x1 - 0.01 && o.x0 < b.x1 - 0.01 && b.y0 < o.y1 - 0.01 && o.y0 < b.y1 - 0.01)
+                        return QStringLiteral("page %1: \"%2\" overlaps \"%3\"")
+                            .arg(page + 1)
+                            .arg(QString::fromLatin1(t), QString::fromLatin1(o.text));
+                boxes.append(b);
+            }
+        }
+    }
     return {};
 }
 

@@ -27,6 +27,14 @@ QList<QByteArray> lines(const QByteArray &stream);
 // Checks the file structure; returns the first fault found, empty when none.
 QString structureFault(const QByteArray &doc);
 
+// Checks that no two texts drawn on a page overlap and that every text lies
+// on the page: each "Td" + "Tj" is measured with the widths of its font
+// (ascent 0.75, descent 0.2 of the size). Returns the first fault found.
+QString textOverlapFault(const QByteArray &doc);
+
+// Every string shown with "Tj" on a page, unescaped (Windows-1252 bytes).
+QList<QByteArray> shownTexts(const QByteArray &doc, int page);
+
 // Decodes ASCII85 text ending with "~>" (whitespace ignored).
 QByteArray ascii85Decode(const QByteArray &text);
 
