@@ -367,6 +367,7 @@ bool Gen::declaration(int n, qint64 *id)
             QVariantMap m{{QStringLiteral("intID"), intID}, {QStringLiteral("tipoMod"), t},
                           {QStringLiteral("qtaMod"), qint64(4200000)}, {QStringLiteral("umiMod"), 1}};
             counterpart(m);
+            m.remove(QStringLiteral("RegCE"));   // no cross-border code on INT modules
             if (insert(QStringLiteral("ModInt"), m) < 0)
                 return false;
         }
