@@ -172,7 +172,7 @@ void TestEngine::sa1Rules()
     QVERIFY(f.ok());
     const qint64 unknown = f.declaration(QStringLiteral("AAA"), QStringLiteral("Ditta"),
                                          {{"attIstat", "999999"}});
-    f.rif(unknown, QStringLiteral("170405"), {{"qtaProd", 10}, {"qtaGiacRec", 10}});
+    f.rif(unknown, QStringLiteral("170405"), {{"qtaGiacRec", 10}});
     auto r = f.runOne(unknown);
     QCOMPARE(Fixture::find(r.lines, Activity), QStringList{"E Scheda SA1 | " + Activity});
     // The SA1 remark comes before the remarks of the sections.
