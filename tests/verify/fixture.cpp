@@ -149,3 +149,20 @@ bool Fixture::exportable(qint64 saID)
 {
     return db->scalar(QStringLiteral("SELECT saExp FROM SezAnag WHERE (saID = ?)"), {saID}).toInt() == 1;
 }
+
+QString runCases(Fixture &f, const std::vector<RuleCase> &cases)
+{
+    QString failures;
+    int n = 0;
+    for (const RuleCase &c : cases) {
+        const qint64 sa = f.declaration(QStringLiteral("CASE%1").arg(++n, 4, 10, QLatin1Char('0')));
+        c.build(f, sa);
+        const QStringList got = Fixture::find(f.runOne(sa).lines, c.firstLine);
+        const QStringList want = c.expected.isEmpty() ? QStringList()
+                                                      : QStringList{c.expected + QStringLiteral(" | ") + c.firstLine};
+        if (got != want)
+            failures += QStringLiteral("%1: expected [%2] got [%3]\n")
+                            .arg(QLatin1String(c.name), want.join(u';'), got.join(u';'));
+    }
+    return failures;
+}

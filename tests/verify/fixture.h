@@ -10,7 +10,9 @@
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QVariantMap>
+#include <functional>
 #include <memory>
+#include <vector>
 
 class Fixture {
 public:
@@ -60,3 +62,16 @@ public:
 private:
     bool ok_ = false;
 };
+
+// A rule case: rows added to a fresh declaration, the first message line of
+// the remark and what is expected of it ("E <subject>" or "W <subject>"; empty
+// when the remark must not appear).
+struct RuleCase {
+    const char *name;
+    std::function<void(Fixture &, qint64 saID)> build;
+    QString firstLine;
+    QString expected;
+};
+
+// Runs every case on its own declaration; returns the failures, one per line.
+QString runCases(Fixture &f, const std::vector<RuleCase> &cases);
