@@ -122,10 +122,21 @@ QStringList Fixture::remarks(const QStringList &lines)
 
 QStringList Fixture::find(const QStringList &lines, const QString &firstLine)
 {
+    // "first|second": the first message line, then the start of the second.
+    const QString first = firstLine.section(u'|', 0, 0);
+    const QString second = firstLine.section(u'|', 1);
+    const QString sp(11, u' ');
     QStringList out;
-    for (const QString &r : remarks(lines))
-        if (r.endsWith(QStringLiteral(" | ") + firstLine))
-            out << r;
+    for (int i = 0; i + 2 < lines.size(); ++i) {
+        const bool err = lines[i].startsWith(QLatin1String("**ERRORE** "));
+        const bool warn = lines[i].startsWith(QLatin1String("ATTENZIONE Il dato"));
+        if ((!err && !warn) || lines[i + 2] != sp + first)
+            continue;
+        if (!second.isEmpty() && (i + 3 >= lines.size() || !lines[i + 3].startsWith(sp + second)))
+            continue;
+        out << QStringLiteral("%1 %2 | %3")
+                   .arg(err ? QStringLiteral("E") : QStringLiteral("W"), lines[i + 1].mid(11), firstLine);
+    }
     return out;
 }
 
