@@ -1,11 +1,13 @@
 #include "shell/gui/dichiarazioni.h"
 
 #include "shell/dbclass.h"
+#include "shell/formrule.h"
 #include "shell/qorclass.h"
 
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QSqlQuery>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -23,15 +25,27 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
     row->addWidget(lab);
     row->addWidget(filter_);
     lay->addLayout(row);
+    auto *buttons = new QHBoxLayout;
+    auto *sa1 = new QPushButton(QStringLiteral("&Apri SA1"), this);
+    sa1->setToolTip(QStringLiteral("Apre la sezione anagrafica della dichiarazione scelta"));
+    auto *ditte = new QPushButton(QStringLiteral("Anagrafiche &ditte"), this);
+    ditte->setToolTip(QStringLiteral("Archivio delle ditte"));
+    buttons->addWidget(sa1);
+    buttons->addWidget(ditte);
+    buttons->addStretch();
+    lay->addLayout(buttons);
+    connect(sa1, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::SA1); });
+    connect(ditte, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::Anagrafiche); });
     tree_ = new QTreeWidget(this);
     tree_->setRootIsDecorated(false);
+    tree_->setMinimumWidth(360);
     tree_->setAlternatingRowColors(true);
-    tree_->setHeaderLabels({QStringLiteral("Ragione sociale"), QStringLiteral("Codice fiscale"),
-                            QStringLiteral("Comune U.L."), QStringLiteral("Prov."),
-                            QStringLiteral("Via"), QStringLiteral("Esportata")});
+    tree_->setHeaderLabels({QStringLiteral("Dichiarazione"), QStringLiteral("Codice fiscale"),
+                            QStringLiteral("Prov."), QStringLiteral("Esportata")});
     tree_->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     lay->addWidget(tree_);
     connect(tree_, &QTreeWidget::currentItemChanged, this, [this] { selectionMoved(); });
+    connect(tree_, &QTreeWidget::itemActivated, this, [this] { Q_EMIT openRequested(Form::SA1); });
     connect(filter_, &QLineEdit::textChanged, this, [this](const QString &t) {
         for (int i = 0; i < tree_->topLevelItemCount(); ++i) {
             auto *it = tree_->topLevelItem(i);
@@ -45,11 +59,11 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
 QString DeclarationList::label(const QString &ragSoc, const QString &comDesc, const QString &via,
                                const QString &civico)
 {
-    QString ul = comDesc;
-    if (!via.isEmpty())
-        ul += (ul.isEmpty() ? QString() : QStringLiteral(", ")) + via;
+    QString ul = via;
     if (!civico.isEmpty())
-        ul += u' ' + civico;
+        ul += (ul.isEmpty() ? QString() : QStringLiteral(" ")) + civico;
+    if (!comDesc.isEmpty())
+        ul += (ul.isEmpty() ? QString() : QStringLiteral(", ")) + comDesc;
     return ragSoc + QStringLiteral(" - U. L.: ") + ul;
 }
 
@@ -71,12 +85,11 @@ void DeclarationList::reload()
         while (ok && q.next()) {
             auto *it = new QTreeWidgetItem(tree_);
             it->setData(0, Qt::UserRole, q.value(0).toLongLong());
-            it->setText(0, q.value(1).toString());
+            it->setText(0, label(q.value(1).toString(), q.value(3).toString(), q.value(5).toString(),
+                                 q.value(6).toString()));
             it->setText(1, q.value(2).toString());
-            it->setText(2, q.value(3).toString());
-            it->setText(3, q.value(4).toString());
-            it->setText(4, (q.value(5).toString() + u' ' + q.value(6).toString()).trimmed());
-            it->setText(5, q.value(7).toLongLong() ? QStringLiteral("sì") : QString());
+            it->setText(2, q.value(4).toString());
+            it->setText(3, q.value(7).toLongLong() ? QStringLiteral("sì") : QString());
         }
     }
     tree_->blockSignals(false);
@@ -92,8 +105,12 @@ void DeclarationList::setCurrentId(qint64 saID)
             return;
         }
     }
-    if (current_ != 0 && tree_->topLevelItemCount() == 0) {
+    // The remembered declaration is gone (removed, or another database).
+    if (current_ != 0) {
         current_ = 0;
+        tree_->setCurrentItem(nullptr);
+        if (ctx_.db.isCurrentOpen())
+            ctx_.app.writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QStringLiteral("0"));
         Q_EMIT currentChanged(0);
     }
 }

@@ -26,6 +26,7 @@ public Q_SLOTS:
 
 Q_SIGNALS:
     void currentChanged(qint64 saID);
+    void openRequested(int formNumber); // SA1 on a double click, the company register
 
 private:
     void selectionMoved();

@@ -7,6 +7,7 @@
 #include "shell/gui/menutable.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
+#include "ui/events.h"
 
 #include <QAction>
 #include <QApplication>
@@ -35,7 +36,18 @@ MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
     dock_->setWidget(list_);
     dock_->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
     addDockWidget(Qt::LeftDockWidgetArea, dock_);
-    connect(list_, &DeclarationList::currentChanged, this, [this] { updateStatus(); });
+    connect(list_, &DeclarationList::currentChanged, this, [this](qint64 id) {
+        updateStatus();
+        Q_EMIT ui::Events::instance().currentDeclarationChanged(id);
+    });
+    connect(list_, &DeclarationList::openRequested, this, &MainWindow::openForm);
+    // The forms report saved and removed declarations; the list follows.
+    connect(&ui::Events::instance(), &ui::Events::declarationSaved, this, [this](qint64 id) {
+        list_->reload();
+        list_->setCurrentId(id);
+    });
+    connect(&ui::Events::instance(), &ui::Events::declarationRemoved, this, [this] { list_->reload(); });
+    connect(&ui::Events::instance(), &ui::Events::openFormRequested, this, &MainWindow::openForm);
 
     status_ = new QLabel(this);
     statusBar()->addWidget(status_, 1);
@@ -168,6 +180,12 @@ void MainWindow::showForm(int number)
             ctx_.app.currentForm = 0;
     });
     sw->show();
+    // A form larger than the free area starts fitted into it (it scrolls).
+    const QSize room = mdi_->viewport()->size();
+    if (sw->width() > room.width() || sw->height() > room.height()) {
+        sw->resize(sw->size().boundedTo(room));
+        sw->move(0, 0);
+    }
     mdi_->setActiveSubWindow(sw);
 }
 

@@ -1,0 +1,174 @@
+#include "sections/anag/register.h"
+
+#include "shell/dbclass.h"
+#include "shell/messages.h"
+#include "shell/schema/schema.h"
+
+#include <QSqlQuery>
+
+namespace anag {
+
+namespace {
+
+QVariant cut(const QString &column, const QString &value)
+{
+    QString v = value.trimmed();
+    const schema::Table *t = schema::table(QStringLiteral("Ditte"));
+    if (const schema::Column *c = t ? schema::column(*t, column) : nullptr; c && c->length > 0)
+        v.truncate(c->length);
+    return v.isEmpty() ? QVariant(QMetaType(QMetaType::QString)) : QVariant(v);
+}
+
+const QString companySelect = QStringLiteral(
+    "SELECT CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, prvIstat, comIstat FROM Ditte WHERE (CodFisc = ?)");
+
+} // namespace
+
+Registered registerCounterpart(dbClass &db, const Company &c)
+{
+    const QString code = c.codFisc.trimmed().toUpper();
+    if (code.isEmpty())
+        return Registered::Failed;
+    bool ok = false;
+    QSqlQuery q = db.query(companySelect, {code}, dbClass::Which::Current, &ok);
+    if (!ok)
+        return Registered::Failed;
+    if (q.next())
+        return Registered::AlreadyThere;
+    QVariantMap v{{QStringLiteral("CodFisc"), cut(QStringLiteral("CodFisc"), code)},
+                  {QStringLiteral("RagSoc"), cut(QStringLiteral("RagSoc"), c.ragSoc)},
+                  {QStringLiteral("Via"), cut(QStringLiteral("Via"), c.via)},
+                  {QStringLiteral("Civico"), cut(QStringLiteral("Civico"), c.civico)},
+                  {QStringLiteral("Cap"), cut(QStringLiteral("Cap"), c.cap)},
+                  {QStringLiteral("PrefTel"), cut(QStringLiteral("PrefTel"), c.prefTel)},
+                  {QStringLiteral("Telefono"), cut(QStringLiteral("Telefono"), c.telefono)},
+                  {QStringLiteral("prvIstat"), c.prvIstat},
+                  {QStringLiteral("comIstat"), c.comIstat}};
+    return db.insertRow(QStringLiteral("Ditte"), v) < 0 ? Registered::Failed : Registered::Added;
+}
+
+std::optional<Company> readCompany(dbClass &db, const QString &codFisc)
+{
+    bool ok = false;
+    QSqlQuery q = db.query(companySelect, {codFisc.trimmed().toUpper()}, dbClass::Which::Current, &ok);
+    if (!ok || !q.next())
+        return std::nullopt;
+    Company c;
+    c.codFisc = q.value(0).toString();
+    c.ragSoc = q.value(1).toString();
+    c.via = q.value(2).toString();
+    c.civico = q.value(3).toString();
+    c.cap = q.value(4).toString();
+    c.prefTel = q.value(5).toString();
+    c.telefono = q.value(6).toString();
+    c.prvIstat = q.value(7).toInt();
+    c.comIstat = q.value(8).toInt();
+    return c;
+}
+
+QVector<CompanyLine> companyList(dbClass &db)
+{
+    QVector<CompanyLine> out;
+    bool ok = false;
+    QSqlQuery q = db.query(
+        QStringLiteral("SELECT Ditte.CodFisc, Ditte.RagSoc, Ditte.Via, Ditte.Civico, Comuni.comDesc, Province.prvSigla "
+                       "FROM (Ditte LEFT JOIN Province ON Ditte.prvIstat = Province.prvIstat) "
+                       "LEFT JOIN Comuni ON (Ditte.comIstat = Comuni.comIstat) AND (Ditte.prvIstat = Comuni.prvIstat) "
+                       "ORDER BY Ditte.RagSoc"),
+        {}, dbClass::Which::Current, &ok);
+    while (ok && q.next())
+        out.append({q.value(0).toString(), q.value(1).toString(), q.value(2).toString(), q.value(3).toString(),
+                    q.value(4).toString(), q.value(5).toString()});
+    return out;
+}
+
+const fields::Table &companyFields()
+{
+    static const fields::Table t = [] {
+        using fields::Field;
+        using fields::Kind;
+        auto text = [](const char *name, const QString &caption, int len, int row, int col, const QString &chars,
+                       bool upper, int span = 1) {
+            Field f;
+            f.name = QString::fromLatin1(name);
+            f.caption = caption;
+            f.length = len;
+            f.row = row;
+            f.col = col;
+            f.span = span;
+            f.chars = chars;
+            f.upper = upper;
+            return f;
+        };
+        const QString digits = QStringLiteral("0-9");
+        fields::Table t;
+        t << text("CodFisc", QStringLiteral("Codice fiscale:"), 16, 0, 0, {}, true);
+        t.last().stored = false; // the key is shown, not edited
+        t << text("RagSoc", QStringLiteral("Ragione sociale:"), 60, 1, 0, {}, true, 3);
+        Field com;
+        com.name = QStringLiteral("prvIstat");
+        com.name2 = QStringLiteral("comIstat");
+        com.caption = QStringLiteral("Comune:");
+        com.kind = Kind::Municipality;
+        com.row = 2;
+        com.col = 0;
+        com.span = 2;
+        t << com;
+        Field prv;
+        prv.name = QStringLiteral("prov");
+        prv.name2 = QStringLiteral("prvIstat");
+        prv.caption = QStringLiteral("Provincia:");
+        prv.kind = Kind::Province;
+        prv.length = 2;
+        prv.stored = false;
+        prv.row = 2;
+        prv.col = 2;
+        t << prv;
+        t << text("Via", QStringLiteral("Via:"), 30, 3, 0, {}, true);
+        t << text("Civico", QStringLiteral("Numero civico:"), 6, 3, 1, {}, true);
+        t << text("Cap", QStringLiteral("C.A.P.:"), 5, 3, 2, digits, false);
+        t << text("PrefTel", QStringLiteral("Prefisso:"), 5, 4, 0, digits, false);
+        t << text("Telefono", QStringLiteral("Telefono:"), 10, 4, 1, digits, false);
+        return t;
+    }();
+    return t;
+}
+
+fields::Record companyRecord(const Company &c)
+{
+    return {{QStringLiteral("CodFisc"), c.codFisc}, {QStringLiteral("RagSoc"), c.ragSoc},
+            {QStringLiteral("prvIstat"), c.prvIstat}, {QStringLiteral("comIstat"), c.comIstat},
+            {QStringLiteral("Via"), c.via},           {QStringLiteral("Civico"), c.civico},
+            {QStringLiteral("Cap"), c.cap},           {QStringLiteral("PrefTel"), c.prefTel},
+            {QStringLiteral("Telefono"), c.telefono}};
+}
+
+Company companyFrom(const fields::Record &r)
+{
+    Company c;
+    c.codFisc = r.value(QStringLiteral("CodFisc")).toString();
+    c.ragSoc = r.value(QStringLiteral("RagSoc")).toString();
+    c.via = r.value(QStringLiteral("Via")).toString();
+    c.civico = r.value(QStringLiteral("Civico")).toString();
+    c.cap = r.value(QStringLiteral("Cap")).toString();
+    c.prefTel = r.value(QStringLiteral("PrefTel")).toString();
+    c.telefono = r.value(QStringLiteral("Telefono")).toString();
+    c.prvIstat = r.value(QStringLiteral("prvIstat")).toInt();
+    c.comIstat = r.value(QStringLiteral("comIstat")).toInt();
+    return c;
+}
+
+bool saveCompany(dbClass &db, const QString &codFisc, const fields::Record &r)
+{
+    return db.updateRow(QStringLiteral("Ditte"), QStringLiteral("CodFisc"), codFisc,
+                        fields::storeValues(companyFields(), r));
+}
+
+bool deleteCompany(AppContext &ctx, const QString &codFisc, const QString &ragSoc)
+{
+    if (!fields::confirmDelete(ctx.msg, QStringLiteral("Elimino ditta: ") + ragSoc))
+        return false;
+    return ctx.db.execute(QStringLiteral("DELETE FROM Ditte WHERE (CodFisc = ?)"), {codFisc});
+}
+
+} // namespace anag

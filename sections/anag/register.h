@@ -1,0 +1,43 @@
+#pragma once
+// The register of companies (table Ditte, one row per tax code) and the
+// routines that add counterparts to it and read them back.
+
+#include "sections/fields.h"
+#include "shell/context.h"
+
+#include <optional>
+
+class dbClass;
+
+namespace anag {
+
+struct Company {
+    QString codFisc, ragSoc, via, civico, cap, prefTel, telefono;
+    int prvIstat = 0, comIstat = 0;
+};
+
+// Adds the counterpart when its tax code is not in the register yet; a
+// company already there is left unchanged (the register keeps the first
+// data seen). Texts are trimmed and cut to their column's length.
+enum class Registered { Added, AlreadyThere, Failed };
+Registered registerCounterpart(dbClass &db, const Company &c);
+// Reads a company by tax code.
+std::optional<Company> readCompany(dbClass &db, const QString &codFisc);
+
+// One line of the register's list; companies whose place is missing or
+// unknown are listed too, with empty municipality and province.
+struct CompanyLine {
+    QString codFisc, ragSoc, via, civico, comDesc, prvSigla;
+};
+QVector<CompanyLine> companyList(dbClass &db);
+
+// The edit panel of the register.
+const fields::Table &companyFields();
+fields::Record companyRecord(const Company &c);
+Company companyFrom(const fields::Record &r);
+// Writes the edited fields into the company's row.
+bool saveCompany(dbClass &db, const QString &codFisc, const fields::Record &r);
+// Asks "Elimino Elimino ditta: " + name + "\nsei sicuro?" and deletes on Yes.
+bool deleteCompany(AppContext &ctx, const QString &codFisc, const QString &ragSoc);
+
+} // namespace anag

@@ -1,0 +1,290 @@
+#include "sections/anag/sa1.h"
+
+#include "refdata/lookups.h"
+#include "refdata/validators.h"
+#include "shell/dbclass.h"
+#include "shell/messages.h"
+#include "shell/qorclass.h"
+
+#include <QDate>
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace sa1 {
+
+using fields::Field;
+using fields::Kind;
+
+namespace {
+const QString Digits = QStringLiteral("0-9");
+const QString Alnum = QStringLiteral("A-Za-z0-9");
+const QString Ua = QStringLiteral("Dichiarante");
+const QString Ul = QStringLiteral("Unità locale");
+const QString Sl = QStringLiteral("Sede legale");
+const QString Rl = QStringLiteral("Rappresentante legale o suo delegato");
+
+Field f(int index, const char *name, const QString &caption, Kind kind, int length, const QString &required,
+        const QString &group, int row, int col, int span = 1)
+{
+    Field x;
+    x.index = index;
+    x.name = QString::fromLatin1(name);
+    x.caption = caption;
+    x.kind = kind;
+    x.length = length;
+    x.required = required;
+    x.group = group;
+    x.row = row;
+    x.col = col;
+    x.span = span;
+    return x;
+}
+} // namespace
+
+const fields::Table &fieldTable()
+{
+    static const fields::Table t = [] {
+        fields::Table t;
+        Field cf = f(0, "CodFisc", QStringLiteral("Codice fiscale:"), Kind::Text, 16,
+                     QStringLiteral("Attenzione, Codice fiscale richiesto."), Ua, 0, 0);
+        cf.chars = Alnum;
+        cf.upper = true;
+        t << cf;
+        t << f(1, "RagSoc", QStringLiteral("Nome o ragione sociale:"), Kind::Text, 60,
+               QStringLiteral("Attenzione, nome o ragione sociale richiesto."), Ua, 0, 1, 2);
+        t.last().upper = true;
+        t << f(2, "REA", QStringLiteral("Numero iscrizione REA:"), Kind::Integer, 9, {}, Ua, 1, 0);
+
+        Field com = f(-1, "prvIstat", QStringLiteral("Comune:"), Kind::Municipality, 0,
+                      QStringLiteral("Attenzione, comune unità locale richiesto."), Ul, 0, 0, 2);
+        com.name2 = QStringLiteral("comIstat");
+        t << com;
+        Field prv = f(3, "ulProv", QStringLiteral("Provincia:"), Kind::Province, 2, {}, Ul, 0, 2);
+        prv.name2 = QStringLiteral("prvIstat");
+        prv.stored = false;
+        t << prv;
+        t << f(4, "Via", QStringLiteral("Via:"), Kind::Text, 30,
+               QStringLiteral("Attenzione, campo via dell'unità locale richiesto."), Ul, 1, 0);
+        t.last().upper = true;
+        t << f(5, "Civico", QStringLiteral("Numero civico:"), Kind::Text, 6, {}, Ul, 1, 1);
+        t.last().upper = true;
+        t << f(6, "Cap", QStringLiteral("C.A.P.:"), Kind::Text, 5, {}, Ul, 1, 2);
+        t.last().chars = Digits;
+        t << f(7, "PrefTel", QStringLiteral("Prefisso:"), Kind::Text, 5, {}, Ul, 2, 0);
+        t.last().chars = Digits;
+        t << f(8, "Telefono", QStringLiteral("Telefono:"), Kind::Text, 10, {}, Ul, 2, 1);
+        t.last().chars = Digits;
+        t << f(9, "attIstat", QStringLiteral("Codice ISTAT attività prevalente nell'unità locale:"), Kind::Activity, 6,
+               QStringLiteral("Attenzione codice attività economica richiesto."), Ul, 3, 0, 3);
+        t << f(10, "Addetti", QStringLiteral("Totale addetti unità locale:"), Kind::Integer, 6,
+               QStringLiteral("Attenzione, campo numero addetti richiesto."), Ul, 4, 0);
+        t << f(11, "Mesi", QStringLiteral("Mesi di attività nell'anno:"), Kind::Integer, 2, {}, Ul, 4, 1);
+
+        Field slc = f(-1, "slPrvIstat", QStringLiteral("Comune:"), Kind::Municipality, 0,
+                      QStringLiteral("Attenzione, comune sede legale richiesto."), Sl, 0, 0, 2);
+        slc.name2 = QStringLiteral("slComIstat");
+        t << slc;
+        Field slp = f(12, "slProv", QStringLiteral("Provincia:"), Kind::Province, 2, {}, Sl, 0, 2);
+        slp.name2 = QStringLiteral("slPrvIstat");
+        slp.stored = false;
+        t << slp;
+        t << f(13, "slVia", QStringLiteral("Via:"), Kind::Text, 30,
+               QStringLiteral("Attenzione, campo via sede legale richiesto."), Sl, 1, 0);
+        t.last().upper = true;
+        t << f(14, "slCivico", QStringLiteral("Numero civico:"), Kind::Text, 6, {}, Sl, 1, 1);
+        t.last().upper = true;
+        t << f(15, "slCap", QStringLiteral("C.A.P.:"), Kind::Text, 5, {}, Sl, 1, 2);
+        t.last().chars = Digits;
+        t << f(16, "slPrefTel", QStringLiteral("Prefisso:"), Kind::Text, 5, {}, Sl, 2, 0);
+        t.last().chars = Digits;
+        t << f(17, "slTelefono", QStringLiteral("Telefono:"), Kind::Text, 10, {}, Sl, 2, 1);
+        t.last().chars = Digits;
+
+        t << f(18, "saCognome", QStringLiteral("Cognome:"), Kind::Text, 25,
+               QStringLiteral("Attenzione, campo cognome legale rappresentante richiesto."), Rl, 0, 0);
+        t.last().upper = true;
+        t << f(19, "saNome", QStringLiteral("Nome:"), Kind::Text, 25,
+               QStringLiteral("Attenzione, campo nome rappresentante legale richiesto."), Rl, 0, 1);
+        t.last().upper = true;
+        t << f(20, "saDataComp", QStringLiteral("Data:"), Kind::Date, 10,
+               QStringLiteral("Attenzione, data di compilazione richiesta."), Rl, 1, 0);
+        t << f(-1, "saAnnulla", QStringLiteral("Annulla e sostituisce la precedente del:"), Kind::Check, 0, {}, Rl, 2, 0);
+        t << f(21, "saDataPrec", QString(), Kind::Date, 10, {}, Rl, 2, 1);
+        return t;
+    }();
+    return t;
+}
+
+bool fieldExit(AppContext &ctx, const QString &name, fields::Record &r)
+{
+    const QString n = name.toLower();
+    if (n == QLatin1String("codfisc"))
+        return refdata::checkTaxCode(r.value(QStringLiteral("CodFisc")).toString(), false, false, ctx.msg);
+    if (n == QLatin1String("cap") || n == QLatin1String("slcap"))
+        return refdata::checkPostcode(r.value(name).toString().trimmed(), ctx.msg);
+    if (n == QLatin1String("attistat")) {
+        const QString code = r.value(QStringLiteral("attIstat")).toString().trimmed();
+        if (code.isEmpty() || refdata::activityExists(ctx.db, code))
+            return true;
+        ctx.msg.information(QStringLiteral("Attenzione, codice Istat Attività errato."));
+        r.insert(QStringLiteral("attIstat"), QString());
+        return false;
+    }
+    if (n == QLatin1String("addetti")) {
+        const QVariant v = r.value(QStringLiteral("Addetti"));
+        if (!v.isNull() && v.toLongLong() > 99)
+            return !ctx.msg.question(QStringLiteral("Attenzione, verificare numero addetti."));
+        return true;
+    }
+    if (n == QLatin1String("mesi")) {
+        const QVariant v = r.value(QStringLiteral("Mesi"));
+        if (v.isNull() || !v.isValid())
+            return true;
+        if (v.toLongLong() < 1 || v.toLongLong() > 12) {
+            ctx.msg.information(QStringLiteral("Attenzione, mesi di attività errati."));
+            r.insert(QStringLiteral("Mesi"), 0LL);
+            return false;
+        }
+        return true;
+    }
+    if (n == QLatin1String("sadatacomp")) {
+        const QDate d = QDate::fromString(r.value(QStringLiteral("saDataComp")).toString(), Qt::ISODate);
+        if (d.isValid() && d.year() != ctx.app.year())
+            return !ctx.msg.question(QStringLiteral("Attenzione, verificare la data della dichiarazione."));
+        return true;
+    }
+    return true;
+}
+
+int saveCheck(AppContext &ctx, const fields::Record &r)
+{
+    const fields::Table &t = fieldTable();
+    const int missing = fields::firstMissing(t, r, ctx.msg);
+    if (missing >= 0)
+        return missing;
+    if (r.value(QStringLiteral("saAnnulla")).toInt()) {
+        const QString prec = r.value(QStringLiteral("saDataPrec")).toString();
+        if (prec.isEmpty()) {
+            ctx.msg.information(QStringLiteral("Attenzione, data precedente dichiarazione da annullare richiesta."));
+            return fields::position(t, QStringLiteral("saDataPrec"));
+        }
+        if (prec > r.value(QStringLiteral("saDataComp")).toString()) { // ISO dates compare as text
+            ctx.msg.information(QStringLiteral("Attenzione, data precedente dichiarazione > data dichiarazione."));
+            return fields::position(t, QStringLiteral("saDataPrec"));
+        }
+    }
+    return -1;
+}
+
+fields::Record load(AppContext &ctx, qint64 saID, bool *found)
+{
+    bool ok = false;
+    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {saID},
+                               dbClass::Which::Current, &ok);
+    QVariantMap row;
+    const bool have = ok && q.next();
+    if (have) {
+        const QSqlRecord rec = q.record();
+        for (int i = 0; i < rec.count(); ++i)
+            row.insert(rec.fieldName(i), q.value(i));
+    }
+    if (found)
+        *found = have;
+    fields::Record r = fields::fromStore(fieldTable(), row);
+    r.insert(QStringLiteral("ExpID"), row.value(QStringLiteral("ExpID")).toLongLong());
+    return r;
+}
+
+qint64 save(AppContext &ctx, qint64 saID, const fields::Record &r, int *failedField)
+{
+    const int bad = saveCheck(ctx, r);
+    if (failedField)
+        *failedField = bad;
+    if (bad >= 0)
+        return 0;
+    QVariantMap v = fields::storeValues(fieldTable(), r);
+    // The form keeps the previous date only while the box is ticked.
+    if (!v.value(QStringLiteral("saAnnulla")).toInt())
+        v.insert(QStringLiteral("saDataPrec"), QVariant(QMetaType(QMetaType::QString)));
+    v.insert(QStringLiteral("ExpID"), 0);
+    v.insert(QStringLiteral("saExp"), 0);
+    if (saID <= 0) {
+        v.insert(QStringLiteral("saAnno"), ctx.app.year());
+        const qint64 id = ctx.db.insertRow(QStringLiteral("SezAnag"), v);
+        return id > 0 ? id : 0;
+    }
+    return ctx.db.updateRow(QStringLiteral("SezAnag"), QStringLiteral("saID"), saID, v) ? saID : 0;
+}
+
+bool remove(AppContext &ctx, qint64 saID)
+{
+    const fields::Record r = load(ctx, saID);
+    const QString what = QStringLiteral("dichiarazione: ")
+                         + label(r.value(QStringLiteral("RagSoc")).toString(), r.value(QStringLiteral("Via")).toString(),
+                                 r.value(QStringLiteral("Civico")).toString(), QString());
+    if (!fields::confirmDelete(ctx.msg, what))
+        return false;
+    return ctx.db.execute(QStringLiteral("DELETE FROM SezAnag WHERE (saID = ?)"), {saID});
+}
+
+fields::Record newLocalUnit(const fields::Record &from)
+{
+    fields::Record r;
+    for (const char *keep : {"CodFisc", "RagSoc", "REA", "slPrvIstat", "slComIstat", "slVia", "slCivico", "slCap",
+                             "slPrefTel", "slTelefono"}) {
+        const QString k = QString::fromLatin1(keep);
+        r.insert(k, from.value(k));
+    }
+    return r;
+}
+
+void copyLocalUnit(fields::Record &r)
+{
+    for (const char *pair : {"prvIstat", "comIstat", "Via", "Civico", "Cap", "PrefTel", "Telefono"}) {
+        const QString from = QString::fromLatin1(pair);
+        r.insert(QStringLiteral("sl") + from[0].toUpper() + from.mid(1), r.value(from));
+    }
+}
+
+QString label(const QString &ragSoc, const QString &via, const QString &civico, const QString &comDesc)
+{
+    QString ul = via.trimmed();
+    if (!civico.trimmed().isEmpty())
+        ul += u' ' + civico.trimmed();
+    if (!comDesc.isEmpty())
+        ul += (ul.isEmpty() ? QString() : QStringLiteral(", ")) + comDesc;
+    return ragSoc + QStringLiteral(" - U. L.: ") + ul;
+}
+
+QVector<SummaryLine> summary(AppContext &ctx, qint64 saID)
+{
+    // What, and the statement counting it for one declaration.
+    static const std::pair<const char *, const char *> lines[] = {
+        {"Schede SA-AUT", "SELECT COUNT(suID) FROM SaAut WHERE (saID = ?)"},
+        {"Schede RIF", "SELECT COUNT(rifID) FROM SezRif WHERE (saID = ?)"},
+        {"Moduli RT", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 1)"},
+        {"Moduli DR", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 2)"},
+        {"Moduli TE", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 3)"},
+        {"Moduli MG", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 4)"},
+        {"Moduli RE", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 5)"},
+        {"Schede INT", "SELECT COUNT(intID) FROM SezInt WHERE (saID = ?)"},
+        {"Moduli UO", "SELECT COUNT(miID) FROM ModInt INNER JOIN SezInt ON ModInt.intID = SezInt.intID WHERE (SezInt.saID = ? AND tipoMod = 1)"},
+        {"Moduli UD", "SELECT COUNT(miID) FROM ModInt INNER JOIN SezInt ON ModInt.intID = SezInt.intID WHERE (SezInt.saID = ? AND tipoMod = 2)"},
+        {"Schede AUT", "SELECT COUNT(vfuID) FROM SezVfu WHERE (saID = ? AND vfuTipo = 1)"},
+        {"Schede ROT", "SELECT COUNT(vfuID) FROM SezVfu WHERE (saID = ? AND vfuTipo = 2)"},
+        {"Schede FRA", "SELECT COUNT(vfuID) FROM SezVfu WHERE (saID = ? AND vfuTipo = 3)"},
+        {"Moduli VEIC", "SELECT COUNT(mvID) FROM ModVfu INNER JOIN SezVfu ON ModVfu.vfuID = SezVfu.vfuID WHERE (SezVfu.saID = ?)"},
+        {"Schede IMB", "SELECT COUNT(siID) FROM SezImb WHERE (saID = ?)"},
+        {"Moduli IMB", "SELECT COUNT(mbID) FROM ModImb INNER JOIN SezImb ON ModImb.siID = SezImb.siID WHERE (SezImb.saID = ?)"},
+        {"Schede TRA-RAEE", "SELECT COUNT(srID) FROM SezRaee WHERE (saID = ? AND srTipo = 1)"},
+        {"Schede CR-RAEE", "SELECT COUNT(srID) FROM SezRaee WHERE (saID = ? AND srTipo = 2)"},
+        {"Moduli RAEE", "SELECT COUNT(msrID) FROM ModRaee INNER JOIN SezRaee ON ModRaee.srID = SezRaee.srID WHERE (SezRaee.saID = ?)"},
+    };
+    QVector<SummaryLine> out;
+    for (const auto &[what, sql] : lines)
+        out.append({QString::fromUtf8(what),
+                    saID > 0 ? ctx.db.scalar(QString::fromLatin1(sql), {saID}).toInt() : 0});
+    return out;
+}
+
+} // namespace sa1

@@ -1,0 +1,146 @@
+#include "sections/fields.h"
+
+#include "refdata/lookups.h"
+#include "shell/messages.h"
+
+namespace fields {
+
+const Field *find(const Table &t, const QString &name)
+{
+    const int p = position(t, name);
+    return p < 0 ? nullptr : &t[p];
+}
+
+int position(const Table &t, const QString &name)
+{
+    for (int i = 0; i < t.size(); ++i)
+        if (t[i].name.compare(name, Qt::CaseInsensitive) == 0)
+            return i;
+    return -1;
+}
+
+bool isEmpty(const Field &f, const Record &r)
+{
+    const QVariant v = r.value(f.name);
+    switch (f.kind) {
+    case Kind::Municipality:
+        return v.toInt() <= 0 || r.value(f.name2).toInt() <= 0;
+    case Kind::Quantity:
+    case Kind::Integer:
+    case Kind::Decimal:
+        return v.isNull() || !v.isValid();
+    case Kind::Check:
+        return v.toInt() == 0;
+    case Kind::Option:
+        return v.toInt() <= 0;
+    default:
+        return v.toString().trimmed().isEmpty();
+    }
+}
+
+int firstMissing(const Table &t, const Record &r, Messages &msg)
+{
+    for (int i = 0; i < t.size(); ++i) {
+        const Field &f = t[i];
+        if (f.kind == Kind::Municipality) {
+            if (!f.required.isEmpty() && !refdata::pickerRequiredOk(true, !isEmpty(f, r), f.required, msg))
+                return i;
+            continue;
+        }
+        if (f.required.isEmpty() || !isEmpty(f, r))
+            continue;
+        msg.information(f.required);
+        return i;
+    }
+    return -1;
+}
+
+QVariantMap storeValues(const Table &t, const Record &r)
+{
+    QVariantMap out;
+    for (const Field &f : t) {
+        if (!f.stored || f.kind == Kind::Province)
+            continue;
+        const QVariant v = r.value(f.name);
+        switch (f.kind) {
+        case Kind::Text:
+        case Kind::Activity:
+        case Kind::Date: {
+            QString s = v.toString().trimmed();
+            if (f.upper)
+                s = s.toUpper();
+            if (f.length > 0 && f.kind == Kind::Text)
+                s.truncate(f.length);
+            out.insert(f.name, s.isEmpty() ? QVariant(QMetaType(QMetaType::QString)) : QVariant(s));
+            break;
+        }
+        case Kind::Integer:
+        case Kind::Decimal:
+            out.insert(f.name, v.isNull() || !v.isValid() ? QVariant(QMetaType(QMetaType::LongLong))
+                                                          : QVariant(v.toLongLong()));
+            break;
+        case Kind::Quantity:
+            out.insert(f.name, v.isNull() || !v.isValid() ? QVariant(QMetaType(QMetaType::LongLong))
+                                                          : QVariant(v.toLongLong()));
+            out.insert(f.name2, r.value(f.name2).toInt());
+            break;
+        case Kind::Check:
+            out.insert(f.name, v.toInt() ? 1 : 0);
+            break;
+        case Kind::Option:
+            out.insert(f.name, v.toInt());
+            break;
+        case Kind::Municipality:
+            out.insert(f.name, v.toInt());
+            out.insert(f.name2, r.value(f.name2).toInt());
+            break;
+        case Kind::Province:
+            break;
+        }
+    }
+    return out;
+}
+
+Record fromStore(const Table &t, const QVariantMap &row)
+{
+    // Column names of the store may differ in case from the table's.
+    auto get = [&row](const QString &n) {
+        for (auto it = row.begin(); it != row.end(); ++it)
+            if (it.key().compare(n, Qt::CaseInsensitive) == 0)
+                return it.value();
+        return QVariant();
+    };
+    Record r;
+    for (const Field &f : t) {
+        if (f.kind == Kind::Province)
+            continue;
+        const QVariant v = get(f.name);
+        switch (f.kind) {
+        case Kind::Integer:
+        case Kind::Decimal:
+        case Kind::Quantity:
+            r.insert(f.name, v.isNull() ? QVariant() : QVariant(v.toLongLong()));
+            if (f.kind == Kind::Quantity)
+                r.insert(f.name2, get(f.name2).toInt());
+            break;
+        case Kind::Check:
+        case Kind::Option:
+            r.insert(f.name, v.toInt());
+            break;
+        case Kind::Municipality:
+            r.insert(f.name, v.toInt());
+            r.insert(f.name2, get(f.name2).toInt());
+            break;
+        default:
+            r.insert(f.name, v.isNull() ? QString() : v.toString());
+        }
+    }
+    return r;
+}
+
+bool confirmDelete(Messages &msg, const QString &what)
+{
+    return msg.question(QStringLiteral("Elimino ") + what + QStringLiteral("\nsei sicuro?"));
+}
+
+} // namespace fields

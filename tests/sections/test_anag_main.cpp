@@ -1,0 +1,107 @@
+// The anagrafica forms inside the main window: the SA1 menu entry, the list
+// of declarations that follows saves and deletions, the remembered choice.
+
+#include "../testdb.h"
+#include "sections/anag/gui/sa1form.h"
+#include "sections/anag/sa1.h"
+#include "shell/gui/dichiarazioni.h"
+#include "shell/gui/formregistry.h"
+#include "shell/gui/mainwindow.h"
+
+#include <QAction>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QTreeWidget>
+
+namespace {
+
+fields::Record declaration(const QString &name, const QString &via)
+{
+    return {{QStringLiteral("CodFisc"), QStringLiteral("00488410010")}, {QStringLiteral("RagSoc"), name},
+            {QStringLiteral("prvIstat"), 15}, {QStringLiteral("comIstat"), 146},
+            {QStringLiteral("Via"), via}, {QStringLiteral("Civico"), QStringLiteral("3")},
+            {QStringLiteral("attIstat"), QStringLiteral("381100")}, {QStringLiteral("Addetti"), 4LL},
+            {QStringLiteral("slPrvIstat"), 15}, {QStringLiteral("slComIstat"), 146},
+            {QStringLiteral("slVia"), via}, {QStringLiteral("saCognome"), QStringLiteral("ROSSI")},
+            {QStringLiteral("saNome"), QStringLiteral("MARIO")},
+            {QStringLiteral("saDataComp"), QStringLiteral("2019-03-01")}};
+}
+
+} // namespace
+
+class TestAnagMain : public QObject {
+    Q_OBJECT
+    TestDb t;
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(t.open());
+        registerForms();
+    }
+
+    void chooseSaveAndDelete()
+    {
+        const qint64 a = sa1::save(*t.ctx, 0, declaration(QStringLiteral("ALFA"), QStringLiteral("VIA UNO")));
+        const qint64 b = sa1::save(*t.ctx, 0, declaration(QStringLiteral("BETA"), QStringLiteral("VIA DUE")));
+        QVERIFY(a > 0 && b > 0);
+        MainWindow w(*t.ctx);
+        w.declarations()->reload();
+        w.updateActions();
+        w.show();
+        QVERIFY(QTest::qWaitForWindowActive(&w));
+        QVERIFY(w.action(QStringLiteral("&SA1 - Sezione anagrafica"))->isEnabled());
+        QVERIFY(w.action(QStringLiteral("&Registra utente"))->isEnabled());
+
+        auto *tree = w.declarations()->findChild<QTreeWidget *>();
+        QCOMPARE(tree->topLevelItemCount(), 2);
+        QCOMPARE(tree->topLevelItem(0)->text(0), QStringLiteral("ALFA - U. L.: VIA UNO 3, MILANO"));
+
+        // Choosing one remembers it; SA1 opens on it.
+        tree->setCurrentItem(tree->topLevelItem(1));
+        QCOMPARE(t.app->readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID")), int(b));
+        w.openForm(Form::SA1);
+        auto *form = qobject_cast<Sa1Form *>(w.mdi()->activeSubWindow()->widget());
+        QVERIFY(form);
+        QCOMPARE(form->currentKey(), b);
+        if (qEnvironmentVariableIsSet("QOR_SHOTS"))
+            w.grab().save(qEnvironmentVariable("QOR_SHOTS") + QStringLiteral("/main.png"));
+
+        // Choosing another declaration in the list moves the open form.
+        tree->setCurrentItem(tree->topLevelItem(0));
+        QCOMPARE(form->currentKey(), a);
+
+        // A new declaration saved from SA1 becomes the current one.
+        form->startNew(declaration(QStringLiteral("GAMMA"), QStringLiteral("VIA TRE")));
+        QVERIFY(form->save());
+        const qint64 c = form->currentKey();
+        QCOMPARE(tree->topLevelItemCount(), 3);
+        QCOMPARE(w.declarations()->currentId(), c);
+        QCOMPARE(t.app->readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID")), int(c));
+
+        // Deleting it from SA1 removes its tree and drops it from the list.
+        QVERIFY(t.db->execute(QStringLiteral("INSERT INTO SezRif (saID, rifCod) VALUES (?, '200101')"), {c}));
+        t.msg.clear();
+        t.msg.answer({true});
+        form->removeCurrent();
+        QCOMPARE(t.msg.texts().size(), 1);
+        QVERIFY(t.msg.last().startsWith(QStringLiteral("Elimino dichiarazione: GAMMA - U. L.: ")));
+        QCOMPARE(t.db->scalar(QStringLiteral("SELECT COUNT(*) FROM SezRif")).toInt(), 0);
+        QCOMPARE(tree->topLevelItemCount(), 2);
+        QCOMPARE(w.declarations()->currentId(), 0);
+        QCOMPARE(form->currentKey(), 0);
+
+        // The register opens from the list's button; the filter finds by tax code.
+        w.openForm(Form::Anagrafiche);
+        QCOMPARE(w.mdi()->activeSubWindow()->widget()->objectName(), QStringLiteral("Anagrafiche"));
+        auto *filter = w.declarations()->findChild<QLineEdit *>();
+        filter->setText(QStringLiteral("beta"));
+        QVERIFY(tree->topLevelItem(0)->isHidden());
+        QVERIFY(!tree->topLevelItem(1)->isHidden());
+        filter->setText(QStringLiteral("0048841"));
+        QVERIFY(!tree->topLevelItem(0)->isHidden());
+    }
+};
+
+QTEST_MAIN(TestAnagMain)
+#include "test_anag_main.moc"

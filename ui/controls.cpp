@@ -1,0 +1,644 @@
+#include "ui/controls.h"
+
+#include "shell/dbclass.h"
+#include "shell/messages.h"
+#include "shell/qty.h"
+
+#include <QAbstractItemView>
+#include <QButtonGroup>
+#include <QCalendarWidget>
+#include <QCompleter>
+#include <QDate>
+#include <QDialogButtonBox>
+#include <QFocusEvent>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QRegularExpressionValidator>
+#include <QStringListModel>
+#include <QTimer>
+#include <QToolButton>
+#include <QToolTip>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace ui {
+
+namespace {
+
+// Accepts the characters of a class, upper-casing on the way when asked.
+class CharsValidator : public QValidator {
+public:
+    CharsValidator(const QString &chars, bool upper, QObject *parent)
+        : QValidator(parent), upper_(upper),
+          re_(QStringLiteral("^[%1]*$").arg(chars.isEmpty() ? QStringLiteral("^\\x00-\\x1f") : chars))
+    {
+    }
+    State validate(QString &input, int &) const override
+    {
+        if (upper_)
+            input = input.toUpper();
+        return re_.match(input).hasMatch() ? Acceptable : Invalid;
+    }
+
+private:
+    bool upper_;
+    QRegularExpression re_;
+};
+
+QString describe(const QString &chars)
+{
+    if (chars == QLatin1String("0-9"))
+        return QStringLiteral("solo cifre");
+    if (chars == QLatin1String("A-Za-z0-9"))
+        return QStringLiteral("solo lettere e cifre");
+    return {};
+}
+
+} // namespace
+
+// ---- LineEdit ----
+
+LineEdit::LineEdit(QWidget *parent) : QLineEdit(parent) {}
+
+void LineEdit::keyPressEvent(QKeyEvent *e)
+{
+    const QString before = text();
+    const QString typed = e->text();
+    const bool printable = !typed.isEmpty() && typed[0].isPrint() && !(e->modifiers() & Qt::ControlModifier);
+    QLineEdit::keyPressEvent(e);
+    if (!printable || text() != before || hasSelectedText())
+        return;
+    if (inputMask().isEmpty() && before.size() >= maxLength())
+        refusal_ = QStringLiteral("Lunghezza massima: %1 caratteri.").arg(maxLength());
+    else
+        refusal_ = QStringLiteral("Carattere non ammesso: \"%1\"").arg(typed)
+                   + (accepted_.isEmpty() ? QString() : QStringLiteral(" (") + accepted_ + u')') + u'.';
+    QToolTip::showText(mapToGlobal(QPoint(0, height())), refusal_, this);
+}
+
+// ---- TextBox ----
+
+TextBox::TextBox(int maxLength, const QString &chars, bool upper, QWidget *parent) : LineEdit(parent)
+{
+    if (maxLength > 0)
+        setMaxLength(maxLength);
+    setValidator(new CharsValidator(chars, upper, this));
+    setAcceptedText(describe(chars));
+}
+
+// ---- NumberBox ----
+
+NumberBox::NumberBox(int digits, int decimals, bool thousands, QWidget *parent)
+    : LineEdit(parent), digits_(digits), decimals_(decimals), thousands_(thousands)
+{
+    const QString re = decimals > 0 ? QStringLiteral("^\\d{0,%1}(,\\d{0,%2})?$").arg(digits).arg(decimals)
+                                    : QStringLiteral("^\\d{0,%1}$").arg(digits);
+    setValidator(new QRegularExpressionValidator(QRegularExpression(re), this));
+    setAcceptedText(decimals > 0 ? QStringLiteral("cifre, al massimo %1 intere e %2 decimali dopo la virgola")
+                                       .arg(digits).arg(decimals)
+                                 : QStringLiteral("al massimo %1 cifre").arg(digits));
+    setMaxLength(digits + (decimals > 0 ? decimals + 1 : 0));
+    setAlignment(Qt::AlignRight);
+}
+
+QVariant NumberBox::value() const
+{
+    QString t = text().trimmed();
+    if (t.isEmpty())
+        return {};
+    if (decimals_ == 0) {
+        t.remove(u'.');
+        bool ok = false;
+        const qlonglong v = t.toLongLong(&ok);
+        return ok ? QVariant(v) : QVariant();
+    }
+    const auto q = Qty::parse(t);
+    return q ? QVariant(qlonglong(q->toMilli())) : QVariant();
+}
+
+QString NumberBox::plain(const QVariant &v) const
+{
+    if (v.isNull() || !v.isValid())
+        return {};
+    if (decimals_ == 0)
+        return QString::number(v.toLongLong());
+    return Qty::fromMilli(v.toLongLong()).format(decimals_, false);
+}
+
+QString NumberBox::shown(const QVariant &v) const
+{
+    if (v.isNull() || !v.isValid())
+        return {};
+    if (decimals_ == 0)
+        return thousands_ ? Qty::fromInt(v.toLongLong()).format(0, true) : QString::number(v.toLongLong());
+    return Qty::fromMilli(v.toLongLong()).format(decimals_, thousands_);
+}
+
+void NumberBox::setValue(const QVariant &v)
+{
+    // Shown text may hold separators the validator would refuse while typing:
+    // it is set directly and brought back to the plain form on focus.
+    setMaxLength(32767);
+    setText(hasFocus() ? plain(v) : shown(v));
+    if (hasFocus())
+        setMaxLength(digits_ + (decimals_ > 0 ? decimals_ + 1 : 0));
+}
+
+void NumberBox::focusInEvent(QFocusEvent *e)
+{
+    const QVariant v = value();
+    const bool mod = isModified();
+    setText(plain(v));
+    setModified(mod);
+    setMaxLength(digits_ + (decimals_ > 0 ? decimals_ + 1 : 0));
+    LineEdit::focusInEvent(e);
+}
+
+void NumberBox::focusOutEvent(QFocusEvent *e)
+{
+    LineEdit::focusOutEvent(e);
+    const QVariant v = value();
+    setMaxLength(32767);
+    blockSignals(true);
+    setText(shown(v));
+    blockSignals(false);
+}
+
+// ---- DateBox ----
+
+DateBox::DateBox(QWidget *parent) : QWidget(parent)
+{
+    auto *lay = new QHBoxLayout(this);
+    lay->setContentsMargins(0, 0, 0, 0);
+    lay->setSpacing(2);
+    edit_ = new LineEdit(this);
+    edit_->setInputMask(QStringLiteral("99/99/9999;_"));
+    edit_->setAcceptedText(QStringLiteral("data gg/mm/aaaa"));
+    edit_->setMinimumWidth(edit_->fontMetrics().horizontalAdvance(QStringLiteral("00/00/00000")) + 12);
+    edit_->setMaximumWidth(edit_->minimumWidth() + 10);
+    button_ = new QToolButton(this);
+    button_->setText(QStringLiteral("..."));
+    button_->setToolTip(QStringLiteral("Scegli la data dal calendario (F4)"));
+    button_->setFocusPolicy(Qt::NoFocus);
+    lay->addWidget(edit_);
+    lay->addWidget(button_);
+    lay->addStretch();
+    setFocusProxy(edit_);
+    connect(button_, &QToolButton::clicked, this, &DateBox::pick);
+    connect(edit_, &QLineEdit::textEdited, this, &DateBox::edited);
+}
+
+bool DateBox::isBlank() const
+{
+    QString t = edit_->text();
+    t.remove(u'/');
+    return t.trimmed().isEmpty();
+}
+
+bool DateBox::isValidOrBlank() const
+{
+    return isBlank() || QDate::fromString(edit_->text(), QStringLiteral("dd/MM/yyyy")).isValid();
+}
+
+QString DateBox::isoValue() const
+{
+    const QDate d = QDate::fromString(edit_->text(), QStringLiteral("dd/MM/yyyy"));
+    return d.isValid() ? d.toString(Qt::ISODate) : QString();
+}
+
+void DateBox::setIsoValue(const QString &iso)
+{
+    const QDate d = QDate::fromString(iso, Qt::ISODate);
+    edit_->setText(d.isValid() ? d.toString(QStringLiteral("dd/MM/yyyy")) : QString());
+    if (!d.isValid())
+        edit_->setCursorPosition(0);
+}
+
+void DateBox::pick()
+{
+    QDialog dlg(this);
+    dlg.setWindowTitle(QStringLiteral("Scegli la data"));
+    auto *lay = new QVBoxLayout(&dlg);
+    auto *cal = new QCalendarWidget(&dlg);
+    cal->setLocale(QLocale(QLocale::Italian, QLocale::Italy));
+    const QDate d = QDate::fromString(edit_->text(), QStringLiteral("dd/MM/yyyy"));
+    if (d.isValid())
+        cal->setSelectedDate(d);
+    lay->addWidget(cal);
+    auto *bb = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dlg);
+    bb->button(QDialogButtonBox::Cancel)->setText(QStringLiteral("Annulla"));
+    lay->addWidget(bb);
+    connect(bb, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
+    connect(bb, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
+    connect(cal, &QCalendarWidget::activated, &dlg, &QDialog::accept);
+    if (dlg.exec() == QDialog::Accepted) {
+        edit_->setText(cal->selectedDate().toString(QStringLiteral("dd/MM/yyyy")));
+        Q_EMIT edited();
+    }
+    edit_->setFocus();
+}
+
+// ---- ComboKgt ----
+
+ComboKgt::ComboKgt(QWidget *parent) : QComboBox(parent)
+{
+    addItem(unitText(1), 1);
+    addItem(unitText(2), 2);
+    setCurrentIndex(-1);
+}
+
+int ComboKgt::code() const
+{
+    return unitCode(currentText());
+}
+
+void ComboKgt::setCode(int code)
+{
+    setCurrentIndex(findData(code == 1 || code == 2 ? code : -1));
+}
+
+QtyBox::QtyBox(QWidget *parent) : QWidget(parent)
+{
+    auto *lay = new QHBoxLayout(this);
+    lay->setContentsMargins(0, 0, 0, 0);
+    amount_ = new NumberBox(7, 3, true, this);
+    unit_ = new ComboKgt(this);
+    lay->addWidget(amount_, 1);
+    lay->addWidget(unit_);
+    setFocusProxy(amount_);
+}
+
+// ---- ComboCom ----
+
+ComboCom::ComboCom(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx), search_(ctx.db, ctx.msg)
+{
+    auto *lay = new QHBoxLayout(this);
+    lay->setContentsMargins(0, 0, 0, 0);
+    lay->setSpacing(2);
+    edit_ = new LineEdit(this);
+    edit_->setMaxLength(60);
+    edit_->setPlaceholderText(QStringLiteral("digitare l'inizio del nome"));
+    button_ = new QToolButton(this);
+    button_->setArrowType(Qt::DownArrow);
+    button_->setFocusPolicy(Qt::NoFocus);
+    button_->setToolTip(QStringLiteral("Elenco dei comuni trovati (F4)"));
+    lay->addWidget(edit_, 1);
+    lay->addWidget(button_);
+    setFocusProxy(edit_);
+    model_ = new QStringListModel(this);
+    completer_ = new QCompleter(model_, this);
+    completer_->setCaseSensitivity(Qt::CaseInsensitive);
+    completer_->setCompletionMode(QCompleter::UnfilteredPopupCompletion);
+    completer_->setMaxVisibleItems(12);
+    completer_->setWidget(edit_);
+    auto *timer = new QTimer(this);
+    timer->setSingleShot(true);
+    timer->setInterval(250);
+    connect(edit_, &QLineEdit::textEdited, this, [timer] { timer->start(); });
+    connect(timer, &QTimer::timeout, this, &ComboCom::typed);
+    connect(completer_, qOverload<const QModelIndex &>(&QCompleter::activated), this,
+            [this](const QModelIndex &i) { choose(i.row()); });
+    connect(button_, &QToolButton::clicked, this, [this] {
+        edit_->setFocus();
+        if (!edit_->text().trimmed().isEmpty())
+            searchNow(false);
+    });
+}
+
+void ComboCom::typed()
+{
+    const QString t = edit_->text().trimmed();
+    if (t.size() < 2 || t == chosenText_)
+        return;
+    searchNow(true);
+}
+
+void ComboCom::searchNow(bool quiet)
+{
+    const QString t = edit_->text().trimmed();
+    if (t == chosenText_ && key_ != 0)
+        return;
+    search_.search(t, quiet);
+    QStringList items;
+    for (const auto &r : search_.rows())
+        items << r.comDesc + QStringLiteral(" (") + r.prvSigla + u')';
+    model_->setStringList(items);
+    if (!items.isEmpty() && edit_->hasFocus()) {
+        completer_->setCompletionPrefix(QString());
+        completer_->complete();
+    }
+}
+
+void ComboCom::choose(int index)
+{
+    if (index < 0 || index >= search_.rows().size())
+        return;
+    const auto &r = search_.rows()[index];
+    const int before = key_;
+    row_ = r;
+    key_ = r.key();
+    chosenText_ = r.comDesc;
+    edit_->setText(r.comDesc);
+    if (key_ != before)
+        Q_EMIT changed();
+}
+
+bool ComboCom::settle()
+{
+    if (completer_->popup()->isVisible())
+        completer_->popup()->hide();
+    const QString t = edit_->text().trimmed();
+    if (t.isEmpty()) {
+        if (key_ != 0) {
+            key_ = 0;
+            row_ = {};
+            chosenText_.clear();
+            Q_EMIT changed();
+        }
+        return true;
+    }
+    if (key_ != 0 && t == chosenText_)
+        return true;
+    const int n = search_.search(t, false);
+    if (n == 0)
+        return false;
+    // One match, or an exact name among several (the first in name order).
+    int exact = -1;
+    for (int i = 0; i < n; ++i)
+        if (search_.rows()[i].comDesc.compare(t, Qt::CaseInsensitive) == 0) {
+            exact = i;
+            break;
+        }
+    if (n == 1 || exact >= 0) {
+        // Homonyms in different provinces: the list lets the user choose.
+        int same = 0;
+        for (const auto &r : search_.rows())
+            same += r.comDesc.compare(t, Qt::CaseInsensitive) == 0;
+        if (n == 1 || same == 1) {
+            choose(n == 1 ? 0 : exact);
+            return true;
+        }
+    }
+    QStringList items;
+    for (const auto &r : search_.rows())
+        items << r.comDesc + QStringLiteral(" (") + r.prvSigla + u')';
+    model_->setStringList(items);
+    completer_->setCompletionPrefix(QString());
+    completer_->complete();
+    return false;
+}
+
+void ComboCom::setCodes(int prvIstat, int comIstat)
+{
+    key_ = 0;
+    row_ = {};
+    chosenText_.clear();
+    if (search_.lookup(prvIstat, comIstat) == 1) {
+        row_ = search_.rows()[0];
+        key_ = row_.key();
+        chosenText_ = row_.comDesc;
+    }
+    edit_->setText(chosenText_);
+    model_->setStringList({});
+    Q_EMIT changed();
+}
+
+bool ComboCom::requiredOk(Messages &msg) const
+{
+    return refdata::pickerRequiredOk(Required, key_ != 0, MsgRequired, msg);
+}
+
+// ---- ActivityBox ----
+
+ActivityBox::ActivityBox(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
+{
+    auto *lay = new QHBoxLayout(this);
+    lay->setContentsMargins(0, 0, 0, 0);
+    lay->setSpacing(2);
+    edit_ = new LineEdit(this);
+    edit_->setInputMask(QStringLiteral("99.99.99;_"));
+    edit_->setAcceptedText(QStringLiteral("solo cifre"));
+    edit_->setMinimumWidth(edit_->fontMetrics().horizontalAdvance(QStringLiteral("00.00.000")) + 12);
+    edit_->setMaximumWidth(edit_->minimumWidth() + 10);
+    button_ = new QToolButton(this);
+    button_->setText(QStringLiteral("..."));
+    button_->setToolTip(QStringLiteral("Elenco dei codici ISTAT delle attività (F4)"));
+    button_->setFocusPolicy(Qt::NoFocus);
+    lay->addWidget(edit_);
+    lay->addWidget(button_);
+    lay->addStretch();
+    setFocusProxy(edit_);
+    connect(edit_, &QLineEdit::textEdited, this, &ActivityBox::edited);
+    connect(button_, &QToolButton::clicked, this, &ActivityBox::openList);
+}
+
+QString ActivityBox::code() const
+{
+    return refdata::activityStored(edit_->text());
+}
+
+void ActivityBox::setCode(const QString &stored)
+{
+    edit_->setText(refdata::activityMasked(stored));
+    if (stored.isEmpty())
+        edit_->setCursorPosition(0); // typing starts at the first digit
+}
+
+void ActivityBox::openList()
+{
+    const QString c = pickActivity(ctx_, this, code());
+    if (!c.isEmpty()) {
+        setCode(c);
+        Q_EMIT edited();
+    }
+    edit_->setFocus();
+}
+
+QString pickActivity(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Codici ISTAT attività"), {QStringLiteral("Codice"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::activityList(ctx.db))
+        w.addRow({refdata::activityMasked(r.code), r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
+}
+
+QString pickRegCE(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Codici Regolamento CE 1013/2006"),
+                 {QStringLiteral("Codice"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::regCEList(ctx.db))
+        w.addRow({r.code, r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
+}
+
+QString pickWasteCode(AppContext &ctx, QWidget *parent, const QString &current)
+{
+    ListWindow w(QStringLiteral("Tabella rifiuti"),
+                 {QStringLiteral("Codice"), QStringLiteral("Classe"), QStringLiteral("Descrizione")}, parent);
+    for (const auto &r : refdata::wasteTable(ctx.db))
+        w.addRow({r.code, r.extra, r.desc}, r.code);
+    w.select(current);
+    return w.exec() == QDialog::Accepted ? w.chosen().toString() : QString();
+}
+
+// ---- OptionGroup ----
+
+OptionGroup::OptionGroup(const QStringList &captions, QWidget *parent) : QWidget(parent)
+{
+    auto *lay = new QHBoxLayout(this);
+    lay->setContentsMargins(0, 0, 0, 0);
+    group_ = new QButtonGroup(this);
+    for (int i = 0; i < captions.size(); ++i) {
+        auto *b = new QRadioButton(captions[i], this);
+        group_->addButton(b, i + 1);
+        lay->addWidget(b);
+    }
+    lay->addStretch();
+    connect(group_, &QButtonGroup::idClicked, this, &OptionGroup::changed);
+}
+
+int OptionGroup::value() const
+{
+    return qMax(0, group_->checkedId());
+}
+
+void OptionGroup::setValue(int v)
+{
+    if (QAbstractButton *b = group_->button(v)) {
+        b->setChecked(true);
+    } else if (QAbstractButton *c = group_->checkedButton()) {
+        group_->setExclusive(false);
+        c->setChecked(false);
+        group_->setExclusive(true);
+    }
+}
+
+// ---- Navigator ----
+
+Navigator::Navigator(const QString &text, QWidget *parent) : QWidget(parent), text_(text)
+{
+    auto *lay = new QHBoxLayout(this);
+    lay->setContentsMargins(0, 0, 0, 0);
+    auto mk = [this, lay](const QString &t, const QString &tip) {
+        auto *b = new QToolButton(this);
+        b->setText(t);
+        b->setToolTip(tip);
+        b->setFocusPolicy(Qt::NoFocus);
+        b->setProperty("causesValidation", false);
+        lay->addWidget(b);
+        return b;
+    };
+    first_ = mk(QStringLiteral("|<"), QStringLiteral("Primo (Ctrl+Home)"));
+    prev_ = mk(QStringLiteral("<"), QStringLiteral("Precedente (Ctrl+PgSu)"));
+    label_ = new QLabel(this);
+    label_->setAlignment(Qt::AlignCenter);
+    label_->setMinimumWidth(label_->fontMetrics().horizontalAdvance(text + QStringLiteral(" 9999 di 9999")) + 16);
+    lay->addWidget(label_);
+    next_ = mk(QStringLiteral(">"), QStringLiteral("Successivo (Ctrl+PgGiù)"));
+    last_ = mk(QStringLiteral(">|"), QStringLiteral("Ultimo (Ctrl+End)"));
+    connect(first_, &QToolButton::clicked, this, [this] { Q_EMIT moveTo(1); });
+    connect(prev_, &QToolButton::clicked, this, [this] { Q_EMIT moveTo(qMax(1, pos_ - 1)); });
+    connect(next_, &QToolButton::clicked, this, [this] { Q_EMIT moveTo(qMin(count_, pos_ + 1)); });
+    connect(last_, &QToolButton::clicked, this, [this] { Q_EMIT moveTo(count_); });
+    setPosition(0, 0);
+}
+
+QString Navigator::caption() const
+{
+    if (pos_ == 0)
+        return text_ + QStringLiteral(" nuova (%1)").arg(count_);
+    return text_ + QStringLiteral(" %1 di %2").arg(pos_).arg(count_);
+}
+
+void Navigator::setPosition(int position, int count)
+{
+    pos_ = position;
+    count_ = count;
+    label_->setText(caption());
+    first_->setEnabled(count > 0 && position != 1);
+    prev_->setEnabled(count > 0 && position > 1);
+    next_->setEnabled(count > 0 && position < count);
+    last_->setEnabled(count > 0 && position != count);
+}
+
+// ---- ListWindow ----
+
+ListWindow::ListWindow(const QString &title, const QStringList &headers, QWidget *parent) : QDialog(parent)
+{
+    setWindowTitle(title);
+    auto *lay = new QVBoxLayout(this);
+    auto *row = new QHBoxLayout;
+    auto *lab = new QLabel(QStringLiteral("&Cerca:"), this);
+    filter_ = new QLineEdit(this);
+    filter_->setClearButtonEnabled(true);
+    lab->setBuddy(filter_);
+    row->addWidget(lab);
+    row->addWidget(filter_);
+    lay->addLayout(row);
+    tree_ = new QTreeWidget(this);
+    tree_->setRootIsDecorated(false);
+    tree_->setAlternatingRowColors(true);
+    tree_->setHeaderLabels(headers);
+    tree_->setUniformRowHeights(true);
+    tree_->header()->setStretchLastSection(true);
+    lay->addWidget(tree_);
+    auto *bb = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    bb->button(QDialogButtonBox::Ok)->setText(QStringLiteral("&Scegli"));
+    bb->button(QDialogButtonBox::Cancel)->setText(QStringLiteral("&Annulla"));
+    lay->addWidget(bb);
+    connect(bb, &QDialogButtonBox::accepted, this, &ListWindow::accept);
+    connect(bb, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    connect(tree_, &QTreeWidget::itemActivated, this, [this] { accept(); });
+    connect(filter_, &QLineEdit::textChanged, this, [this](const QString &t) {
+        QTreeWidgetItem *firstShown = nullptr;
+        for (int i = 0; i < tree_->topLevelItemCount(); ++i) {
+            auto *it = tree_->topLevelItem(i);
+            bool hit = t.isEmpty();
+            for (int c = 0; !hit && c < it->columnCount(); ++c)
+                hit = it->text(c).contains(t, Qt::CaseInsensitive);
+            it->setHidden(!hit);
+            if (hit && !firstShown)
+                firstShown = it;
+        }
+        if (firstShown)
+            tree_->setCurrentItem(firstShown);
+    });
+    resize(720, 480);
+}
+
+void ListWindow::addRow(const QStringList &texts, const QVariant &data)
+{
+    auto *it = new QTreeWidgetItem(tree_, texts);
+    it->setData(0, Qt::UserRole, data);
+    if (tree_->topLevelItemCount() == 1)
+        tree_->setCurrentItem(it);
+    if (texts.size() > 1 && tree_->topLevelItemCount() == 1)
+        tree_->resizeColumnToContents(0);
+}
+
+void ListWindow::select(const QVariant &data)
+{
+    for (int i = 0; i < tree_->topLevelItemCount(); ++i)
+        if (tree_->topLevelItem(i)->data(0, Qt::UserRole) == data) {
+            tree_->setCurrentItem(tree_->topLevelItem(i));
+            tree_->scrollToItem(tree_->topLevelItem(i));
+            return;
+        }
+}
+
+void ListWindow::accept()
+{
+    auto *it = tree_->currentItem();
+    if (!it || it->isHidden())
+        return;
+    chosen_ = it->data(0, Qt::UserRole);
+    QDialog::accept();
+}
+
+} // namespace ui

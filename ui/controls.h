@@ -1,0 +1,242 @@
+#pragma once
+// The program's own input controls. Forms do not build them by hand: a field
+// table (sections/fields.h) says which control a field gets and how it is set
+// (maximum length, accepted characters, upper case, digits and decimals,
+// required message). Every control refuses what its column cannot hold and
+// says why.
+
+#include "refdata/lookups.h"
+#include "shell/context.h"
+
+#include <QComboBox>
+#include <QDialog>
+#include <QLineEdit>
+#include <QVariant>
+#include <QWidget>
+
+class QCompleter;
+class QLabel;
+class QStringListModel;
+class QToolButton;
+class QTreeWidget;
+class QButtonGroup;
+
+namespace ui {
+
+// Line edit that explains a refused key press (too long, character not
+// accepted) in a tooltip under the field.
+class LineEdit : public QLineEdit {
+    Q_OBJECT
+public:
+    explicit LineEdit(QWidget *parent = nullptr);
+    // What the accepted characters are, in words (for the refusal text).
+    void setAcceptedText(const QString &t) { accepted_ = t; }
+    QString lastRefusal() const { return refusal_; }
+
+protected:
+    void keyPressEvent(QKeyEvent *e) override;
+
+private:
+    QString accepted_, refusal_;
+};
+
+// Text: maximum length, accepted characters (a character-class body such as
+// "0-9" or "A-Za-z0-9"), forced upper case.
+class TextBox : public LineEdit {
+    Q_OBJECT
+public:
+    TextBox(int maxLength, const QString &chars, bool upper, QWidget *parent = nullptr);
+};
+
+// Whole or decimal number: at most `digits` digits before the comma and
+// `decimals` after it. Decimal values are thousandths (three decimals
+// always, e.g. quantities shown 1.234,500); with thousands set, the number
+// is shown with "." separators when the field is not being edited.
+class NumberBox : public LineEdit {
+    Q_OBJECT
+public:
+    NumberBox(int digits, int decimals, bool thousands, QWidget *parent = nullptr);
+    // Integers: qlonglong; decimals: thousandths as qlonglong; empty: null.
+    QVariant value() const;
+    void setValue(const QVariant &v);
+
+protected:
+    void focusInEvent(QFocusEvent *e) override;
+    void focusOutEvent(QFocusEvent *e) override;
+
+private:
+    QString plain(const QVariant &v) const;
+    QString shown(const QVariant &v) const;
+    int digits_, decimals_;
+    bool thousands_;
+};
+
+// Date typed as dd/mm/yyyy or picked from a calendar.
+class DateBox : public QWidget {
+    Q_OBJECT
+public:
+    explicit DateBox(QWidget *parent = nullptr);
+    QString isoValue() const;             // "yyyy-MM-dd", empty when blank or invalid
+    void setIsoValue(const QString &iso);
+    bool isBlank() const;
+    bool isValidOrBlank() const;
+    QLineEdit *edit() const { return edit_; }
+    QToolButton *button() const { return button_; }
+    void pick();                          // opens the calendar
+
+Q_SIGNALS:
+    void edited();
+
+private:
+    LineEdit *edit_;
+    QToolButton *button_;
+};
+
+// Unit of a quantity: "Kg" first, then "t" (codes 1 and 2).
+class ComboKgt : public QComboBox {
+    Q_OBJECT
+public:
+    explicit ComboKgt(QWidget *parent = nullptr);
+    int code() const;
+    void setCode(int code); // any other code shows no unit
+};
+
+// Quantity with its unit.
+class QtyBox : public QWidget {
+    Q_OBJECT
+public:
+    explicit QtyBox(QWidget *parent = nullptr);
+    NumberBox *amount() const { return amount_; }
+    ComboKgt *unit() const { return unit_; }
+
+private:
+    NumberBox *amount_;
+    ComboKgt *unit_;
+};
+
+// Municipality picker: type the beginning of the name, the municipalities
+// found are offered as you type (with their province); leaving the field
+// settles the choice (one match is taken, none says "Attenzione, Comune non
+// trovato!"). The province abbreviation is shown by a linked field.
+class ComboCom : public QWidget {
+    Q_OBJECT
+public:
+    ComboCom(AppContext &ctx, QWidget *parent = nullptr);
+
+    bool Required = false;
+    QString MsgRequired;
+
+    int key() const { return key_; }        // prvIstat * 1000 + comIstat, 0 none
+    int prvIstat() const { return refdata::keyProvince(key_); }
+    int comIstat() const { return refdata::keyMunicipality(key_); }
+    void setCodes(int prvIstat, int comIstat); // shows the stored municipality
+    const refdata::MunicipalityRow &row() const { return row_; }
+    // Settles the typed text; false keeps the focus here.
+    bool settle();
+    // The required check with this picker's message.
+    bool requiredOk(Messages &msg) const;
+    QLineEdit *edit() const { return edit_; }
+    QToolButton *button() const { return button_; }
+    QCompleter *completer() const { return completer_; }
+    void searchNow(bool quiet);
+
+Q_SIGNALS:
+    void changed(); // a different municipality (or none) chosen
+
+private:
+    void choose(int index);
+    void typed();
+    AppContext &ctx_;
+    refdata::MunicipalitySearch search_;
+    LineEdit *edit_;
+    QToolButton *button_;
+    QCompleter *completer_;
+    QStringListModel *model_;
+    int key_ = 0;
+    refdata::MunicipalityRow row_;
+    QString chosenText_;
+};
+
+// Activity code shown through the mask 38.11.00, with the list button.
+class ActivityBox : public QWidget {
+    Q_OBJECT
+public:
+    ActivityBox(AppContext &ctx, QWidget *parent = nullptr);
+    QString code() const; // six stored characters
+    void setCode(const QString &stored);
+    QLineEdit *edit() const { return edit_; }
+    QToolButton *button() const { return button_; }
+    void openList();
+
+Q_SIGNALS:
+    void edited();
+
+private:
+    AppContext &ctx_;
+    LineEdit *edit_;
+    QToolButton *button_;
+};
+
+// Radio buttons, values 1, 2, ... (0: none chosen).
+class OptionGroup : public QWidget {
+    Q_OBJECT
+public:
+    OptionGroup(const QStringList &captions, QWidget *parent = nullptr);
+    int value() const;
+    void setValue(int v);
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    QButtonGroup *group_;
+};
+
+// Position and count of the rows of a form, with first/previous/next/last.
+class Navigator : public QWidget {
+    Q_OBJECT
+public:
+    explicit Navigator(const QString &text, QWidget *parent = nullptr);
+    void setPosition(int position, int count); // position from 1; 0 = new row
+    int position() const { return pos_; }
+    int count() const { return count_; }
+    QString caption() const;
+
+Q_SIGNALS:
+    void moveTo(int position); // asked by the buttons
+
+private:
+    QString text_;
+    QLabel *label_;
+    QToolButton *first_, *prev_, *next_, *last_;
+    int pos_ = 0, count_ = 0;
+};
+
+// Modal list of rows: a filter box, the rows, Enter or double click chooses.
+class ListWindow : public QDialog {
+    Q_OBJECT
+public:
+    ListWindow(const QString &title, const QStringList &headers, QWidget *parent = nullptr);
+    // Adds a row; the data is returned when it is chosen.
+    void addRow(const QStringList &texts, const QVariant &data);
+    void select(const QVariant &data);
+    QVariant chosen() const { return chosen_; }
+    QTreeWidget *tree() const { return tree_; }
+    QLineEdit *filter() const { return filter_; }
+    void accept() override;
+
+private:
+    QTreeWidget *tree_;
+    QLineEdit *filter_;
+    QVariant chosen_;
+};
+
+} // namespace ui
+
+namespace ui {
+// The modal pick lists of the reference tables; an empty text when nothing
+// was chosen.
+QString pickActivity(AppContext &ctx, QWidget *parent, const QString &current = {});
+QString pickRegCE(AppContext &ctx, QWidget *parent, const QString &current = {});
+QString pickWasteCode(AppContext &ctx, QWidget *parent, const QString &current = {}); // "Tabella rifiuti"
+} // namespace ui

@@ -1,0 +1,21 @@
+#pragma once
+// What the working forms tell the window that hosts them about the
+// declarations, without knowing it: one shared object with signals.
+
+#include <QObject>
+
+namespace ui {
+
+class Events : public QObject {
+    Q_OBJECT
+public:
+    static Events &instance();
+
+Q_SIGNALS:
+    void declarationSaved(qint64 saID);    // a declaration was added or changed
+    void declarationRemoved(qint64 saID);
+    void currentDeclarationChanged(qint64 saID); // the user chose another one
+    void openFormRequested(int number);    // a form asks for another form
+};
+
+} // namespace ui

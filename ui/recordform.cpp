@@ -1,0 +1,232 @@
+#include "ui/recordform.h"
+
+#include "shell/messages.h"
+#include "ui/controls.h"
+#include "ui/fieldform.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QShortcut>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace ui {
+
+RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, QWidget *parent)
+    : QWidget(parent), ctx_(ctx), spec_(std::move(spec)), b_(std::move(binding))
+{
+    setWindowTitle(spec_.title);
+    auto *outer = new QVBoxLayout(this);
+    header_ = new QVBoxLayout;
+    outer->addLayout(header_);
+    // Fields and side panel scroll when the window is smaller than the form.
+    auto *scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    auto *inner = new QWidget(scroll);
+    auto *middle = new QHBoxLayout(inner);
+    middle->setContentsMargins(0, 0, 0, 0);
+    fields_ = new FieldForm(ctx_, spec_.fields, inner);
+    if (b_.exitRule)
+        fields_->setExitRule(b_.exitRule);
+    middle->addWidget(fields_, 1);
+    side_ = new QVBoxLayout;
+    middle->addLayout(side_);
+    scroll->setWidget(inner);
+    body_ = inner;
+    outer->addWidget(scroll, 1);
+
+    buttons_ = new QHBoxLayout;
+    if (spec_.navigator) {
+        nav_ = new Navigator(spec_.navText, this);
+        buttons_->addWidget(nav_);
+        connect(nav_, &Navigator::moveTo, this, &RecordForm::moveTo);
+        list_ = new QPushButton(QStringLiteral("E&lenco"), this);
+        list_->setProperty("causesValidation", false);
+        buttons_->addWidget(list_);
+        connect(list_, &QPushButton::clicked, this, &RecordForm::openList);
+    }
+    buttons_->addStretch();
+    auto mk = [this](const QString &t, bool validates) {
+        auto *b = new QPushButton(t, this);
+        b->setAutoDefault(false);
+        if (!validates)
+            b->setProperty("causesValidation", false);
+        buttons_->addWidget(b);
+        return b;
+    };
+    new_ = mk(spec_.newText, false);
+    save_ = mk(spec_.saveText, true);
+    delete_ = mk(spec_.deleteText, false);
+    close_ = mk(spec_.closeText, false);
+    outer->addLayout(buttons_);
+
+    connect(new_, &QPushButton::clicked, this, [this] {
+        if (confirmLeave())
+            startNew(b_.blank ? b_.blank() : fields::Record{});
+    });
+    connect(save_, &QPushButton::clicked, this, [this] { save(); });
+    connect(delete_, &QPushButton::clicked, this, &RecordForm::removeCurrent);
+    connect(close_, &QPushButton::clicked, this, [this] {
+        if (QWidget *w = parentWidget(); w && w->inherits("QMdiSubWindow"))
+            w->close();
+        else
+            close();
+    });
+    connect(fields_, &FieldForm::modifiedChanged, this, &RecordForm::updateState);
+    auto *sc = new QShortcut(QKeySequence::Save, this);
+    connect(sc, &QShortcut::activated, this, [this] {
+        if (save_->isEnabled())
+            save();
+    });
+    if (nav_) {
+        for (auto [seq, step] : {std::pair{Qt::CTRL | Qt::Key_PageUp, -1}, {Qt::CTRL | Qt::Key_PageDown, 1}}) {
+            auto *s = new QShortcut(QKeySequence(seq), this);
+            const int d = step;
+            connect(s, &QShortcut::activated, this,
+                    [this, d] { moveTo(qBound(1, nav_->position() + d, qMax(1, nav_->count()))); });
+        }
+    }
+    reloadKeys();
+    updateState();
+}
+
+void RecordForm::showEvent(QShowEvent *e)
+{
+    // Labels and fields never squeeze below their natural size: the window scrolls.
+    if (body_->minimumWidth() == 0)
+        body_->setMinimumSize(body_->sizeHint());
+    QWidget::showEvent(e);
+}
+
+bool RecordForm::isModified() const
+{
+    return fields_->isModified() || forceModified_;
+}
+
+void RecordForm::reloadKeys()
+{
+    keys_ = b_.keys ? b_.keys() : QVector<qint64>{};
+    updateState();
+}
+
+void RecordForm::updateState()
+{
+    save_->setEnabled(isModified());
+    delete_->setEnabled(key_ > 0);
+    if (nav_)
+        nav_->setPosition(int(keys_.indexOf(key_)) + 1, int(keys_.size()));
+    if (list_)
+        list_->setEnabled(!keys_.isEmpty());
+}
+
+void RecordForm::showRecord(qint64 key)
+{
+    key_ = key;
+    forceModified_ = false;
+    fields_->setRecord(key > 0 && b_.load ? b_.load(key) : (b_.blank ? b_.blank() : fields::Record{}));
+    updateState();
+    Q_EMIT shown(key_);
+}
+
+void RecordForm::startNew(const fields::Record &r)
+{
+    key_ = 0;
+    fields_->setRecord(r);
+    forceModified_ = !r.isEmpty();
+    updateState();
+    fields_->focusField(0);
+    Q_EMIT shown(0);
+}
+
+bool RecordForm::confirmLeave()
+{
+    if (!isModified())
+        return true;
+    if (ctx_.msg.question(spec_.modifiedQuestion))
+        return save();
+    return true;
+}
+
+bool RecordForm::save()
+{
+    if (!fields_->leaveCurrent())
+        return false;
+    int bad = -1;
+    const qint64 k = b_.save ? b_.save(key_, fields_->record(), &bad) : 0;
+    if (k <= 0) {
+        if (bad >= 0)
+            fields_->focusField(bad);
+        return false;
+    }
+    key_ = k;
+    reloadKeys();
+    fields_->setRecord(b_.load ? b_.load(key_) : fields_->record());
+    forceModified_ = false;
+    updateState();
+    Q_EMIT saved(key_);
+    return true;
+}
+
+void RecordForm::removeCurrent()
+{
+    if (key_ <= 0 || !b_.remove)
+        return;
+    int pos = int(keys_.indexOf(key_));
+    const qint64 gone = key_;
+    if (!b_.remove(key_))
+        return;
+    reloadKeys();
+    Q_EMIT removed(gone);
+    if (keys_.isEmpty())
+        showRecord(0);
+    else
+        showRecord(keys_[qBound(0, pos, int(keys_.size()) - 1)]);
+}
+
+void RecordForm::moveTo(int position)
+{
+    if (position < 1 || position > keys_.size() || keys_[position - 1] == key_)
+        return;
+    if (!confirmLeave())
+        return;
+    showRecord(keys_[position - 1]);
+}
+
+void RecordForm::openList()
+{
+    if (!confirmLeave())
+        return;
+    ListWindow w(spec_.title, spec_.listHeaders, this);
+    for (qint64 k : std::as_const(keys_))
+        w.addRow(b_.listRow ? b_.listRow(k) : QStringList{QString::number(k)}, k);
+    w.select(key_);
+    if (w.exec() == QDialog::Accepted)
+        showRecord(w.chosen().toLongLong());
+}
+
+void RecordForm::closeEvent(QCloseEvent *e)
+{
+    if (!confirmLeave()) {
+        e->ignore();
+        return;
+    }
+    e->accept();
+}
+
+} // namespace ui
+
+namespace ui {
+
+QSize RecordForm::sizeHint() const
+{
+    // The whole form, not the scroll area's small default.
+    const QSize b = body_->sizeHint();
+    const QSize rest = QWidget::sizeHint();
+    return {qMax(b.width() + 40, rest.width()), b.height() + rest.height()};
+}
+
+} // namespace ui

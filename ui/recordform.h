@@ -1,0 +1,118 @@
+#pragma once
+// The one pattern of every scheda and module form: the fields of a field
+// table, a navigator over the rows (position and count), the buttons
+// "Nuova scheda", "Salva scheda", "Elimina scheda", "Chiudi" (texts given by
+// the form) and the list window of the rows. "Salva" is enabled only after a
+// change; leaving a changed record (another row, a new one, closing) asks the
+// form's question, "Attenzione, scheda modificata, vuoi salvarla?" unless the
+// form says otherwise: Yes saves (and stays if the save is refused), No
+// discards.
+//
+// A later form declares:
+//   RecordSpec spec;                     // texts and the field table
+//   spec.title = "Scheda RIF"; spec.fields = rif::fieldTable(); ...
+//   RecordBinding b;                     // how its rows are read and written
+//   b.keys = ...; b.load = ...; b.save = ...; b.remove = ...; b.exitRule = ...;
+//   auto *form = new RecordForm(ctx, spec, b, parent);
+
+#include "sections/fields.h"
+#include "shell/context.h"
+
+#include <QWidget>
+#include <functional>
+
+class QPushButton;
+class QHBoxLayout;
+class QVBoxLayout;
+
+namespace ui {
+
+class FieldForm;
+class Navigator;
+
+struct RecordSpec {
+    QString title;                  // window title, e.g. "SA1 - Sezione anagrafica"
+    QString navText = QStringLiteral("Scheda"); // navigator text: "Scheda RIF"
+    QString newText = QStringLiteral("&Nuova scheda");
+    QString saveText = QStringLiteral("&Salva scheda");
+    QString deleteText = QStringLiteral("&Elimina scheda");
+    QString closeText = QStringLiteral("&Chiudi");
+    QString modifiedQuestion = QStringLiteral("Attenzione, scheda modificata, vuoi salvarla?");
+    fields::Table fields;
+    bool navigator = true;          // false: one record (no navigator, no list)
+    QStringList listHeaders;        // columns of the list window
+};
+
+struct RecordBinding {
+    std::function<QVector<qint64>()> keys;                   // rows in listing order
+    std::function<fields::Record(qint64 key)> load;
+    // Runs the save rules and writes; returns the key (new rows get theirs),
+    // 0 when refused, with the position of the field to put the cursor on.
+    std::function<qint64(qint64 key, const fields::Record &r, int *failedField)> save;
+    std::function<bool(qint64 key)> remove;                  // asks its own confirmation
+    std::function<bool(const QString &field, fields::Record &r)> exitRule;
+    std::function<QStringList(qint64 key)> listRow;          // texts of a row in the list window
+    std::function<fields::Record()> blank;                   // a new record (default: empty)
+};
+
+class RecordForm : public QWidget {
+    Q_OBJECT
+public:
+    RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, QWidget *parent = nullptr);
+
+    FieldForm *fields() const { return fields_; }
+    Navigator *navigator() const { return nav_; }
+    QPushButton *newButton() const { return new_; }
+    QPushButton *saveButton() const { return save_; }
+    QPushButton *deleteButton() const { return delete_; }
+    QPushButton *closeButton() const { return close_; }
+    QPushButton *listButton() const { return list_; }
+    // Extra buttons and panels of a form.
+    QHBoxLayout *buttonRow() const { return buttons_; }
+    QVBoxLayout *sidePanel() const { return side_; }
+    QVBoxLayout *header() const { return header_; }
+
+    qint64 currentKey() const { return key_; }
+    bool isModified() const;
+
+    // Shows a row (0: a new, empty one). No question asked.
+    void showRecord(qint64 key);
+    // Shows a new record filled with r (counts as changed when r is not empty).
+    void startNew(const fields::Record &r = {});
+    // Asks the form's question on a changed record: true when the caller may go on.
+    bool confirmLeave();
+    // Saves the current record; true on success.
+    bool save();
+    void removeCurrent();
+    void moveTo(int position);
+    void openList();
+    void reloadKeys();
+    QSize sizeHint() const override;
+
+Q_SIGNALS:
+    void saved(qint64 key);
+    void removed(qint64 key);
+    void shown(qint64 key);
+
+
+protected:
+    void closeEvent(QCloseEvent *e) override;
+    void showEvent(QShowEvent *e) override;
+
+private:
+    void updateState();
+    QWidget *body_ = nullptr;
+    AppContext &ctx_;
+    RecordSpec spec_;
+    RecordBinding b_;
+    FieldForm *fields_;
+    Navigator *nav_ = nullptr;
+    QPushButton *new_, *save_, *delete_, *close_, *list_ = nullptr;
+    QHBoxLayout *buttons_;
+    QVBoxLayout *side_, *header_;
+    QVector<qint64> keys_;
+    qint64 key_ = 0;
+    bool forceModified_ = false;
+};
+
+} // namespace ui
