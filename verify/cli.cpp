@@ -2,6 +2,7 @@
 //            [--anche-esportate] [--report FILE]
 
 #include "shell/cli.h"
+#include "verify/chamber.h"
 #include "verify/engine.h"
 
 namespace cli {
@@ -37,15 +38,11 @@ int verify(QStringList args)
     verify::Mode mode = verify::Mode::All;
     qint64 key = 0;
     if (!province.isEmpty()) {
-        // Competent chamber of the province typed.
-        const QVariant chamber = s.db.scalar(
-            QStringLiteral("SELECT prvCCIAA FROM Province WHERE (prvSigla = ?)"), {province.toUpper()});
-        if (!chamber.isValid() || chamber.toLongLong() == 0) {
-            err(QStringLiteral("Attenzione, sigla provincia digitata errata!"));
+        const verify::Chamber chamber = verify::competentChamber(s.db, s.msg, province);
+        if (chamber.code == 0)
             return Usage;
-        }
         mode = verify::Mode::Chamber;
-        key = chamber.toLongLong();
+        key = chamber.code;
     } else if (declaration > 0) {
         mode = verify::Mode::Declaration;
         key = declaration;

@@ -1,6 +1,7 @@
 #include "verify/declaration.h"
 
 #include <QHash>
+#include <QSet>
 #include <QSqlError>
 #include <QSqlRecord>
 
@@ -114,18 +115,18 @@ bool Declaration::onlyAnagrafica() const
 
 namespace {
 
-// Column access by name on a result set, the indexes looked up once.
+// Column access by name on a result set, each index looked up once (keyed
+// by the address of the name, which is always a literal or a fixed table).
 class Columns {
 public:
     explicit Columns(const QSqlQuery &q) : rec_(q.record()) {}
     int index(const char *name)
     {
-        const QString n = QString::fromLatin1(name);
-        auto it = cache_.constFind(n);
+        auto it = cache_.constFind(name);
         if (it != cache_.constEnd())
             return *it;
-        const int i = rec_.indexOf(n);
-        cache_.insert(n, i);
+        const int i = rec_.indexOf(QString::fromLatin1(name));
+        cache_.insert(name, i);
         return i;
     }
     QVariant value(const QSqlQuery &q, const char *name)
@@ -142,7 +143,7 @@ public:
 
 private:
     QSqlRecord rec_;
-    QHash<QString, int> cache_;
+    QHash<const void *, int> cache_;
 };
 
 Module readModule(const QSqlQuery &q, Columns &c, const char *key)
@@ -164,6 +165,12 @@ Module readModule(const QSqlQuery &q, Columns &c, const char *key)
     m.disc = c.kg(q, "qtaDisc", "umiDisc");
     return m;
 }
+
+// Material columns msQta01/msUmi01 .. msQta15/msUmi15 (index 1..15).
+const char *const MaterialQta[16] = {nullptr, "msQta01", "msQta02", "msQta03", "msQta04", "msQta05",
+    "msQta06", "msQta07", "msQta08", "msQta09", "msQta10", "msQta11", "msQta12", "msQta13", "msQta14", "msQta15"};
+const char *const MaterialUmi[16] = {nullptr, "msUmi01", "msUmi02", "msUmi03", "msUmi04", "msUmi05",
+    "msUmi06", "msUmi07", "msUmi08", "msUmi09", "msUmi10", "msUmi11", "msUmi12", "msUmi13", "msUmi14", "msUmi15"};
 
 struct StreamTables {
     const char *sez, *key, *rows, *rowKey, *rowOrder, *mods, *modKey, *ops;
@@ -197,6 +204,22 @@ struct Loader::Impl {
     };
     std::vector<Stream> streams;
     QString error;
+    // Declarations that have rows in each section table, read once per run
+    // so that absent sections cost no query.
+    QSet<qint64> hasRif, hasInt, hasAut, hasStream[3];
+
+    bool readPresence(QSet<qint64> &set, const char *table)
+    {
+        QSqlQuery q(db);
+        q.setForwardOnly(true);
+        if (!q.exec(QStringLiteral("SELECT DISTINCT saID FROM %1").arg(QLatin1String(table)))) {
+            error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
+            return false;
+        }
+        while (q.next())
+            set.insert(q.value(0).toLongLong());
+        return true;
+    }
 
     bool prepare(QSqlQuery &q, const QString &sql)
     {
@@ -259,6 +282,9 @@ Loader::Loader(QSqlDatabase db) : p_(std::make_unique<Impl>())
                                    .arg(sez, key, mods, modKey, ops));
         p.streams.push_back(std::move(s));
     }
+    ok = ok && p.readPresence(p.hasRif, "SezRif") && p.readPresence(p.hasInt, "SezInt")
+        && p.readPresence(p.hasAut, "SaAut") && p.readPresence(p.hasStream[0], "SezVfu")
+        && p.readPresence(p.hasStream[1], "SezImb") && p.readPresence(p.hasStream[2], "SezRaee");
     if (!ok)
         error_ = p.error;
 }
@@ -296,9 +322,9 @@ bool Loader::load(Declaration &d)
     d.raee.clear();
 
     // ---- scheda RIF and modules ----
-    if (!p.exec(p.rif, d.saID))
+    if (p.hasRif.contains(d.saID) && !p.exec(p.rif, d.saID))
         return error_ = p.error, false;
-    {
+    if (p.hasRif.contains(d.saID)) {
         Columns c(p.rif);
         while (p.rif.next()) {
             RifScheda s;
@@ -338,9 +364,9 @@ bool Loader::load(Declaration &d)
     }
 
     // ---- scheda INT and modules ----
-    if (!p.exec(p.sint, d.saID))
-        return error_ = p.error, false;
-    {
+    if (p.hasInt.contains(d.saID)) {
+        if (!p.exec(p.sint, d.saID))
+            return error_ = p.error, false;
         Columns c(p.sint);
         while (p.sint.next())
             d.intermediation.push_back({c.num(p.sint, "intID"), c.text(p.sint, "rifCod"),
@@ -359,9 +385,9 @@ bool Loader::load(Declaration &d)
     }
 
     // ---- SA-AUT ----
-    if (!p.exec(p.aut, d.saID))
-        return error_ = p.error, false;
-    {
+    if (p.hasAut.contains(d.saID)) {
+        if (!p.exec(p.aut, d.saID))
+            return error_ = p.error, false;
         Columns c(p.aut);
         while (p.aut.next()) {
             Authorisation a;
@@ -393,6 +419,8 @@ bool Loader::load(Declaration &d)
     for (size_t k = 0; k < p.streams.size(); ++k) {
         Impl::Stream &s = p.streams[k];
         std::vector<StreamScheda> &list = *targets[k];
+        if (!p.hasStream[k].contains(d.saID))
+            continue;
         if (!p.exec(s.sez, d.saID))
             return error_ = p.error, false;
         {
@@ -404,11 +432,8 @@ bool Loader::load(Declaration &d)
                 sc.category = int(c.num(s.sez, "srRAEE"));
                 for (const auto &[q, u] : s.t->amounts)
                     sc.amounts.emplace_back(QString::fromLatin1(q), c.kg(s.sez, q, u));
-                for (int i = 1; i <= 15; ++i) {
-                    const QByteArray d2 = QByteArray::number(i).rightJustified(2, '0');
-                    sc.materials[i] = c.kg(s.sez, QByteArray("msQta" + d2).constData(),
-                                           QByteArray("msUmi" + d2).constData());
-                }
+                for (int i = 1; i <= 15; ++i)
+                    sc.materials[i] = c.kg(s.sez, MaterialQta[i], MaterialUmi[i]);
                 list.push_back(std::move(sc));
             }
         }

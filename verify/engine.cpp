@@ -142,8 +142,11 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
         imb::check(d, report_, run);
         vfu::check(d, report_, run);
         raee::check(d, report_, run);
+        // SA-AUT runs for a declaration with an authorisation row or at
+        // least one MG module of any section.
         if (saaut::applies(d))
             saaut::check(d, report_, run);
+        // Scheda MAT, then its cross-checks with the materials boxes.
         mat::check(d, report_, run);
         mat::crossCheck(d, report_);
         if (d.onlyAnagrafica())

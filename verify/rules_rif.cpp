@@ -132,7 +132,7 @@ void checkScheda(const Declaration &, const RifScheda &s, Report &r, const RunDa
     const QString subject = QStringLiteral("Scheda RIF codice: ") + s.rifCod;
     auto say = [&](Id id, const std::vector<Compared> &cmp = {}) { r.remark(table[id], subject, cmp); };
 
-    const auto rt = s.ofType(1), dr = s.ofType(2), te = s.ofType(3), mg = s.ofType(4), re = s.ofType(5);
+    const auto rt = s.ofType(1), dr = s.ofType(2), mg = s.ofType(4), re = s.ofType(5);
     Qty mgRecovery, mgDisposal, mgStock;
     for (const Module *m : mg) {
         mgRecovery += m->opsSum(isRecovery);
@@ -213,7 +213,6 @@ void checkScheda(const Declaration &, const RifScheda &s, Report &r, const RunDa
 
     if (origin.isZero() && s.tras.isZero() && s.cons.isZero() && s.rec.isZero() && s.smalt.isZero() && !hasMG)
         say(NoActivity);
-    (void)te;
 }
 
 } // namespace rif

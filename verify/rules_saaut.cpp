@@ -71,7 +71,7 @@ const Table table = {
          "al deposito definitivo in discarica, ma nella scheda SA-AUT non è indicata",
          "nè la tipologia nè la capacità residua della discarica."}},
     {E, {"Si ricorda che la compilazione della dichiarazione relativa alla raccolta dei rifiuti urbani",
-         "va effettuata obbligatoriamente per via telematica tramite il sito www.mudcomuni.it"}},
+         "va effettuata obbligatoriamente per via telematica tramite il sito %1"}},
     {W, {"Nei moduli di gestione compilati sono indicate attività di recupero da R1 a R13",
          "e nelle schede SA-AUT non sono indicate operazioni di recupero autorizzate."}},
     {W, {"Nei moduli di gestione compilati sono indicate attività di smaltimento da D1 a D15",
@@ -79,6 +79,11 @@ const Table table = {
     {W, {"Nel modulo di gestione MG è stata indicata l'attività di R1 o D10, ma nella"}},
     {E, {"Non è stata valorizzata alcuna scheda SA-AUT ed è stato compilato il modulo MG."}},
 };
+
+// Address of the national web site for the declarations of municipal waste
+// collection, completing the urban-collection remark. To be filled in with
+// the address published for the edition.
+const QString MunicipalWasteSite;
 
 bool anyRecovery(const Authorisation &a)
 {
@@ -221,8 +226,11 @@ void check(const Declaration &d, Report &r, const RunData &run)
             for (const Module &m : s.mods)
                 if (m.tipo == 1 && m.privati != 0)
                     urban = true;
-    if (urban)
-        say(UrbanCollection);
+    if (urban) {
+        QStringList lines = table[UrbanCollection].text();
+        lines[1] = lines[1].arg(MunicipalWasteSite);
+        r.remark(table[UrbanCollection], subject, {}, lines);
+    }
     if (hasAut && mgRecovery && !autRecovery)
         say(MGRecoveryNotAuthorised);
     if (hasAut && mgDisposal && !autDisposal)
