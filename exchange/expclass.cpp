@@ -1,0 +1,695 @@
+#include "exchange/expclass.h"
+
+#include "exchange/layouts.h"
+#include "shell/dbclass.h"
+#include "shell/messages.h"
+#include "shell/qorclass.h"
+#include "shell/schema/schema.h"
+
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace exch {
+
+
+struct expClass::Decl {
+    qint64 saID = 0;
+    QString codFisc, ragSoc;
+    QByteArray tail;                 // year;codFisc;key;  (38 characters)
+    std::vector<QByteArray> lines;
+    std::array<int, 29> counts{};
+};
+
+namespace {
+
+QString lc(const char *s) { return QString::fromLatin1(s); }
+
+QVariantMap toMap(const QSqlQuery &q)
+{
+    QVariantMap m;
+    const QSqlRecord r = q.record();
+    for (int i = 0; i < r.count(); ++i)
+        m.insert(r.fieldName(i).toLower(), q.value(i));
+    return m;
+}
+
+QString kindOf(int tipoMod)
+{
+    switch (tipoMod) {
+    case 1: return QStringLiteral("RT");
+    case 2: return QStringLiteral("DR");
+    case 3: return QStringLiteral("TE");
+    case 4: return QStringLiteral("MG");
+    default: return QString();
+    }
+}
+
+QByteArray declarationKey(const QDateTime &now, qint64 saID)
+{
+    QByteArray k = now.toString(QStringLiteral("yyMMddHHmmss")).toLatin1() + QByteArray::number(saID);
+    if (k.size() > 15)
+        k.truncate(15);
+    return k.leftJustified(15, '0');
+}
+
+} // namespace
+
+expClass::expClass(dbClass &db, Messages &msg)
+    : db_(db), msg_(msg), clock_([] { return QDateTime::currentDateTime(); })
+{
+}
+
+expClass::~expClass()
+{
+    if (file_.isOpen())
+        abort();
+}
+
+int expClass::controlValue(const QByteArray &start30, qint32 total)
+{
+    qint32 sum = total;
+    for (int i = 0; i < 30 && i < start30.size(); ++i)
+        sum += (i + 1) * static_cast<unsigned char>(start30.at(i));
+    const QByteArray s = QByteArray::number(sum).rightJustified(4, '0');
+    return s.right(4).toInt();
+}
+
+bool expClass::open(const QString &path)
+{
+    path_ = path;
+    file_.setFileName(path);
+    if (!file_.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        msg_.critical(QStringLiteral("Errore apertura file di esportazione: ") + path +
+                      QStringLiteral("\r\n") + file_.errorString());
+        return false;
+    }
+    file_.write(QByteArray(HeaderLength, ' ') + "\r\n");
+    counters_.fill(0);
+    declarations_ = 0;
+
+    renewal_.clear();
+    bool ok = false;
+    QSqlQuery q = db_.query(QStringLiteral("SELECT prvIstat, comIstat, newComIstat FROM Comuni "
+                                           "WHERE (NOT newComIstat IS NULL) ORDER BY prvIstat, comIstat"),
+                            {}, dbClass::Which::Current, &ok);
+    while (ok && q.next()) {
+        const qint64 k = q.value(0).toLongLong() * 1000 + q.value(1).toLongLong();
+        if (!renewal_.contains(k))   // the first match wins
+            renewal_.insert(k, {q.value(0).toInt(), q.value(2).toInt()});
+    }
+    if (!ok) {
+        abort();
+        return false;
+    }
+    return true;
+}
+
+void expClass::abort()
+{
+    if (file_.isOpen())
+        file_.close();
+    if (!path_.isEmpty())
+        QFile::remove(path_);
+}
+
+void expClass::renew(QVariantMap &row, const QString &prv, const QString &com) const
+{
+    auto p = row.find(prv);
+    auto c = row.find(com);
+    if (p == row.end() || c == row.end() || p->isNull() || c->isNull())
+        return;
+    auto it = renewal_.constFind(p->toLongLong() * 1000 + c->toLongLong());
+    if (it != renewal_.constEnd()) {
+        *p = it->first;
+        *c = it->second;
+    }
+}
+
+bool expClass::rows(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out)
+{
+    out.clear();
+    bool ok = false;
+    QSqlQuery q = db_.query(sql, params, dbClass::Which::Current, &ok);
+    if (!ok)
+        return false;
+    while (q.next()) {
+        QVariantMap m = toMap(q);
+        renew(m, lc("prvistat"), lc("comistat"));
+        if (m.contains(lc("nazdesc")))
+            m.insert(lc("#nazdesc"), m.value(lc("nazdesc")));
+        out.push_back(std::move(m));
+    }
+    return true;
+}
+
+bool expClass::fail(const Decl &d, const QString &scheda, const QString &field, const QString &why)
+{
+    msg_.critical(QStringLiteral("Attenzione, dichiarazione ") + d.codFisc + u' ' + d.ragSoc +
+                  QStringLiteral(", scheda ") + scheda + QStringLiteral(", campo ") + field +
+                  QStringLiteral(": ") + why +
+                  QStringLiteral(".\r\nIl valore non entra nel tracciato del file: esportazione interrotta."));
+    abort();
+    return false;
+}
+
+bool expClass::build(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda,
+                     QByteArray *line)
+{
+    const Layout *l = layout(code.toLatin1());
+    line->clear();
+    line->reserve(l->length);
+    line->append(code.toLatin1()).append(';').append(d.tail);
+    QString field, why;
+    if (!encodeFields(*l, row, *line, &field, &why))
+        return fail(d, scheda, field, why);
+    d.counts[size_t(l->index)]++;
+    return true;
+}
+
+bool expClass::emit(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda)
+{
+    QByteArray line;
+    if (!build(d, code, row, scheda, &line))
+        return false;
+    d.lines.push_back(std::move(line));
+    return true;
+}
+
+int expClass::reserve(Decl &d)
+{
+    d.lines.emplace_back();
+    return int(d.lines.size()) - 1;
+}
+
+bool expClass::fill(Decl &d, int slot, const QString &code, const QVariantMap &row,
+                    const QString &scheda)
+{
+    return build(d, code, row, scheda, &d.lines[size_t(slot)]);
+}
+
+bool expClass::detailLines(Decl &d, const QString &c1, const QString &c2, QVariantMap base,
+                           const QString &table, const QString &parentKey, qint64 parent,
+                           const QString &scheda)
+{
+    std::vector<QVariantMap> r;
+    if (!rows(QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, %3")
+                  .arg(table, parentKey, schema::table(table)->key),
+              {parent}, r))
+        return fail(d, scheda, table, QStringLiteral("lettura non riuscita"));
+    const int n = int(r.size());
+    base.insert(lc("#nrows"), n);
+    const int pairsOfLines = std::max(1, (n + 18) / 19);
+    for (int s = 0; s < pairsOfLines; ++s) {
+        for (int part = 0; part < 2; ++part) {
+            QVariantMap m = base;
+            m.insert(lc("#seq"), s + 1);
+            const int first = s * 19 + (part == 0 ? 0 : 9);
+            const int count = part == 0 ? 9 : 10;
+            for (int i = 0; i < count && first + i < n; ++i) {
+                const QVariantMap &row = r[size_t(first + i)];
+                const QString k = QString::number(i + 1);
+                m.insert(QStringLiteral("#cod") + k, row.value(lc("codice")));
+                m.insert(QStringLiteral("#qta") + k, row.value(lc("qta")));
+                m.insert(QStringLiteral("#qta") + k + u'u', row.value(lc("umi")));
+            }
+            if (!emit(d, part == 0 ? c1 : c2, m, scheda))
+                return false;
+        }
+    }
+    return true;
+}
+
+bool expClass::materials(Decl &d, const QVariantMap &row, const QString &kind, int category,
+                         const int *slotTable, const QString &scheda)
+{
+    QVariantMap m;
+    m.insert(lc("#mkind"), kind);
+    m.insert(lc("#mcat"), category);
+    for (int i = 0; i < 21; ++i) {
+        if (slotTable[i] == 0)
+            continue;
+        const QString n = QString::number(slotTable[i]).rightJustified(2, u'0');
+        const QString s = QStringLiteral("#m") + QString::number(i + 1);
+        m.insert(s, row.value(QStringLiteral("msqta") + n));
+        m.insert(s + u'u', row.value(QStringLiteral("msumi") + n));
+    }
+    return emit(d, QStringLiteral("MA"), m, scheda);
+}
+
+bool expClass::write(qint64 saID)
+{
+    if (!file_.isOpen())
+        return false;
+    Decl d;
+    d.saID = saID;
+    std::vector<QVariantMap> r;
+    if (!rows(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {saID}, r) || r.empty()) {
+        msg_.critical(QStringLiteral("Attenzione, dichiarazione ") + QString::number(saID) +
+                      QStringLiteral(" non trovata: esportazione interrotta."));
+        abort();
+        return false;
+    }
+    QVariantMap a = r.front();
+    renew(a, lc("slprvistat"), lc("slcomistat"));
+    d.codFisc = a.value(lc("codfisc")).toString();
+    d.ragSoc = a.value(lc("ragsoc")).toString();
+    d.tail = QByteArray::number(qorClass::Year) + ';' + text(a.value(lc("codfisc")), 16) +
+             declarationKey(clock_(), saID) + ';';
+    const QString sa1 = QStringLiteral("SA1");
+
+    if (!emit(d, QStringLiteral("AA"), a, sa1))
+        return false;
+    const int ab = reserve(d);
+
+    // SA-AUT
+    if (!rows(QStringLiteral("SELECT * FROM SaAut WHERE (saID = ?) ORDER BY suID"), {saID}, r))
+        return fail(d, QStringLiteral("SA-AUT"), QStringLiteral("SaAut"), QStringLiteral("lettura non riuscita"));
+    int prog = 0;
+    for (QVariantMap &u : r) {
+        u.insert(lc("#prog"), ++prog);
+        const QString rec = (u.value(lc("surecupero")).toString() + QStringLiteral("000000000000000"));
+        const QString smal = (u.value(lc("susmaltimento")).toString() + QStringLiteral("000000000000000"));
+        QStringList rl, dl;
+        for (int i = 1; i <= 13; ++i)
+            if (rec.at(i - 1) == u'1')
+                rl << QStringLiteral("R%1").arg(i);
+        for (int i = 1; i <= 15; ++i)
+            if (smal.at(i - 1) == u'1')
+                dl << QStringLiteral("D%1").arg(i);
+        u.insert(lc("#recupero"), rl.join(u','));
+        u.insert(lc("#smaltimento"), dl.join(u','));
+        if (!emit(d, QStringLiteral("AU"), u, QStringLiteral("SA-AUT")))
+            return false;
+    }
+    const int nAu = prog;
+
+    if (!writeRif(d, a) || !materials(d, a, QStringLiteral("RIF"), 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT"))
+        || !writeInt(d) || !writeImb(d) || !writeRaee(d) || !writeVfu(d))
+        return false;
+
+    // AB: counts of schede.
+    QVariantMap b;
+    b.insert(lc("#nrif"), d.counts[2]);
+    b.insert(lc("#nint"), d.counts[7]);
+    b.insert(lc("#nau"), nAu);
+    b.insert(lc("#nimb"), d.counts[21]);
+    if (!rows(QStringLiteral("SELECT vfuTipo, COUNT(vfuID) AS n FROM SezVfu WHERE (saID = ?) GROUP BY vfuTipo"),
+              {saID}, r))
+        return fail(d, sa1, QStringLiteral("SezVfu"), QStringLiteral("lettura non riuscita"));
+    for (const QVariantMap &x : r) {
+        const int t = x.value(lc("vfutipo")).toInt();
+        if (t >= 1 && t <= 3)
+            b.insert(t == 1 ? lc("#naut") : t == 2 ? lc("#nrot") : lc("#nfra"), x.value(lc("n")));
+    }
+    if (!rows(QStringLiteral("SELECT srTipo, COUNT(srID) AS n FROM SezRaee WHERE (saID = ?) GROUP BY srTipo"),
+              {saID}, r))
+        return fail(d, sa1, QStringLiteral("SezRaee"), QStringLiteral("lettura non riuscita"));
+    for (const QVariantMap &x : r)
+        b.insert(x.value(lc("srtipo")).toInt() == 1 ? lc("#ntra") : lc("#ncr"), x.value(lc("n")));
+    if (!fill(d, ab, QStringLiteral("AB"), b, sa1))
+        return false;
+
+    QByteArray out;
+    for (const QByteArray &l : d.lines)
+        out.append(l).append("\r\n");
+    if (file_.write(out) != out.size()) {
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + path_ +
+                      QStringLiteral("\r\n") + file_.errorString());
+        abort();
+        return false;
+    }
+    for (int i = 0; i < RecordTypes; ++i)
+        counters_[size_t(i)] += d.counts[size_t(i)];
+    ++declarations_;
+    return true;
+}
+
+bool expClass::writeRif(Decl &d, const QVariantMap &)
+{
+    std::vector<QVariantMap> schede, mods;
+    if (!rows(QStringLiteral("SELECT * FROM SezRif WHERE (saID = ?) ORDER BY rifCod, rifID"),
+              {d.saID}, schede))
+        return fail(d, QStringLiteral("RIF"), QStringLiteral("SezRif"), QStringLiteral("lettura non riuscita"));
+    int prog = 0;
+    for (QVariantMap &s : schede) {
+        const QString scheda = QStringLiteral("RIF ") + s.value(lc("rifcod")).toString();
+        s.insert(lc("#prog"), ++prog);
+        const int slot = reserve(d);
+        QVariantMap start;
+        start.insert(lc("#sprog"), prog);
+        start.insert(lc("#scod"), s.value(lc("rifcod")));
+        const qint64 rifID = s.value(lc("rifid")).toLongLong();
+
+        int perKind[6] = {};
+        if (!rows(QStringLiteral("SELECT ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif LEFT JOIN "
+                                 "Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.rifID = ? "
+                                 "AND ModRif.tipoMod < 4) ORDER BY ModRif.tipoMod, ModRif.Privati, ModRif.mrID"),
+                  {rifID}, mods))
+            return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
+        for (QVariantMap &m : mods) {
+            const int t = m.value(lc("tipomod")).toInt();
+            if (t < 1)
+                continue;
+            m.insert(start);
+            m.insert(lc("#kind"), kindOf(t));
+            m.insert(lc("#prog"), ++perKind[t]);
+            if (t != 1)
+                m.insert(lc("privati"), 0);
+            if (!emit(d, QStringLiteral("BB"), m, scheda))
+                return false;
+        }
+        if (!rows(QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = 5) ORDER BY mrID"),
+                  {rifID}, mods))
+            return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
+        for (QVariantMap &m : mods) {
+            m.insert(start);
+            m.insert(lc("#prog"), ++perKind[5]);
+            if (!emit(d, QStringLiteral("BC"), m, scheda))
+                return false;
+        }
+        if (!rows(QStringLiteral("SELECT mrID FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
+                  {rifID}, mods))
+            return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
+        for (const QVariantMap &m : mods) {
+            QVariantMap base = start;
+            base.insert(lc("#kind"), QStringLiteral("MG"));
+            base.insert(lc("#prog"), ++perKind[4]);
+            if (!detailLines(d, QStringLiteral("BD"), QStringLiteral("BE"), base,
+                             QStringLiteral("RecRif"), QStringLiteral("mrID"),
+                             m.value(lc("mrid")).toLongLong(), scheda))
+                return false;
+        }
+        s.insert(lc("#nrt"), perKind[1]);
+        s.insert(lc("#ndr"), perKind[2]);
+        s.insert(lc("#nte"), perKind[3]);
+        s.insert(lc("#nre"), perKind[5]);
+        if (!fill(d, slot, QStringLiteral("BA"), s, scheda))
+            return false;
+    }
+    return true;
+}
+
+bool expClass::writeInt(Decl &d)
+{
+    std::vector<QVariantMap> schede, mods;
+    if (!rows(QStringLiteral("SELECT * FROM SezInt WHERE (saID = ?) ORDER BY rifCod, intID"),
+              {d.saID}, schede))
+        return fail(d, QStringLiteral("INT"), QStringLiteral("SezInt"), QStringLiteral("lettura non riuscita"));
+    int prog = 0;
+    for (QVariantMap &s : schede) {
+        const QString scheda = QStringLiteral("INT ") + s.value(lc("rifcod")).toString();
+        s.insert(lc("#prog"), ++prog);
+        const int slot = reserve(d);
+        if (!rows(QStringLiteral("SELECT ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt LEFT JOIN "
+                                 "Nazioni ON ModInt.nazID = Nazioni.nazID WHERE (ModInt.intID = ?) "
+                                 "ORDER BY ModInt.tipoMod, ModInt.miID"),
+                  {s.value(lc("intid"))}, mods))
+            return fail(d, scheda, QStringLiteral("ModInt"), QStringLiteral("lettura non riuscita"));
+        int nUO = 0, nUD = 0;
+        for (QVariantMap &m : mods) {
+            const bool uo = m.value(lc("tipomod")).toInt() == 1;
+            m.insert(lc("#sprog"), prog);
+            m.insert(lc("#scod"), s.value(lc("rifcod")));
+            m.insert(lc("#kind"), uo ? QStringLiteral("UO") : QStringLiteral("UD"));
+            m.insert(lc("#prog"), uo ? ++nUO : ++nUD);
+            if (!emit(d, QStringLiteral("DB"), m, scheda))
+                return false;
+        }
+        s.insert(lc("#nuo"), nUO);
+        s.insert(lc("#nud"), nUD);
+        if (!fill(d, slot, QStringLiteral("DA"), s, scheda))
+            return false;
+    }
+    return true;
+}
+
+// Modules of a packaging, RAEE or vehicle scheda.
+bool expClass::writeFamilyModules(Decl &d, const QString &family, const QVariantMap &start,
+                                  qint64 parent, int *nRT, int *nTE, int *nDR, const QString &scheda)
+{
+    const bool imb = family == QLatin1String("Imb");
+    const QString modTable = QStringLiteral("Mod") + family;
+    const QString parentKey = imb ? QStringLiteral("siID")
+                                  : family == QLatin1String("Raee") ? QStringLiteral("srID")
+                                                                    : QStringLiteral("vfuID");
+    const QString modKey = imb ? QStringLiteral("mbID")
+                               : family == QLatin1String("Raee") ? QStringLiteral("msrID")
+                                                                 : QStringLiteral("mvID");
+    const QString code = imb ? QStringLiteral("I") : family == QLatin1String("Raee") ? QStringLiteral("R")
+                                                                                       : QStringLiteral("V");
+    // Record codes of the family: RT/TE, DR, detail 1, detail 2.
+    const char first = imb ? 'C' : family == QLatin1String("Raee") ? 'C' : 'E';
+    auto rec = [&](int k) { return code + QChar(char16_t(first + k)); };
+    const QString flagCol = imb ? lc("mbflag") : lc("privati");
+
+    std::vector<QVariantMap> mods;
+    const QString order = imb ? QStringLiteral("rifCod, tipoMod, mbFlag, mbID")
+                              : QStringLiteral("rifCod, tipoMod, ") + modKey;
+    if (!rows(QStringLiteral("SELECT %1.*, Nazioni.nazDesc AS nazDesc FROM %1 LEFT JOIN Nazioni ON "
+                             "%1.nazID = Nazioni.nazID WHERE (%1.%2 = ?) ORDER BY %3")
+                  .arg(modTable, parentKey, order),
+              {parent}, mods))
+        return fail(d, scheda, modTable, QStringLiteral("lettura non riuscita"));
+    int perKind[5] = {};
+    for (QVariantMap &m : mods) {
+        const int t = m.value(lc("tipomod")).toInt();
+        if (t < 1 || t > 4)
+            continue;
+        m.insert(start);
+        m.insert(lc("#kind"), kindOf(t));
+        m.insert(lc("#prog"), ++perKind[t]);
+        m.insert(lc("#modflag"), m.value(flagCol));
+        const qint64 key = m.value(modKey.toLower()).toLongLong();
+        if (t == 1 || t == 3) {
+            if (t == 3) {
+                m.insert(lc("discdep"), 0);
+                m.insert(lc("disc191"), 0);
+            }
+            if (!emit(d, rec(0), m, scheda))
+                return false;
+        } else {
+            if (t == 2) {
+                bool ok = false;
+                m.insert(lc("#nrows"),
+                         db_.scalar(QStringLiteral("SELECT COUNT(*) FROM RecMod%1 WHERE (%2 = ?)")
+                                        .arg(family, modKey), {key}).toInt(&ok));
+                if (!emit(d, rec(1), m, scheda))
+                    return false;
+            }
+            QVariantMap base = start;
+            for (const char *c : {"rifcod", "#kind", "#prog", "#modflag"})
+                base.insert(lc(c), m.value(lc(c)));
+            if (!detailLines(d, rec(2), rec(3), base, QStringLiteral("RecMod") + family, modKey, key,
+                             scheda))
+                return false;
+        }
+    }
+    *nRT = perKind[1];
+    *nDR = perKind[2];
+    *nTE = perKind[3];
+    return true;
+}
+
+bool expClass::writeImb(Decl &d)
+{
+    std::vector<QVariantMap> schede, r;
+    const QString scheda = QStringLiteral("IMB");
+    if (!rows(QStringLiteral("SELECT * FROM SezImb WHERE (saID = ?) ORDER BY siID"), {d.saID}, schede))
+        return fail(d, scheda, QStringLiteral("SezImb"), QStringLiteral("lettura non riuscita"));
+    for (QVariantMap &s : schede) {
+        const qint64 siID = s.value(lc("siid")).toLongLong();
+        const int slot = reserve(d);
+        if (!rows(QStringLiteral("SELECT * FROM RecImb WHERE (siID = ?) ORDER BY rifCod, Posizione, riID"),
+                  {siID}, r))
+            return fail(d, scheda, QStringLiteral("RecImb"), QStringLiteral("lettura non riuscita"));
+        for (QVariantMap &x : r) {
+            const int p = x.value(lc("posizione")).toInt();
+            x.insert(lc("#pos"), p == 1 ? QStringLiteral("RC") : p == 2 ? QStringLiteral("RX")
+                                 : p == 3 ? QStringLiteral("P1") : QStringLiteral("PP"));
+            if (!emit(d, QStringLiteral("IB"), x, scheda))
+                return false;
+        }
+        int nRT = 0, nTE = 0, nDR = 0;
+        if (!writeFamilyModules(d, QStringLiteral("Imb"), {}, siID, &nRT, &nTE, &nDR, scheda))
+            return false;
+        if (!materials(d, s, QStringLiteral("IMB"), 0, materialSlots(MatKind::Imb), scheda))
+            return false;
+        s.insert(lc("#nrows"), int(r.size()));
+        s.insert(lc("#nrt"), nRT);
+        s.insert(lc("#nte"), nTE);
+        s.insert(lc("#ndr"), nDR);
+        if (!fill(d, slot, QStringLiteral("IA"), s, scheda))
+            return false;
+    }
+    return true;
+}
+
+bool expClass::writeRaee(Decl &d)
+{
+    std::vector<QVariantMap> schede, r;
+    if (!rows(QStringLiteral("SELECT * FROM SezRaee WHERE (saID = ?) ORDER BY srTipo, srRAEE, srID"),
+              {d.saID}, schede))
+        return fail(d, QStringLiteral("RAEE"), QStringLiteral("SezRaee"), QStringLiteral("lettura non riuscita"));
+    for (QVariantMap &s : schede) {
+        const bool tra = s.value(lc("srtipo")).toInt() == 1;
+        const QString kind = tra ? QStringLiteral("TRA") : QStringLiteral("CRR");
+        const QString scheda = (tra ? QStringLiteral("TRA-RAEE ") : QStringLiteral("CR-RAEE ")) +
+                               s.value(lc("srraee")).toString();
+        const qint64 srID = s.value(lc("srid")).toLongLong();
+        QVariantMap start;
+        start.insert(lc("#skind"), kind);
+        start.insert(lc("#scat"), s.value(lc("srraee")));
+        s.insert(lc("#skind"), kind);
+        const int slot = reserve(d);
+        if (!rows(QStringLiteral("SELECT * FROM RecRaee WHERE (srID = ?) ORDER BY rifCod, Posizione, rsrID"),
+                  {srID}, r))
+            return fail(d, scheda, QStringLiteral("RecRaee"), QStringLiteral("lettura non riuscita"));
+        for (QVariantMap &x : r) {
+            const int p = x.value(lc("posizione")).toInt();
+            x.insert(start);
+            x.insert(lc("#pos"), !tra ? QStringLiteral("  ") : p == 1 ? QStringLiteral("DR")
+                                 : p == 2 ? QStringLiteral("PR") : QStringLiteral("PP"));
+            if (!emit(d, QStringLiteral("RB"), x, scheda))
+                return false;
+        }
+        int nRT = 0, nTE = 0, nDR = 0;
+        if (!writeFamilyModules(d, QStringLiteral("Raee"), start, srID, &nRT, &nTE, &nDR, scheda))
+            return false;
+        if (!materials(d, s, kind, s.value(lc("srraee")).toInt(), materialSlots(MatKind::Raee), scheda))
+            return false;
+        s.insert(lc("#nrows"), int(r.size()));
+        s.insert(lc("#nrt"), nRT);
+        s.insert(lc("#nte"), nTE);
+        s.insert(lc("#ndr"), nDR);
+        if (!fill(d, slot, QStringLiteral("RA"), s, scheda))
+            return false;
+    }
+    return true;
+}
+
+bool expClass::writeVfu(Decl &d)
+{
+    std::vector<QVariantMap> schede, r;
+    if (!rows(QStringLiteral("SELECT * FROM SezVfu WHERE (saID = ?) ORDER BY vfuTipo, vfuID"),
+              {d.saID}, schede))
+        return fail(d, QStringLiteral("VFU"), QStringLiteral("SezVfu"), QStringLiteral("lettura non riuscita"));
+    for (QVariantMap &s : schede) {
+        const int t = s.value(lc("vfutipo")).toInt();
+        const QString kind = t == 1 ? QStringLiteral("AUT") : t == 2 ? QStringLiteral("ROT")
+                                                                     : QStringLiteral("FRA");
+        const QString scheda = kind;
+        const qint64 vfuID = s.value(lc("vfuid")).toLongLong();
+        QVariantMap start;
+        start.insert(lc("#skind"), kind);
+        s.insert(lc("#skind"), kind);
+        auto slotQty = [&](const char *slot, const char *q, const char *u) {
+            s.insert(lc(slot), q ? s.value(lc(q)) : QVariant());
+            s.insert(lc(slot) + u'u', u ? s.value(lc(u)) : QVariant());
+        };
+        if (t == 3) {
+            slotQty("#own1", "qtaproprio", "umiproprio");
+            slotQty("#own2", "qtapost80", "umipost80");
+            slotQty("#own3", nullptr, nullptr);
+        } else {
+            slotQty("#own1", nullptr, nullptr);
+            slotQty("#own2", nullptr, nullptr);
+            slotQty("#own3", "qtaproprio", "umiproprio");
+        }
+        if (t == 1) {
+            slotQty("#veh1", "qtapre80", "umipre80");
+            slotQty("#veh2", "qtapost80", "umipost80");
+            slotQty("#veh3", "qta104", "umi104");
+        }
+        const int slot = reserve(d);
+        if (!rows(QStringLiteral("SELECT * FROM RecVfu WHERE (vfuID = ?) ORDER BY rifCod, Posizione, rvID"),
+                  {vfuID}, r))
+            return fail(d, scheda, QStringLiteral("RecVfu"), QStringLiteral("lettura non riuscita"));
+        for (QVariantMap &x : r) {
+            x.insert(start);
+            x.insert(lc("#pos"), x.value(lc("posizione")).toInt() == 1 ? QStringLiteral("RT")
+                                                                       : QStringLiteral("PP"));
+            if (!emit(d, QStringLiteral("VD"), x, scheda))
+                return false;
+        }
+        int nRT = 0, nTE = 0, nDR = 0;
+        if (!writeFamilyModules(d, QStringLiteral("Vfu"), start, vfuID, &nRT, &nTE, &nDR, scheda))
+            return false;
+        if (!materials(d, s, kind, 0, materialSlots(MatKind::Vfu), scheda))
+            return false;
+        s.insert(lc("#nrows"), int(r.size()));
+        s.insert(lc("#nrt"), nRT);
+        s.insert(lc("#nte"), nTE);
+        s.insert(lc("#ndr"), nDR);
+        if (!fill(d, slot, QStringLiteral("VC"), s, scheda))
+            return false;
+    }
+    return true;
+}
+
+bool expClass::close()
+{
+    if (!file_.isOpen())
+        return false;
+    qint32 total = 0;
+    for (int c : counters_)
+        total += c;
+    const QDateTime now = clock_();
+    QByteArray start = "XX;6.02/18;01;" + now.toString(QStringLiteral("yyyyMMdd")).toLatin1() + ';' +
+                       now.toString(QStringLiteral("HHmmss")).toLatin1() + ';';
+    QVariantMap h;
+    bool ok = false;
+    QSqlQuery q = db_.query(QStringLiteral("SELECT Setup.*, Province.prvSigla AS prvSigla, Comuni.comDesc AS comDesc "
+                                           "FROM (Setup LEFT JOIN Province ON Setup.prvIstat = Province.prvIstat) "
+                                           "LEFT JOIN Comuni ON (Setup.prvIstat = Comuni.prvIstat AND "
+                                           "Setup.comIstat = Comuni.comIstat)"),
+                            {}, dbClass::Which::Current, &ok);
+    if (ok && q.next())
+        h = toMap(q);
+    h.insert(lc("#version"), QStringLiteral("6.02/18"));
+    h.insert(lc("#recversion"), 1);
+    h.insert(lc("#date"), now.toString(QStringLiteral("yyyyMMdd")));
+    h.insert(lc("#time"), now.toString(QStringLiteral("HHmmss")));
+    h.insert(lc("#total"), total);
+    for (int i = 0; i < RecordTypes; ++i)
+        h.insert(QStringLiteral("#c%1").arg(i), counters_[size_t(i)]);
+    h.insert(lc("#control"), QStringLiteral("0000") +
+                                 QString::number(controlValue(start, total)).rightJustified(4, u'0'));
+    QByteArray line;
+    QString field, why;
+    if (!encodeFields(header(), h, line, &field, &why)) {
+        msg_.critical(QStringLiteral("Attenzione, intestazione del file, campo ") + field +
+                      QStringLiteral(": ") + why + QStringLiteral(". Esportazione interrotta."));
+        abort();
+        return false;
+    }
+    if (!file_.seek(0) || file_.write(line) != line.size()) {
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + path_ +
+                      QStringLiteral("\r\n") + file_.errorString());
+        abort();
+        return false;
+    }
+    file_.close();
+    return true;
+}
+
+ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
+                                const QList<qint64> &saIDs, const Progress &progress,
+                                expClass *engine)
+{
+    expClass own(db, msg);
+    expClass &e = engine ? *engine : own;
+    if (!e.open(path))
+        return ExportResult::Failed;
+    qint64 done = 0;
+    for (qint64 id : saIDs) {
+        if (!e.write(id))
+            return ExportResult::Failed;
+        if (progress && !progress(++done, saIDs.size())) {
+            e.abort();
+            return ExportResult::Cancelled;
+        }
+    }
+    return e.close() ? ExportResult::Done : ExportResult::Failed;
+}
+
+} // namespace exch

@@ -1,0 +1,89 @@
+#pragma once
+// The export engine: writes declarations into an exchange file. open() puts a
+// blank header line, write() adds one declaration (its lines are built in
+// memory and appended, so memory stays bounded by one declaration), close()
+// writes the header with the counters and the control value. Any failure
+// shows its message and deletes the partial file.
+
+#include <QDateTime>
+#include <QFile>
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QVariantMap>
+#include <array>
+#include <functional>
+#include <vector>
+
+class dbClass;
+class Messages;
+
+namespace exch {
+
+// Progress of a long run: (done, total); returning false cancels.
+using Progress = std::function<bool(qint64 done, qint64 total)>;
+
+class expClass {
+public:
+    expClass(dbClass &db, Messages &msg);
+    ~expClass();
+
+    bool open(const QString &path);
+    bool write(qint64 saID);
+    bool close();
+    // Closes and deletes the file (cancel or failure).
+    void abort();
+
+    bool isOpen() const { return file_.isOpen(); }
+    int declarations() const { return declarations_; }
+    const std::array<int, 29> &counters() const { return counters_; }
+
+    // Clock of the key timestamps and of the header (tests fix it).
+    void setClock(std::function<QDateTime()> clock) { clock_ = std::move(clock); }
+
+    // The control value of a header start (30 characters) and a total.
+    static int controlValue(const QByteArray &start30, qint32 total);
+
+private:
+    struct Decl;
+    bool fail(const Decl &d, const QString &scheda, const QString &field, const QString &why);
+    bool build(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda,
+               QByteArray *line);
+    bool emit(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda);
+    bool fill(Decl &d, int slot, const QString &code, const QVariantMap &row, const QString &scheda);
+    int reserve(Decl &d);
+    bool detailLines(Decl &d, const QString &c1, const QString &c2, QVariantMap base,
+                     const QString &table, const QString &parentKey, qint64 parent,
+                     const QString &scheda);
+    bool materials(Decl &d, const QVariantMap &row, const QString &kind, int category,
+                   const int *slots, const QString &scheda);
+    void renew(QVariantMap &row, const QString &prv, const QString &com) const;
+    bool rows(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out);
+
+    bool writeRif(Decl &d, const QVariantMap &a);
+    bool writeInt(Decl &d);
+    bool writeImb(Decl &d);
+    bool writeRaee(Decl &d);
+    bool writeVfu(Decl &d);
+    bool writeFamilyModules(Decl &d, const QString &family, const QVariantMap &start,
+                            qint64 parent, int *nRT, int *nTE, int *nDR, const QString &scheda);
+
+    dbClass &db_;
+    Messages &msg_;
+    QFile file_;
+    QString path_;
+    std::array<int, 29> counters_{};
+    int declarations_ = 0;
+    QHash<qint64, std::pair<int, int>> renewal_;
+    std::function<QDateTime()> clock_;
+};
+
+enum class ExportResult { Done, Cancelled, Failed };
+
+// Writes the given declarations into a new file at path. On cancel or failure
+// the file is deleted.
+ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
+                                const QList<qint64> &saIDs, const Progress &progress = {},
+                                expClass *engine = nullptr);
+
+} // namespace exch

@@ -1,0 +1,33 @@
+#pragma once
+// Import of an exchange file: the whole file is checked first and nothing is
+// written unless every check passes; then each declaration not yet present is
+// loaded in its own transaction (an interruption or a failure never leaves
+// half a declaration), and every counterpart company goes to the register.
+
+#include "exchange/reader.h"
+
+#include <QString>
+
+class dbClass;
+class Messages;
+
+namespace exch {
+
+struct ImportResult {
+    enum Status { Done, Refused, Cancelled, Failed };
+    Status status = Failed;
+    CheckResult check;     // the verification pass
+    int contained = 0;     // "Dichiarazioni contenute nel file da importare:"
+    int imported = 0;      // "Dichiarazioni importate:"
+    int skipped = 0;       // "Dichiarazioni scartate perché già presenti:"
+};
+
+// Progress of the load pass runs over the declaration records (header total).
+ImportResult importFile(dbClass &db, Messages &msg, const QString &path,
+                        const Progress &progress = {});
+
+// Adds a counterpart company to the register when its tax code is not there
+// yet; an existing company is left unchanged. False on a database failure.
+bool registerCounterpart(dbClass &db, const QVariantMap &company);
+
+} // namespace exch

@@ -1,0 +1,555 @@
+#include "exchange/layouts.h"
+
+#include "exchange/codepage.h"
+#include "shell/qty.h"
+
+#include <QDate>
+#include <QHash>
+
+namespace exch {
+
+int Field::size() const
+{
+    switch (enc) {
+    case Enc::Flag: return 2;
+    case Enc::Date: return 9;
+    case Enc::Qty: return 12;
+    case Enc::QtyUnit: return 14;
+    default: return width + 1;
+    }
+}
+
+int Layout::fieldsSize() const
+{
+    int n = 0;
+    for (const Field &f : fields)
+        n += f.size();
+    return n;
+}
+
+namespace {
+
+using Fields = std::vector<Field>;
+
+Field T(const char *n, int w) { return {QString::fromLatin1(n).toLower(), Enc::Text, w, {}, {}}; }
+Field N(const char *n, int w) { return {QString::fromLatin1(n).toLower(), Enc::Number, w, {}, {}}; }
+Field F(const char *n) { return {QString::fromLatin1(n).toLower(), Enc::Flag, 1, {}, {}}; }
+Field D(const char *n) { return {QString::fromLatin1(n).toLower(), Enc::Date, 8, {}, {}}; }
+Field QU(const char *q, const char *u)
+{
+    return {QString::fromLatin1(q).toLower(), Enc::QtyUnit, 13, QString::fromLatin1(u).toLower(), {}};
+}
+// A quantity pair of a computed slot "#name" with unit "#nameu".
+Field cQU(const QString &n) { return {n, Enc::QtyUnit, 13, n + u'u', {}}; }
+Field X(const char *lit) { return {QStringLiteral("#fixed"), Enc::Fixed, int(qstrlen(lit)), {}, QString::fromLatin1(lit)}; }
+
+void add(Fields &f, std::initializer_list<Field> more) { f.insert(f.end(), more); }
+
+// Subject of a module: producer, destination or transporter. The families of
+// packaging, electrical equipment and vehicles insert a Flag after the tax code.
+void subject(Fields &f, const char *flagColumn = nullptr)
+{
+    f.push_back(T("CodFisc", 16));
+    if (flagColumn)
+        f.push_back(F(flagColumn));
+    add(f, {T("RagSoc", 60), N("prvIstat", 3), N("comIstat", 3), T("Via", 30), T("Civico", 6),
+            T("Cap", 5), QU("qtaMod", "umiMod"), T("#nazDesc", 20), T("RegCE", 6)});
+}
+
+void shortSubject(Fields &f)
+{
+    add(f, {T("CodFisc", 16), T("RagSoc", 60), N("prvIstat", 3), N("comIstat", 3), T("Via", 30),
+            T("Civico", 6), T("#nazDesc", 20)});
+}
+
+void physicalStates(Fields &f)
+{
+    for (const char *s : {"sfSolidoP", "sfSolidoNP", "sfFangoso", "sfLiquido", "sfAeriforme",
+                          "sfVischioso", "sfAltro"})
+        f.push_back(F(s));
+}
+
+// Operation rows of a module: pairs (code, quantity with unit) numbered from
+// the first pair of the line: "#cod1", "#qta1" + "#qta1u", ...
+void pairs(Fields &f, int n)
+{
+    for (int i = 1; i <= n; ++i) {
+        f.push_back({QStringLiteral("#cod%1").arg(i), Enc::Text, 5, {}, {}});
+        f.push_back(cQU(QStringLiteral("#qta%1").arg(i)));
+    }
+}
+
+// Start of the child records of the three families with a parent kind.
+void raeeStart(Fields &f) { add(f, {T("#sKind", 3), N("#sCat", 2)}); }
+void vfuStart(Fields &f) { f.push_back(T("#sKind", 3)); }
+
+// RT and TE modules of the packaging, RAEE and vehicle families (IC, RC, VE).
+// Decided: the two Number(1) fields of an RT module carry discDep and disc191
+// (both 0/1); a TE module writes them as "0;0;". The inserted Flag is mbFlag
+// for packaging and Privati for RAEE and vehicles.
+void rtte(Fields &f, const char *flagColumn)
+{
+    add(f, {T("rifCod", 6), T("#kind", 2), N("#prog", 3)});
+    subject(f, flagColumn);
+    add(f, {N("discDep", 1), N("disc191", 1)});
+}
+
+// DR modules of the same families (ID, RD, VF). Decided: the subject block with
+// its Flag, then the operation quantities of a DR module as in BB (qtaSmalt,
+// qtaDep, qta191, qtaInc, qtaDisc), the flags discDep and disc191, the number of
+// operation rows that follow as detail lines (Number(5)), and a space filler to
+// the binding length (ID is two characters longer than RD and VF).
+void dr(Fields &f, const char *flagColumn, int filler)
+{
+    add(f, {T("rifCod", 6), T("#kind", 2), N("#prog", 3)});
+    subject(f, flagColumn);
+    add(f, {QU("qtaSmalt", "umiSmalt"), QU("qtaDep", "umiDep"), QU("qta191", "umi191"),
+            QU("qtaInc", "umiInc"), QU("qtaDisc", "umiDisc"), F("discDep"), F("disc191"),
+            N("#nRows", 5), T("#filler", filler)});
+}
+
+// Detail lines of the same families (IE/IF, RE/RF, VG/VH). Decided: a module's
+// operation rows (of a DR or an MG module, in order of Posizione) go in pairs of
+// lines: the first kind carries 9 (Codice, quantity) pairs, the second kind 10
+// pairs and closes with the module's flag (mbFlag for packaging, Privati
+// otherwise) and the number of its rows. Each line starts with the module's
+// waste code, kind ("DR" or "MG"), progressive within its kind and the number
+// of the pair of lines (1, 2, ... for modules with more than 19 rows). Every
+// DR and MG module writes at least one pair.
+void detail1(Fields &f)
+{
+    add(f, {T("rifCod", 6), T("#kind", 2), N("#prog", 3), N("#seq", 2)});
+    pairs(f, 9);
+}
+void detail2(Fields &f)
+{
+    add(f, {T("rifCod", 6), T("#kind", 2), N("#prog", 3), N("#seq", 2)});
+    pairs(f, 10);
+    add(f, {F("#modFlag"), N("#nRows", 3)});
+}
+
+// The RIF family: every module record starts with the scheda's progressive
+// and waste code (with the prefix, the 49-character key).
+void rifStart(Fields &f) { add(f, {N("#sProg", 4), T("#sCod", 6)}); }
+
+std::vector<Layout> build()
+{
+    std::vector<Layout> v;
+    auto L = [&](const char *code, int len, int key, const char *table, Fields f) {
+        v.push_back({int(v.size()), QString::fromLatin1(code), len, key, QString::fromLatin1(table),
+                     std::move(f)});
+    };
+    Fields f;
+
+    // AA: anagrafica of the declaration.
+    f = {T("attIstat", 6), N("REA", 9), N("Addetti", 5), T("RagSoc", 60), N("prvIstat", 3),
+         N("comIstat", 3), T("Via", 30), T("Civico", 6), T("Cap", 5), T("PrefTel", 5),
+         T("Telefono", 10), N("slPrvIstat", 3), N("slComIstat", 3), T("slVia", 30),
+         T("slCivico", 6), T("slCap", 5), T("slPrefTel", 5), T("slTelefono", 10),
+         T("saCognome", 25), T("saNome", 25), D("saDataComp"), N("Mesi", 2), F("saAnnulla"),
+         D("saDataPrec")};
+    L("AA", 338, 0, "SezAnag", f);
+
+    // AB: counts of schede.
+    f = {N("#nRif", 6), N("#nInt", 6), N("#nAut", 1), N("#nRot", 1), N("#nFra", 1),
+         N("#nTra", 2), N("#nCr", 2), N("#nImb", 1), N("#nAu", 2), T("#filler", 184)};
+    L("AB", 257, 37, "", f);
+
+    // BA: scheda RIF. The four counts are those of RT, RE, TE and DR modules;
+    // MG modules are not counted.
+    f = {N("#prog", 4), T("rifCod", 6)};
+    physicalStates(f);
+    add(f, {QU("qtaProd", "UmiProd"), QU("qtaTerzi", "umiTerzi"), N("#nRT", 5),
+            QU("qtaFuori", "umiFuori"), N("#nRE", 5), QU("qtaTras", "umiTras"), N("#nTE", 5),
+            QU("qtaCons", "umiCons"), N("#nDR", 5), QU("qtaGiacRec", "umiGiacRec"),
+            QU("qtaGiacSmalt", "umiGiacSmalt"), QU("qtaRec", "umiRec"),
+            QU("qtaSmalt", "umiSmalt")});
+    L("BA", 217, 37, "SezRif", f);
+
+    // BB: RIF module RT, DR or TE.
+    f = {};
+    rifStart(f);
+    add(f, {T("#kind", 2), N("#prog", 5)});
+    subject(f);
+    add(f, {F("Privati"), QU("qtaSmalt", "umiSmalt"), QU("qtaDep", "umiDep"),
+            QU("qta191", "umi191"), QU("qtaInc", "umiInc"), QU("qtaDisc", "umiDisc"),
+            F("discDep"), F("disc191")});
+    L("BB", 310, 49, "ModRif", f);
+
+    // BC: RIF module RE.
+    f = {};
+    rifStart(f);
+    add(f, {N("#prog", 5), N("prvIstat", 3), N("comIstat", 3), N("Privati", 1),
+            QU("qtaMod", "umiMod")});
+    L("BC", 83, 49, "ModRif", f);
+
+    // BD, BE: RIF module MG with its RecRif rows. Decided: as the detail lines
+    // of the other families, in pairs of lines: kind "MG", the module's
+    // progressive among the MG modules of the scheda (Number(5)), the number of
+    // the pair (Number(2)), then 9 (BD) or 10 (BE) pairs of operation code
+    // Text(5) and quantity with unit; BE closes with the number of rows of the
+    // module (Number(2)). Every MG module writes at least one pair.
+    f = {};
+    rifStart(f);
+    add(f, {T("#kind", 2), N("#prog", 5), N("#seq", 2)});
+    pairs(f, 9);
+    L("BD", 245, 49, "RecRif", f);
+    f = {};
+    rifStart(f);
+    add(f, {T("#kind", 2), N("#prog", 5), N("#seq", 2)});
+    pairs(f, 10);
+    f.push_back(N("#nRows", 2));
+    L("BE", 268, 49, "RecRif", f);
+
+    // DA: scheda INT. Decided: the two counts are UO and UD modules.
+    f = {N("#prog", 4), T("rifCod", 6)};
+    physicalStates(f);
+    add(f, {QU("intQta", "intUmi"), N("#nUO", 5), N("#nUD", 5)});
+    L("DA", 93, 37, "SezInt", f);
+
+    // DB: INT module UO or UD.
+    f = {};
+    rifStart(f);
+    add(f, {T("#kind", 2), N("#prog", 5)});
+    shortSubject(f);
+    f.push_back(QU("qtaMod", "umiMod"));
+    L("DB", 221, 49, "ModInt", f);
+
+    // RA: scheda RAEE. Decided: the counts are, in order, the RB rows, the RT
+    // modules, the TE modules and the DR modules; MG modules are not counted.
+    f = {T("#sKind", 3), N("srRAEE", 2), F("srStima"), N("#nRows", 5), QU("srQta", "srUmi"),
+         N("#nRT", 5), N("#nTE", 5), F("srUL"), N("#nDR", 5), QU("qtaGiac", "umiGiac"),
+         QU("qtaSmalt", "umiSmalt"), QU("qtaRecMat", "umiRecMat"),
+         QU("qtaRecEner", "umiRecEner"), QU("qtaAppInt", "umiAppInt")};
+    L("RA", 160, 37, "SezRaee", f);
+
+    f = {};
+    raeeStart(f);
+    add(f, {T("#pos", 2), T("rifCod", 6), QU("qta", "umi")});
+    L("RB", 72, 44, "RecRaee", f);
+    f = {};
+    raeeStart(f);
+    rtte(f, "Privati");
+    L("RC", 240, 44, "ModRaee", f);
+    f = {};
+    raeeStart(f);
+    dr(f, "Privati", 152);
+    L("RD", 469, 44, "ModRaee", f);
+    f = {};
+    raeeStart(f);
+    detail1(f);
+    L("RE", 245, 44, "RecModRaee", f);
+    f = {};
+    raeeStart(f);
+    detail2(f);
+    L("RF", 271, 44, "RecModRaee", f);
+
+    // VC: scheda VFU. Decided: the counts are the VD rows, the RT, TE and DR
+    // modules; "#own1..3" and "#veh1..3" are the slots whose content depends
+    // on the kind of scheda.
+    f = {T("#sKind", 3), QU("qtaTerzi", "umiTerzi"), N("#nRows", 5), N("#nRT", 5),
+         N("#nTE", 5), N("#nDR", 5), X("0"), cQU(QStringLiteral("#own1")),
+         cQU(QStringLiteral("#own2")), cQU(QStringLiteral("#own3")), QU("qtaSmalt", "umiSmalt"),
+         QU("qtaRecMat", "umiRecMat"), QU("qtaRecEner", "umiRecEner"), QU("qtaGiac", "umiGiac"),
+         cQU(QStringLiteral("#veh1")), cQU(QStringLiteral("#veh2")), cQU(QStringLiteral("#veh3"))};
+    L("VC", 225, 37, "SezVfu", f);
+    f = {};
+    vfuStart(f);
+    add(f, {T("#pos", 2), T("rifCod", 6), QU("qta", "umi")});
+    L("VD", 69, 41, "RecVfu", f);
+    f = {};
+    vfuStart(f);
+    rtte(f, "Privati");
+    L("VE", 237, 41, "ModVfu", f);
+    f = {};
+    vfuStart(f);
+    dr(f, "Privati", 152);
+    L("VF", 466, 41, "ModVfu", f);
+    f = {};
+    vfuStart(f);
+    detail1(f);
+    L("VG", 242, 41, "RecModVfu", f);
+    f = {};
+    vfuStart(f);
+    detail2(f);
+    L("VH", 268, 41, "RecModVfu", f);
+
+    // IA: scheda IMB. Decided: the four counts are the IB rows, the RT, TE and
+    // DR modules; MG modules are not counted.
+    f = {QU("qtaTerzi", "umiTerzi"), N("#nRows", 5), N("#nRT", 5), N("#nTE", 5), N("#nDR", 5),
+         QU("qtaGiac", "umiGiac")};
+    L("IA", 93, 37, "SezImb", f);
+    f = {T("rifCod", 6), T("allAcc", 1), T("#pos", 2), QU("qta", "umi")};
+    L("IB", 67, 37, "RecImb", f);
+    f = {};
+    rtte(f, "mbFlag");
+    L("IC", 233, 37, "ModImb", f);
+    f = {};
+    dr(f, "mbFlag", 154);
+    L("ID", 464, 37, "ModImb", f);
+    f = {};
+    detail1(f);
+    L("IE", 238, 37, "RecModImb", f);
+    f = {};
+    detail2(f);
+    L("IF", 264, 37, "RecModImb", f);
+
+    // MA: materials, a label (kind and category) and 21 slots.
+    f = {T("#mKind", 3), N("#mCat", 2)};
+    for (int i = 1; i <= 21; ++i)
+        f.push_back(cQU(QStringLiteral("#m%1").arg(i)));
+    L("MA", 342, 37, "", f);
+
+    // AU: scheda SA-AUT.
+    f = {N("#prog", 4), T("suEstremi", 20), D("suDataRil"), D("suDataScad"), N("suEnte", 1),
+         N("suTipo", 1), F("suRinnovo"), T("#recupero", 50), T("#smaltimento", 50), F("suVFU"),
+         F("suRAEE"), F("Incenerimento"), N("incQta", 9), N("incRifP", 9), N("incRifNP", 9),
+         F("Coincenerimento"), N("conQta", 9), N("conRifP", 9), N("conRifNP", 9),
+         N("crClass1", 1), N("crQta1", 9), N("crClass2", 1), N("crQta2", 9), N("crClass3", 1),
+         N("crQta3", 9), D("emasData"), T("emasNumb", 9), D("iso14000")};
+    L("AU", 325, 37, "SaAut", f);
+    return v;
+}
+
+Layout buildHeader()
+{
+    Fields f = {X("XX"), T("#version", 7), N("#recVersion", 2), T("#date", 8), T("#time", 6),
+                N("#total", 8)};
+    for (int i = 0; i < RecordTypes; ++i)
+        f.push_back({QStringLiteral("#c%1").arg(i), Enc::Number, 5, {}, {}});
+    add(f, {T("codFisc", 16), T("RagSoc", 60), T("via", 30), T("civico", 10), T("cap", 5),
+            T("comDesc", 30), T("prvSigla", 2), T("prefTel", 5), T("telefono", 10),
+            T("email", 60), T("#control", 30)});
+    return {-1, QStringLiteral("XX"), HeaderLength, 0, QString(), f};
+}
+
+QVariant value(const QVariantMap &row, const QString &key)
+{
+    auto it = row.constFind(key);
+    return it == row.constEnd() ? QVariant() : it.value();
+}
+
+bool isNull(const QVariant &v) { return !v.isValid() || v.isNull(); }
+
+} // namespace
+
+const int *materialSlots(MatKind k)
+{
+    // The slot tables are part of the format, irregular order included.
+    static constexpr int Mat[21] = {1, 2, 3, 4, 5, 7, 8, 6, 9, 10, 11, 12, 13, 14, 16, 17, 18, 19, 0, 15, 20};
+    static constexpr int Imb[21] = {0, 0, 0, 0, 0, 2, 1, 3, 0, 4, 5, 0, 0, 0, 0, 0, 0, 0, 6, 0, 7};
+    static constexpr int Raee[21] = {0, 0, 0, 0, 0, 3, 1, 2, 4, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 6, 7};
+    static constexpr int Vfu[21] = {0, 0, 0, 0, 0, 3, 1, 2, 4, 0, 5, 0, 0, 7, 0, 0, 0, 0, 0, 6, 8};
+    switch (k) {
+    case MatKind::Declaration: return Mat;
+    case MatKind::Imb: return Imb;
+    case MatKind::Raee: return Raee;
+    case MatKind::Vfu: return Vfu;
+    }
+    return Mat;
+}
+
+const Layout &header()
+{
+    static const Layout h = buildHeader();
+    return h;
+}
+
+const std::vector<Layout> &layouts()
+{
+    static const std::vector<Layout> v = build();
+    return v;
+}
+
+const Layout &layout(int index) { return layouts().at(size_t(index)); }
+
+const Layout *layout(const QByteArray &code)
+{
+    static const QHash<QByteArray, const Layout *> byCode = [] {
+        QHash<QByteArray, const Layout *> h;
+        for (const Layout &l : layouts())
+            h.insert(l.code.toLatin1(), &l);
+        return h;
+    }();
+    return byCode.value(code, nullptr);
+}
+
+// ---- encoders ----
+
+QByteArray text(const QVariant &v, int w)
+{
+    QString s = isNull(v) ? QString() : v.toString();
+    s.remove(u'\r');
+    s.remove(u'\n');
+    QByteArray b = cp1252::encode(s.left(w));
+    b.append(QByteArray(w - b.size(), ' '));
+    b.append(';');
+    return b;
+}
+
+bool number(const QVariant &v, int w, QByteArray &out)
+{
+    qint64 n = 0;
+    if (!isNull(v)) {
+        bool ok = false;
+        n = v.toLongLong(&ok);
+        if (!ok) {
+            const QString s = v.toString().trimmed();
+            n = s.isEmpty() ? 0 : s.toLongLong(&ok);
+            if (!s.isEmpty() && !ok)
+                return false;
+        }
+    }
+    const QByteArray digits = QByteArray::number(n);
+    if (n < 0 || digits.size() > w)
+        return false;
+    out.append(QByteArray(w - digits.size(), '0'));
+    out.append(digits);
+    out.append(';');
+    return true;
+}
+
+QByteArray flag(const QVariant &v)
+{
+    return (!isNull(v) && v.toLongLong() != 0) ? QByteArrayLiteral("1;") : QByteArrayLiteral("0;");
+}
+
+bool date(const QVariant &v, QByteArray &out)
+{
+    if (isNull(v) || v.toString().trimmed().isEmpty()) {
+        out.append("        ;");
+        return true;
+    }
+    const QDate d = QDate::fromString(v.toString().left(10), Qt::ISODate);
+    if (!d.isValid() || d.year() < 1000 || d.year() > 9999)
+        return false;
+    out.append(d.toString(QStringLiteral("yyyyMMdd")).toLatin1());
+    out.append(';');
+    return true;
+}
+
+bool quantity(const QVariant &milliValue, QByteArray &out)
+{
+    const qint64 m = Qty::fromStore(milliValue).toMilli();
+    if (m < 0 || m > Qty::FileMaxMilli)
+        return false;
+    const QByteArray whole = QByteArray::number(m / 1000).rightJustified(7, '0');
+    const QByteArray frac = QByteArray::number(m % 1000).rightJustified(3, '0');
+    out.append(whole).append(',').append(frac).append(';');
+    return true;
+}
+
+bool quantityUnit(const QVariant &milliValue, const QVariant &unit, QByteArray &out)
+{
+    if (!quantity(milliValue, out))
+        return false;
+    const bool zero = Qty::fromStore(milliValue).toMilli() == 0;
+    char u = '0';
+    if (!zero && !isNull(unit)) {
+        const QString s = unit.toString();
+        if (s.isEmpty() || cp1252::fromUnicode(s.at(0).unicode()) == '?')
+            return false;
+        u = cp1252::fromUnicode(s.at(0).unicode());
+    }
+    out.append(u).append(';');
+    return true;
+}
+
+bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QString *why)
+{
+    const QVariant v = f.enc == Enc::Fixed ? QVariant() : value(row, f.name);
+    bool ok = true;
+    switch (f.enc) {
+    case Enc::Text: out.append(text(v, f.width)); break;
+    case Enc::Number:
+        ok = number(v, f.width, out);
+        if (!ok && why)
+            *why = QStringLiteral("il numero %1 supera %2 cifre").arg(v.toString()).arg(f.width);
+        break;
+    case Enc::Flag: out.append(flag(v)); break;
+    case Enc::Date:
+        ok = date(v, out);
+        if (!ok && why)
+            *why = QStringLiteral("la data %1 non è valida").arg(v.toString());
+        break;
+    case Enc::Qty:
+    case Enc::QtyUnit:
+        ok = f.enc == Enc::Qty ? quantity(v, out) : quantityUnit(v, value(row, f.unit), out);
+        if (!ok && why)
+            *why = QStringLiteral("la quantità %1 non è compresa tra 0 e 9.999.999,999")
+                       .arg(Qty::fromStore(v).format());
+        break;
+    case Enc::Fixed: out.append(f.literal.toLatin1()).append(';'); break;
+    }
+    return ok;
+}
+
+bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QString *field,
+                  QString *why)
+{
+    for (const Field &f : l.fields)
+        if (!encodeField(f, row, line, why)) {
+            if (field)
+                *field = f.name.startsWith(u'#') ? f.name.mid(1) : f.name;
+            return false;
+        }
+    return true;
+}
+
+namespace {
+
+QVariant decodeQty(const QByteArray &b)
+{
+    // "0001234,500": seven digits, comma, three digits.
+    const int comma = b.indexOf(',');
+    if (comma < 0)
+        return qint64(0);
+    return b.left(comma).trimmed().toLongLong() * 1000 + b.mid(comma + 1, 3).toLongLong();
+}
+
+} // namespace
+
+QVariantMap decodeLine(const Layout &l, const QByteArray &line)
+{
+    QVariantMap m;
+    int pos = 0;
+    if (l.index >= 0) {
+        m.insert(QStringLiteral("#year"), line.mid(3, 4).toInt());
+        m.insert(QStringLiteral("#codfisc"), cp1252::decode(line.mid(8, 16)).trimmed());
+        m.insert(QStringLiteral("#key"), QString::fromLatin1(line.mid(25, 15)));
+        pos = PrefixLength;
+    }
+    for (const Field &f : l.fields) {
+        const QByteArray b = line.mid(pos, f.size() - 1);
+        pos += f.size();
+        QVariant v;
+        switch (f.enc) {
+        case Enc::Text: {
+            QString s = cp1252::decode(b);
+            while (s.endsWith(u' '))
+                s.chop(1);
+            v = s.isEmpty() ? QVariant() : QVariant(s);
+            break;
+        }
+        case Enc::Number: v = b.toLongLong(); break;
+        case Enc::Flag: v = b == "1" ? 1 : 0; break;
+        case Enc::Date:
+            v = b.trimmed().isEmpty()
+                    ? QVariant()
+                    : QVariant(QDate::fromString(QString::fromLatin1(b), QStringLiteral("yyyyMMdd"))
+                                   .toString(Qt::ISODate));
+            break;
+        case Enc::Qty: v = decodeQty(b); break;
+        case Enc::QtyUnit: {
+            v = decodeQty(b.left(11));
+            m.insert(f.unit, b.mid(12, 1).toInt());
+            break;
+        }
+        case Enc::Fixed: continue;
+        }
+        m.insert(f.name, v);
+    }
+    return m;
+}
+
+} // namespace exch

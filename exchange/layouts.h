@@ -1,0 +1,80 @@
+#pragma once
+// Record layouts of the exchange file. Each record type is one table of
+// fields; the writer encodes a row through it and the reader cuts a line
+// through the same table, so what is written is exactly what is read back.
+//
+// Field values travel in a QVariantMap keyed by lower-case names: a column
+// field is named after its column, a computed field starts with '#' (counts,
+// progressives, kind codes, texts built from several columns) and is supplied
+// by the writer and interpreted by the loader.
+
+#include <QByteArray>
+#include <QString>
+#include <QVariant>
+#include <QVariantMap>
+#include <vector>
+
+namespace exch {
+
+enum class Enc {
+    Text,     // w characters, right-padded with spaces or cut; null: spaces
+    Number,   // w digits with leading zeros; null: zeros
+    Flag,     // "1" or "0"
+    Date,     // yyyymmdd; null: 8 spaces
+    Qty,      // 0000000,000
+    QtyUnit,  // 0000000,000;u  (u: first character of the unit code, "0" for a zero amount)
+    Fixed,    // a literal text
+};
+
+struct Field {
+    QString name;      // column or '#'-computed name, lower case
+    Enc enc;
+    int width;         // characters before the terminator (QtyUnit: 11 + 1 + 1)
+    QString unit;      // QtyUnit: the unit column (lower case)
+    QString literal;   // Fixed
+    bool computed() const { return name.startsWith(u'#') || enc == Enc::Fixed; }
+    int size() const;  // characters written, terminators included
+};
+
+struct Layout {
+    int index;              // position of the counter in the header
+    QString code;           // "AA", "AB", ...
+    int length;             // line length without CR LF
+    int keyLength;          // characters (from position 4) shared with the parent record
+    QString table;          // table the loader adds rows to ("" when none)
+    std::vector<Field> fields;   // after the 41-character prefix (XX: the whole line)
+    int fieldsSize() const;
+};
+
+constexpr int PrefixLength = 41;
+constexpr int HeaderLength = 482;
+constexpr int RecordTypes = 29;
+
+const Layout &header();
+const std::vector<Layout> &layouts();       // the 29 record types in index order
+const Layout *layout(const QByteArray &code);
+const Layout &layout(int index);
+
+// Encodes one field; false (with the reason in *why) when the value does not
+// fit its width.
+bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QString *why);
+// Encodes all fields of a layout after the given start; false when a value does
+// not fit, with the field's name in *field.
+bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QString *field,
+                  QString *why);
+// Cuts a line (prefix included for declaration records) into field values.
+QVariantMap decodeLine(const Layout &l, const QByteArray &line);
+
+// Material number held by each of the 21 slots of an MA record (0: empty slot).
+enum class MatKind { Declaration, Imb, Raee, Vfu };
+const int *materialSlots(MatKind k);
+
+// Single encoders, shared with the tests.
+QByteArray text(const QVariant &v, int w);
+bool number(const QVariant &v, int w, QByteArray &out);
+QByteArray flag(const QVariant &v);
+bool date(const QVariant &v, QByteArray &out);
+bool quantity(const QVariant &milli, QByteArray &out);
+bool quantityUnit(const QVariant &milli, const QVariant &unit, QByteArray &out);
+
+} // namespace exch

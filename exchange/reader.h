@@ -1,0 +1,29 @@
+#pragma once
+// Checks an exchange file line by line, in the order the format demands, and
+// stops at the first failure with its message and line number.
+
+#include "exchange/expclass.h"
+
+#include <QString>
+#include <array>
+
+namespace exch {
+
+struct CheckResult {
+    bool ok = false;
+    QString message;   // the failed check's message
+    int line = 0;      // its line number (1 = header)
+    qint32 total = 0;  // declaration records announced by the header
+    std::array<int, 29> counters{};
+    int declarations = 0;
+    bool cancelled = false;
+    // The message with its line number, as shown to the user.
+    QString text() const;
+};
+
+CheckResult checkFile(const QString &path, const Progress &progress = {});
+
+// Strips the line end (CR LF) of a line read from the file.
+QByteArray chopLineEnd(QByteArray line);
+
+} // namespace exch

@@ -1,0 +1,244 @@
+#include "print/dichiarazione.h"
+
+#include "print/elenco.h"
+#include "print/printcommon.h"
+#include "shell/dbclass.h"
+#include "shell/qorclass.h"
+
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace print {
+namespace {
+
+// A4 portrait, millimetres.
+constexpr double Left = 15, Right = 195, Top = 28, Bottom = 280;
+constexpr double TitleHeight = 6, RowHeight = 11.5, FrameGap = 5;
+
+QString municipalityText(dbClass &db, int prv, int com)
+{
+    if (prv <= 0 || com <= 0)
+        return {};
+    const dbClass::Municipality m = db.municipality(prv, com);
+    return m.found ? m.comDesc : QString();
+}
+
+QString provinceOf(dbClass &db, int prv, int com)
+{
+    if (prv <= 0 || com <= 0)
+        return {};
+    const dbClass::Municipality m = db.municipality(prv, com);
+    return m.found ? m.prvSigla : QString();
+}
+
+QString phone(const QString &prefix, const QString &number)
+{
+    if (prefix.trimmed().isEmpty())
+        return number.trimmed();
+    if (number.trimmed().isEmpty())
+        return prefix.trimmed();
+    return prefix.trimmed() + u'/' + number.trimmed();
+}
+
+double frameHeight(const FormFrame &f)
+{
+    return TitleHeight + f.rows.size() * RowHeight + 2;
+}
+
+// Value in its box, shrunk (down to 6 points) when it would not fit.
+void boxedValue(clsPDFCreator &pdf, double x, double y, double width, const QString &value)
+{
+    double size = 10;
+    pdf.setFont(Regular, size);
+    while (size > 6 && pdf.textWidth(value) > width - 2) {
+        size -= 0.5;
+        pdf.setFont(Regular, size);
+    }
+    pdf.text(x + 1, y, value);
+}
+
+double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
+{
+    const double h = frameHeight(f);
+    pdf.setFillGray(0.85);
+    pdf.box(Left, y, Right - Left, TitleHeight, clsPDFCreator::Fill);
+    pdf.setFillGray(0);
+    pdf.setLineWidth(0.4);
+    pdf.box(Left, y, Right - Left, h);
+    pdf.setFont(Bold, 9);
+    pdf.text(Left + 2, y + 4.3, f.title);
+    double rowY = y + TitleHeight + 1;
+    pdf.setLineWidth(0.2);
+    for (const FormRow &row : f.rows) {
+        double x = Left + 2;
+        for (const FormField &field : row) {
+            pdf.setFont(Regular, 7);
+            pdf.text(x, rowY + 3, field.caption);
+            pdf.box(x, rowY + 4, field.width, 6.5);
+            boxedValue(pdf, x, rowY + 8.8, field.width, field.value);
+            x += field.width + 3;
+        }
+        rowY += RowHeight;
+    }
+    return y + h + FrameGap;
+}
+
+} // namespace
+
+QString activityCode(const QString &code)
+{
+    const QString c = code.trimmed();
+    if (c.size() != 6)
+        return c;
+    return c.left(2) + u'.' + c.mid(2, 2) + u'.' + c.mid(4, 2);
+}
+
+bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *company)
+{
+    frames->clear();
+    bool ok = false;
+    QSqlQuery q = db.query(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {saID},
+                           dbClass::Which::Current, &ok);
+    if (!ok || !q.next())
+        return false;
+    auto v = [&](const char *column) { return q.value(QLatin1String(column)).toString(); };
+    auto n = [&](const char *column) { return q.value(QLatin1String(column)).toInt(); };
+    *company = v("RagSoc") + QStringLiteral(" - C.F. ") + v("CodFisc");
+
+    const int prv = n("prvIstat"), com = n("comIstat");
+    const int slPrv = n("slPrvIstat"), slCom = n("slComIstat");
+    const QString rea = n("REA") > 0 ? QString::number(n("REA")) : QString();
+    const QString mesi = n("Mesi") > 0 ? QString::number(n("Mesi")) : QString();
+    const qint64 exp = q.value(QStringLiteral("ExpID")).toLongLong();
+
+    FormFrame sa1{QStringLiteral("SA1 - Sezione anagrafica"), {}};
+    sa1.rows = {
+        {{QStringLiteral("Anno di dichiarazione:"), v("saAnno"), 30},
+         {QStringLiteral("codice fiscale"), v("CodFisc"), 45},
+         {QStringLiteral("Numero iscrizione REA:"), rea, 30},
+         {QStringLiteral("Esportata:"), exp > 0 ? QStringLiteral("Sì (n. ") + QString::number(exp) + u')'
+                                                : QStringLiteral("No"), 60}},
+        {{QStringLiteral("nome o ragione sociale"), v("RagSoc"), 176}},
+    };
+    frames->append(sa1);
+
+    FormFrame ul{QStringLiteral("Unità locale"), {}};
+    ul.rows = {
+        {{QStringLiteral("Comune:"), municipalityText(db, prv, com), 100},
+         {QStringLiteral("Provincia:"), provinceOf(db, prv, com), 20},
+         {QStringLiteral("C.A.P.:"), v("Cap"), 50}},
+        {{QStringLiteral("Via:"), v("Via"), 100},
+         {QStringLiteral("Numero civico:"), v("Civico"), 20},
+         {QStringLiteral("Telefono:"), phone(v("PrefTel"), v("Telefono")), 50}},
+        {{QStringLiteral("Codice ISTAT attività prevalente nell'unità locale:"), activityCode(v("attIstat")), 70},
+         {QStringLiteral("Totale addetti unità locale:"), v("Addetti"), 50},
+         {QStringLiteral("Mesi di attività nell'anno:"), mesi, 50}},
+    };
+    frames->append(ul);
+
+    FormFrame sl{QStringLiteral("Sede legale"), {}};
+    sl.rows = {
+        {{QStringLiteral("Comune:"), municipalityText(db, slPrv, slCom), 100},
+         {QStringLiteral("Provincia:"), provinceOf(db, slPrv, slCom), 20},
+         {QStringLiteral("C.A.P.:"), v("slCap"), 50}},
+        {{QStringLiteral("Via:"), v("slVia"), 100},
+         {QStringLiteral("Numero civico:"), v("slCivico"), 20},
+         {QStringLiteral("Telefono:"), phone(v("slPrefTel"), v("slTelefono")), 50}},
+    };
+    frames->append(sl);
+
+    FormFrame rl{QStringLiteral("Rappresentante legale o suo delegato"), {}};
+    rl.rows = {
+        {{QStringLiteral("Cognome:"), v("saCognome"), 75},
+         {QStringLiteral("Nome:"), v("saNome"), 75},
+         {QStringLiteral("Data:"), italianDate(v("saDataComp")), 20}},
+    };
+    if (n("saAnnulla") != 0)
+        rl.rows.append({{QStringLiteral("Annulla e sostituisce la precedente del:"),
+                         italianDate(v("saDataPrec")), 50}});
+    frames->append(rl);
+
+    // the schede of the declaration, as in the list of declarations
+    QList<ElencoRow> rows;
+    QString schede;
+    if (readElenco(db, 0, &rows))
+        for (const ElencoRow &r : rows)
+            if (r.saID == saID)
+                schede = r.schede;
+    frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
+    return true;
+}
+
+void setupDeclaration(clsPDFCreator &pdf)
+{
+    pdf.setUnit(clsPDFCreator::Millimetres);
+    pdf.setPaperSize(clsPDFCreator::A4, clsPDFCreator::Portrait);
+    pdf.setAuthor(QStringLiteral("Qor 2019"));
+}
+
+bool writeDeclaration(clsPDFCreator &pdf, const QString &company, const QList<FormFrame> &frames,
+                      const QDateTime &printed)
+{
+    if (!addPrintFonts(pdf))
+        return false;
+    // pages first, for "Pagina n di N"
+    QList<int> pageOf;
+    int pages = 1;
+    double y = Top;
+    for (const FormFrame &f : frames) {
+        if (y + frameHeight(f) > Bottom && y > Top) {
+            ++pages;
+            y = Top;
+        }
+        pageOf.append(pages);
+        y += frameHeight(f) + FrameGap;
+    }
+
+    int page = 0;
+    auto newPage = [&] {
+        pdf.beginPage();
+        ++page;
+        pdf.setFont(Bold, 12);
+        pdf.text(Left, 15, QStringLiteral("Dichiarazione anno ") + QString::number(qorClass::Year));
+        pdf.setFont(Regular, 8);
+        pdf.text(Right, 15, QStringLiteral("Stampata il ") + printed.toString(QStringLiteral("dd/MM/yyyy")),
+                 clsPDFCreator::AlignRight);
+        pdf.setFont(Regular, 9);
+        pdf.text(Left, 21, company);
+        pdf.setLineWidth(0.4);
+        pdf.line(Left, 23, Right, 23);
+        pdf.setLineWidth(0.2);
+        pdf.line(Left, 285, Right, 285);
+        pdf.setFont(Regular, 8);
+        pdf.text(Left, 289, QStringLiteral("Qor 2019"));
+        pdf.text(Right, 289, QStringLiteral("Pagina %1 di %2").arg(page).arg(pages), clsPDFCreator::AlignRight);
+        y = Top;
+    };
+    for (int i = 0; i < frames.size(); ++i) {
+        if (pageOf.at(i) != page)
+            newPage();
+        y = drawFrame(pdf, frames.at(i), y);
+    }
+    if (page == 0)
+        newPage();
+    return pdf.finish();
+}
+
+DeclarationResult printDichiarazione(dbClass &db, qint64 saID, const QString &path, QString *error)
+{
+    QList<FormFrame> frames;
+    QString company;
+    if (!sa1Frames(db, saID, &frames, &company))
+        return DeclarationResult::NotFound;
+    clsPDFCreator pdf;
+    setupDeclaration(pdf);
+    pdf.setTitle(QStringLiteral("Dichiarazione ") + company);
+    if (!pdf.open(path) || !writeDeclaration(pdf, company, frames, QDateTime::currentDateTime())) {
+        if (error)
+            *error = pdf.errorString();
+        return DeclarationResult::Failed;
+    }
+    return DeclarationResult::Ok;
+}
+
+} // namespace print

@@ -1,0 +1,258 @@
+#include "print/elenco.h"
+
+#include "print/printcommon.h"
+#include "shell/dbclass.h"
+
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace print {
+namespace {
+
+// Page geometry in millimetres (A4 landscape: 297 x 210).
+constexpr double Left = 10, Right = 287, BodyTop = 35, BodyBottom = 196;
+constexpr double LineStep = 3.6, RowPadding = 1.6, FontSize = 8;
+
+struct Column {
+    const char *title;
+    double x, width;
+    QString ElencoRow::*field;
+};
+
+const Column columns[] = {
+    {"Ragione sociale", 10, 66, &ElencoRow::ragSoc},
+    {"Codice fiscale", 78, 32, &ElencoRow::codFisc},
+    {"Unità locale", 112, 56, &ElencoRow::unita},
+    {"Comune", 170, 45, &ElencoRow::comune},
+    {"Schede presenti", 217, 38, &ElencoRow::schede},
+    {"Esportazione", 257, 30, &ElencoRow::esportazione},
+};
+
+// The schede of one declaration, in the order of the menu.
+QString schedePresent(dbClass &db, qint64 saID)
+{
+    QStringList out;
+    auto count = [&](const QString &sql) {
+        return db.scalar(sql, {saID}).toLongLong();
+    };
+    auto add = [&](const QString &label, qint64 n) {
+        if (n == 1)
+            out.append(label);
+        else if (n > 1)
+            out.append(label + QStringLiteral(" (") + QString::number(n) + u')');
+    };
+    add(QStringLiteral("SA-AUT"), count(QStringLiteral("SELECT COUNT(*) FROM SaAut WHERE saID = ?")));
+    add(QStringLiteral("RIF"), count(QStringLiteral("SELECT COUNT(*) FROM SezRif WHERE saID = ?")));
+    add(QStringLiteral("INT"), count(QStringLiteral("SELECT COUNT(*) FROM SezInt WHERE saID = ?")));
+    static const char *vfu[] = {"AUT", "ROT", "FRA"};
+    for (int t = 1; t <= 3; ++t)
+        add(QLatin1String(vfu[t - 1]),
+            count(QStringLiteral("SELECT COUNT(*) FROM SezVfu WHERE saID = ? AND vfuTipo = %1").arg(t)));
+    add(QStringLiteral("IMB"), count(QStringLiteral("SELECT COUNT(*) FROM SezImb WHERE saID = ?")));
+    add(QStringLiteral("TRA-RAEE"),
+        count(QStringLiteral("SELECT COUNT(*) FROM SezRaee WHERE saID = ? AND srTipo = 1")));
+    add(QStringLiteral("CR-RAEE"),
+        count(QStringLiteral("SELECT COUNT(*) FROM SezRaee WHERE saID = ? AND srTipo = 2")));
+    return out.isEmpty() ? QStringLiteral("nessuna") : out.join(QStringLiteral(", "));
+}
+
+struct PlacedRow {
+    QList<QStringList> cells;   // wrapped lines per column
+    double height;
+};
+
+void pageHeader(clsPDFCreator &pdf, const QString &subtitle, const QDateTime &printed)
+{
+    pdf.setFont(Bold, 14);
+    pdf.text(Left, 16, QStringLiteral("Elenco dichiarazioni"));
+    pdf.setFont(Regular, 8);
+    pdf.text(Right, 16,
+             QStringLiteral("Stampato il ") + printed.toString(QStringLiteral("dd/MM/yyyy"))
+                 + QStringLiteral(" alle ") + printed.toString(QStringLiteral("HH:mm")),
+             clsPDFCreator::AlignRight);
+    pdf.setFont(Regular, 10);
+    pdf.text(Left, 22, subtitle);
+    pdf.setLineWidth(0.4);
+    pdf.line(Left, 25, Right, 25);
+    pdf.setFont(Bold, FontSize);
+    for (const Column &c : columns)
+        pdf.text(c.x, 30, QString::fromUtf8(c.title));
+    pdf.setLineWidth(0.2);
+    pdf.line(Left, 32, Right, 32);
+}
+
+void pageFooter(clsPDFCreator &pdf, int page, int pages)
+{
+    pdf.setLineWidth(0.2);
+    pdf.line(Left, 199, Right, 199);
+    pdf.setFont(Regular, FontSize);
+    pdf.text(Left, 203, QStringLiteral("Qor 2019"));
+    pdf.text(Right, 203,
+             QStringLiteral("Pagina ") + QString::number(page) + QStringLiteral(" di ")
+                 + QString::number(pages),
+             clsPDFCreator::AlignRight);
+}
+
+} // namespace
+
+Chamber chamberOf(dbClass &db, const QString &sigla)
+{
+    Chamber c;
+    bool ok = false;
+    QSqlQuery q = db.query(
+        QStringLiteral("SELECT Province.prvCCIAA, Province_1.prvDesc FROM Province INNER JOIN Province "
+                       "AS Province_1 ON Province.prvCCIAA = Province_1.prvIstat "
+                       "WHERE (Province.prvSigla = ?)"),
+        {sigla.trimmed().toUpper()}, dbClass::Which::Current, &ok);
+    if (ok && q.next()) {
+        c.code = q.value(0).toInt();
+        c.name = q.value(1).toString();
+    }
+    return c;
+}
+
+bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows)
+{
+    rows->clear();
+    QString sql = QStringLiteral(
+        "SELECT SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.Via, SezAnag.Civico, "
+        "SezAnag.Cap, SezAnag.ExpID, Comuni.comDesc, Province.prvSigla, expTab.expData "
+        "FROM SezAnag LEFT JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) AND "
+        "(SezAnag.prvIstat = Comuni.prvIstat) LEFT JOIN Province ON SezAnag.prvIstat = "
+        "Province.prvIstat LEFT JOIN expTab ON SezAnag.ExpID = expTab.expID ");
+    QVariantList params;
+    if (chamber > 0) {
+        sql += QStringLiteral("WHERE (Comuni.comCCIAA = ?) ");
+        params.append(chamber);
+    }
+    sql += QStringLiteral("ORDER BY SezAnag.CodFisc, SezAnag.RagSoc, SezAnag.saID");
+    bool ok = false;
+    QSqlQuery q = db.query(sql, params, dbClass::Which::Current, &ok);
+    if (!ok)
+        return false;
+    while (q.next()) {
+        ElencoRow r;
+        r.saID = q.value(0).toLongLong();
+        r.ragSoc = q.value(1).toString();
+        r.codFisc = q.value(2).toString();
+        r.unita = q.value(3).toString();
+        const QString civico = q.value(4).toString().trimmed();
+        if (!civico.isEmpty())
+            r.unita += QStringLiteral(", ") + civico;
+        const QString cap = q.value(5).toString().trimmed();
+        if (!cap.isEmpty())
+            r.unita += QStringLiteral(" - ") + cap;
+        r.comune = q.value(7).toString();
+        const QString sigla = q.value(8).toString();
+        if (!sigla.isEmpty())
+            r.comune += QStringLiteral(" (") + sigla + u')';
+        const qint64 exp = q.value(6).toLongLong();
+        r.esportazione = exp > 0 ? QStringLiteral("n. ") + QString::number(exp) + QStringLiteral(" del ")
+                                       + italianDate(q.value(9).toString())
+                                 : QStringLiteral("non esportata");
+        rows->append(r);
+    }
+    for (ElencoRow &r : *rows)
+        r.schede = schedePresent(db, r.saID);
+    return true;
+}
+
+void setupElenco(clsPDFCreator &pdf)
+{
+    pdf.setUnit(clsPDFCreator::Millimetres);
+    pdf.setPaperSize(clsPDFCreator::A4, clsPDFCreator::Landscape);
+    pdf.setTitle(QStringLiteral("Elenco dichiarazioni"));
+    pdf.setAuthor(QStringLiteral("Qor 2019"));
+}
+
+bool writeElenco(clsPDFCreator &pdf, const QList<ElencoRow> &rows, const QString &subtitle,
+                 const QDateTime &printed)
+{
+    if (!addPrintFonts(pdf))
+        return false;
+
+    // measure every row first: the page count goes in every footer
+    pdf.setFont(Regular, FontSize);
+    QList<PlacedRow> placed;
+    for (const ElencoRow &r : rows) {
+        PlacedRow p;
+        int lines = 1;
+        for (const Column &c : columns) {
+            p.cells.append(wrapText(pdf, r.*(c.field), c.width - 1));
+            lines = std::max(lines, int(p.cells.last().size()));
+        }
+        p.height = lines * LineStep + RowPadding;
+        placed.append(p);
+    }
+    const double totalHeight = 8;   // the closing count line
+    QList<int> pageOf;
+    int page = 1;
+    double y = BodyTop;
+    for (const PlacedRow &p : placed) {
+        if (y + p.height > BodyBottom && y > BodyTop) {
+            ++page;
+            y = BodyTop;
+        }
+        pageOf.append(page);
+        y += p.height;
+    }
+    if (y + totalHeight > BodyBottom && y > BodyTop)
+        ++page;
+    const int pages = page;
+
+    page = 0;
+    y = BodyTop;
+    auto newPage = [&] {
+        if (page > 0)
+            pdf.endPage();
+        ++page;
+        pdf.beginPage();
+        pageHeader(pdf, subtitle, printed);
+        pageFooter(pdf, page, pages);
+        y = BodyTop;
+    };
+    newPage();
+    pdf.setStrokeGray(0.6);
+    for (int i = 0; i < placed.size(); ++i) {
+        if (pageOf.at(i) != page) {
+            newPage();
+            pdf.setStrokeGray(0.6);
+        }
+        const PlacedRow &p = placed.at(i);
+        pdf.setFont(Regular, FontSize);
+        for (int c = 0; c < p.cells.size(); ++c)
+            for (int l = 0; l < p.cells.at(c).size(); ++l)
+                pdf.text(columns[c].x, y + l * LineStep, p.cells.at(c).at(l));
+        pdf.setLineWidth(0.1);
+        pdf.line(Left, y + p.height - LineStep + 0.4, Right, y + p.height - LineStep + 0.4);
+        y += p.height;
+    }
+    pdf.setStrokeGray(0);
+    if (y + totalHeight > BodyBottom && y > BodyTop)
+        newPage();
+    pdf.setFont(Bold, 9);
+    pdf.text(Left, y + 3,
+             rows.isEmpty() ? QStringLiteral("Nessuna dichiarazione.")
+                            : QStringLiteral("Totale dichiarazioni: ") + QString::number(rows.size()));
+    return pdf.finish();
+}
+
+bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QString &path, QString *error)
+{
+    QList<ElencoRow> rows;
+    if (!readElenco(db, chamber, &rows)) {
+        if (error)
+            *error = QStringLiteral("Lettura delle dichiarazioni non riuscita.");
+        return false;
+    }
+    clsPDFCreator pdf;
+    setupElenco(pdf);
+    if (!pdf.open(path) || !writeElenco(pdf, rows, subtitle, QDateTime::currentDateTime())) {
+        if (error)
+            *error = pdf.errorString();
+        return false;
+    }
+    return true;
+}
+
+} // namespace print

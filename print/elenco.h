@@ -1,0 +1,49 @@
+#pragma once
+// The printed list of declarations ("Elenco dichiarazioni"): every
+// declaration, or those whose local unit belongs to one Chamber of Commerce,
+// with company, tax code, local unit, municipality, the schede present and
+// the export state, on A4 landscape pages with header and page numbers.
+
+#include "print/pdfcreator.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QString>
+
+class dbClass;
+
+namespace print {
+
+struct ElencoRow {
+    qint64 saID = 0;
+    QString ragSoc, codFisc;
+    QString unita;        // street, house number, postcode of the local unit
+    QString comune;       // municipality with its province abbreviation
+    QString schede;       // schede present, e.g. "RIF (2), SA-AUT"
+    QString esportazione; // "n. 3 del 12/03/2019" or "non esportata"
+};
+
+// Competent chamber of a province abbreviation: its province code (0 when
+// the abbreviation is unknown) and the name of the chamber's province.
+struct Chamber {
+    int code = 0;
+    QString name;
+};
+Chamber chamberOf(dbClass &db, const QString &sigla);
+
+// Reads the declarations in order of tax code, company name, saID; chamber 0
+// takes them all, otherwise those whose local-unit municipality has that
+// competent chamber. False when a query failed (reported by the database object).
+bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows);
+
+// Lays the list out on an opened writer (which it sets to millimetres and
+// A4 landscape: call before open()) and finishes the document.
+void setupElenco(clsPDFCreator &pdf);
+bool writeElenco(clsPDFCreator &pdf, const QList<ElencoRow> &rows, const QString &subtitle,
+                 const QDateTime &printed);
+
+// All of it into a file. error gets the reason of a failure.
+bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QString &path,
+                 QString *error);
+
+} // namespace print

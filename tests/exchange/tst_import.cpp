@@ -1,0 +1,256 @@
+// The reader's checks and the import: rejections at the right line, nothing
+// written for a refused file, duplicates skipped whole, municipality
+// conversion, counterparts registered, whole declarations on cancel.
+
+#include "exchange/demodata.h"
+#include "exchange/expclass.h"
+#include "exchange/importer.h"
+#include "exchange/reader.h"
+#include "fixture.h"
+
+#include <QSqlQuery>
+
+using namespace exch;
+
+class Import : public QObject {
+    Q_OBJECT
+    QTemporaryDir dir;
+    QString source;        // a valid file of 5 declarations
+    QByteArray bytes;
+
+    static qint64 count(dbClass &db, const char *table)
+    {
+        return db.scalar(QStringLiteral("SELECT COUNT(*) FROM ") + QString::fromLatin1(table)).toLongLong();
+    }
+
+    QString variant(const char *name, const QByteArray &content)
+    {
+        const QString p = dir.filePath(QString::fromLatin1(name));
+        writeAll(p, content);
+        return p;
+    }
+
+    // Index in bytes of line n (1-based).
+    int lineStart(int n) const
+    {
+        int pos = 0;
+        for (int i = 1; i < n; ++i)
+            pos = bytes.indexOf('\n', pos) + 1;
+        return pos;
+    }
+    int lineOf(const char *code, int occurrence = 1) const
+    {
+        const QList<QByteArray> l = bytes.split('\n');
+        for (int i = 0; i < l.size(); ++i)
+            if (l[i].startsWith(code) && --occurrence == 0)
+                return i + 1;
+        return -1;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        TestDb t(dir.path(), QStringLiteral("source.db"));
+        QVERIFY(t.ok);
+        demo::Options o;
+        o.declarations = 5;
+        o.everySection = true;
+        QList<qint64> ids;
+        QString error;
+        QVERIFY2(demo::generate(t.db, o, &ids, &error), qPrintable(error + t.msg.texts().join(u'\n')));
+        source = dir.filePath(QStringLiteral("source.000"));
+        QCOMPARE(exportDeclarations(t.db, t.msg, source, ids), ExportResult::Done);
+        bytes = readAll(source);
+        QVERIFY(checkFile(source).ok);
+    }
+
+    void readerRejections_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<int>("line");
+
+        QByteArray b = bytes;
+        b.insert(100, 'x');
+        QTest::newRow("header length") << b << "Lunghezza primo record XX errata." << 1;
+        b = bytes;
+        b.replace(3, 7, "6.03/18");
+        QTest::newRow("format version") << b << "Versione del record XX errata." << 1;
+        b = bytes;
+        b.replace(11, 2, "02");
+        QTest::newRow("record version") << b << "Versione record XX non è 01." << 1;
+        b = bytes;
+        b.replace(28, 1, b.at(28) == '9' ? "8" : "9");   // the closing time, covered by the control value
+        QTest::newRow("control value") << b << "Il file selezionato NON è un'esportazione QOR" << 1;
+
+        const int bb = lineOf("BB");
+        b = bytes;
+        b.replace(lineStart(bb), 2, "ZZ");
+        QTest::newRow("type") << b << "Tipo record errato." << bb;
+        b = bytes;
+        b.insert(lineStart(bb) + 60, ' ');
+        QTest::newRow("length") << b << "Lunghezza record errata." << bb;
+        b = bytes;
+        b.replace(lineStart(bb) + 3, 4, "2018");
+        QTest::newRow("year") << b << "Anno dichiarazione errato." << bb;
+        // A module whose scheda number is not that of the scheda before it.
+        b = bytes;
+        b.replace(lineStart(bb) + 41, 4, "0009");
+        QTest::newRow("child key 49") << b << "Chiave errata record figlio." << bb;
+        const int rc = lineOf("RC");
+        b = bytes;
+        b.replace(lineStart(rc) + 45, 2, "99");
+        QTest::newRow("child key 44") << b << "Chiave errata record figlio." << rc;
+        const int au = lineOf("AU", 2);
+        b = bytes;
+        b.replace(lineStart(au) + 30, 1, "X");
+        QTest::newRow("child key 37") << b << "Chiave errata record figlio." << au;
+
+        // An extra AU line after the last of them exceeds the header's counter.
+        const int lastAu = lineOf("AU", 5);
+        b = bytes;
+        const QByteArray auLine = bytes.mid(lineStart(lastAu), lineStart(lastAu + 1) - lineStart(lastAu));
+        b.insert(lineStart(lastAu + 1), auLine);
+        QTest::newRow("count exceeded") << b << "Il conteggio del tipo record alla riga supera il valore specificato nel record XX." << lastAu + 1;
+
+        // A file cut after a whole line: the counts fall short at the end.
+        const int cut = lineOf("AA", 4);
+        b = bytes.left(lineStart(cut));
+        QTest::newRow("truncated") << b << "Il conteggio dei tipi rec. alla riga non corrisponde al valore specificato nel record XX." << cut - 1;
+        // A file cut in the middle of a line.
+        b = bytes.left(lineStart(cut) + 100);
+        QTest::newRow("cut in a line") << b << "Lunghezza record errata." << cut;
+    }
+
+    void readerRejections()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, message);
+        QFETCH(int, line);
+        const QString p = variant("bad.000", content);
+        const CheckResult c = checkFile(p);
+        QVERIFY(!c.ok);
+        QCOMPARE(c.message, message);
+        QCOMPARE(c.line, line);
+        QCOMPARE(c.text(), message + QStringLiteral(" (riga n. ") + QString::number(line) + u')');
+
+        // A refused file writes nothing.
+        TestDb t(dir.path(), QStringLiteral("refused.db"));
+        QVERIFY(t.ok);
+        const ImportResult r = importFile(t.db, t.msg, p);
+        QCOMPARE(r.status, ImportResult::Refused);
+        QCOMPARE(count(t.db, "SezAnag"), 0);
+        QCOMPARE(count(t.db, "Ditte"), 0);
+        QFile::remove(t.path);
+    }
+
+    void missingFile()
+    {
+        const CheckResult c = checkFile(dir.filePath(QStringLiteral("none.000")));
+        QVERIFY(!c.ok);
+        QCOMPARE(c.message, QStringLiteral("Errore apertura file."));
+    }
+
+    void sameFileTwiceLoadsNothingTheSecondTime()
+    {
+        TestDb t(dir.path(), QStringLiteral("twice.db"));
+        QVERIFY(t.ok);
+        ImportResult r = importFile(t.db, t.msg, source);
+        QCOMPARE(r.status, ImportResult::Done);
+        QCOMPARE(r.contained, 5);
+        QCOMPARE(r.imported, 5);
+        QCOMPARE(r.skipped, 0);
+        const qint64 modules = count(t.db, "ModRif"), rows = count(t.db, "RecModVfu");
+        QVERIFY(modules > 0 && rows > 0);
+        // Every counterpart is in the register, once.
+        QCOMPARE(count(t.db, "Ditte"),
+                 t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM (SELECT CodFisc FROM ModRif WHERE NOT CodFisc IS NULL "
+                                            "UNION SELECT CodFisc FROM ModInt UNION SELECT CodFisc FROM ModImb WHERE NOT CodFisc IS NULL "
+                                            "UNION SELECT CodFisc FROM ModRaee WHERE NOT CodFisc IS NULL "
+                                            "UNION SELECT CodFisc FROM ModVfu WHERE NOT CodFisc IS NULL)")).toLongLong());
+
+        r = importFile(t.db, t.msg, source);
+        QCOMPARE(r.status, ImportResult::Done);
+        QCOMPARE(r.imported, 0);
+        QCOMPARE(r.skipped, 5);
+        QCOMPARE(count(t.db, "SezAnag"), 5);
+        QCOMPARE(count(t.db, "ModRif"), modules);
+        QCOMPARE(count(t.db, "RecModVfu"), rows);
+    }
+
+    void blankNumberMatchesNullCivicoAndExistingCompanyIsKept()
+    {
+        TestDb t(dir.path(), QStringLiteral("civico.db"));
+        QVERIFY(t.ok);
+        QVERIFY(importFile(t.db, t.msg, source).status == ImportResult::Done);
+        // The first declaration with a blank street number in the file.
+        QByteArray b = bytes;
+        const int aa = lineStart(lineOf("AA"));
+        b.replace(aa + 41 + 7 + 10 + 6 + 61 + 8 + 31, 6, "      ");
+        const QString p = variant("civico.000", b);
+        QVERIFY(checkFile(p).ok);
+        const QString cf = QString::fromLatin1(bytes.mid(aa + 8, 16)).trimmed();
+        QVERIFY(t.db.execute(QStringLiteral("UPDATE SezAnag SET Civico = NULL WHERE (CodFisc = ?)"), {cf}));
+        // A company already in the register is left as it is.
+        QVERIFY(t.db.execute(QStringLiteral("UPDATE Ditte SET RagSoc = 'NOME CAMBIATO'")));
+        const ImportResult r = importFile(t.db, t.msg, p);
+        QCOMPARE(r.skipped, 5);
+        QCOMPARE(r.imported, 0);
+        QCOMPARE(count(t.db, "SezAnag"), 5);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM Ditte WHERE RagSoc <> 'NOME CAMBIATO'")).toInt(), 0);
+    }
+
+    void replacedMunicipalityIsStoredInItsNewForm()
+    {
+        TestDb t(dir.path(), QStringLiteral("conv.db"));
+        QVERIFY(t.ok);
+        // ALICE SUPERIORE (1, 5) became VAL DI CHY (1, 317).
+        QByteArray b = bytes;
+        const int aa = lineStart(lineOf("AA"));
+        b.replace(aa + 41 + 7 + 10 + 6 + 61, 8, "001;005;");
+        const QString p = variant("conv.000", b);
+        const ImportResult r = importFile(t.db, t.msg, p);
+        QCOMPARE(r.imported, 5);
+        const QString cf = QString::fromLatin1(bytes.mid(aa + 8, 16)).trimmed();
+        QSqlQuery q = t.db.query(QStringLiteral("SELECT prvIstat, comIstat FROM SezAnag WHERE (CodFisc = ?)"), {cf});
+        QVERIFY(q.next());
+        QCOMPARE(q.value(0).toInt(), 1);
+        QCOMPARE(q.value(1).toInt(), 317);
+    }
+
+    void cancelKeepsWholeDeclarations()
+    {
+        TestDb t(dir.path(), QStringLiteral("cancel.db"));
+        QVERIFY(t.ok);
+        int declarationsSeen = 0;
+        const ImportResult r = importFile(t.db, t.msg, source, [&](qint64, qint64) {
+            return ++declarationsSeen < 3;   // stop at the start of the third declaration
+        });
+        QCOMPARE(r.status, ImportResult::Cancelled);
+        QCOMPARE(r.imported, 2);
+        QCOMPARE(count(t.db, "SezAnag"), 2);
+        // Each loaded declaration is complete: its MA record (the last of its
+        // vehicle schede) was loaded.
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezVfu WHERE msQta07 IS NULL")).toInt(), 0);
+        QCOMPARE(count(t.db, "SezVfu"), 6);
+    }
+
+    void failureInsideADeclarationRollsItBack()
+    {
+        TestDb t(dir.path(), QStringLiteral("fail.db"));
+        QVERIFY(t.ok);
+        // A trigger makes the third declaration's vehicle rows fail to load.
+        QVERIFY(t.db.execute(QStringLiteral(
+            "CREATE TRIGGER refuse BEFORE INSERT ON RecVfu WHEN (SELECT COUNT(*) FROM SezAnag) >= 3 "
+            "BEGIN SELECT RAISE(ABORT, 'refused'); END")));
+        t.msg.clear();
+        const ImportResult r = importFile(t.db, t.msg, source);
+        QCOMPARE(r.status, ImportResult::Failed);
+        QCOMPARE(r.imported, 2);
+        QCOMPARE(count(t.db, "SezAnag"), 2);
+        QCOMPARE(count(t.db, "SezVfu"), 6);
+    }
+};
+
+QTEST_GUILESS_MAIN(Import)
+#include "tst_import.moc"

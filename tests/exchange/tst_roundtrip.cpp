@@ -1,0 +1,91 @@
+// Export -> import -> export of generated declarations covering every
+// section and module kind, and the import rules around it.
+
+#include "exchange/demodata.h"
+#include "exchange/expclass.h"
+#include "exchange/importer.h"
+#include "fixture.h"
+
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+using namespace exch;
+
+namespace {
+
+QList<qint64> allDeclarations(dbClass &db)
+{
+    QList<qint64> ids;
+    QSqlQuery q = db.query(QStringLiteral("SELECT saID FROM SezAnag ORDER BY CodFisc, saID"));
+    while (q.next())
+        ids << q.value(0).toLongLong();
+    return ids;
+}
+
+qint64 count(dbClass &db, const QString &table)
+{
+    return db.scalar(QStringLiteral("SELECT COUNT(*) FROM ") + table).toLongLong();
+}
+
+const QStringList TreeTables = {
+    QStringLiteral("SezAnag"), QStringLiteral("SaAut"),   QStringLiteral("SezRif"),
+    QStringLiteral("ModRif"),  QStringLiteral("RecRif"),  QStringLiteral("SezInt"),
+    QStringLiteral("ModInt"),  QStringLiteral("SezImb"),  QStringLiteral("RecImb"),
+    QStringLiteral("ModImb"),  QStringLiteral("RecModImb"), QStringLiteral("SezRaee"),
+    QStringLiteral("RecRaee"), QStringLiteral("ModRaee"), QStringLiteral("RecModRaee"),
+    QStringLiteral("SezVfu"),  QStringLiteral("RecVfu"),  QStringLiteral("ModVfu"),
+    QStringLiteral("RecModVfu")};
+
+} // namespace
+
+class RoundTrip : public QObject {
+    Q_OBJECT
+    QTemporaryDir dir;
+
+private Q_SLOTS:
+    void everySectionSurvivesTheRoundTrip()
+    {
+        TestDb a(dir.path(), QStringLiteral("a.db"));
+        QVERIFY(a.ok);
+        demo::Options o;
+        o.declarations = 4;
+        o.everySection = true;
+        o.withErrors = false;
+        QString error;
+        QVERIFY2(demo::generate(a.db, o, nullptr, &error), qPrintable(error));
+        const QString f1 = dir.filePath(QStringLiteral("one.000"));
+        QCOMPARE(exportDeclarations(a.db, a.msg, f1, allDeclarations(a.db)), ExportResult::Done);
+        QVERIFY2(a.msg.shown.isEmpty(), qPrintable(a.msg.texts().join(u'\n')));
+
+        TestDb b(dir.path(), QStringLiteral("b.db"));
+        QVERIFY(b.ok);
+        const ImportResult r = importFile(b.db, b.msg, f1);
+        QVERIFY2(r.status == ImportResult::Done, qPrintable(r.check.text() + b.msg.texts().join(u'\n')));
+        QCOMPARE(r.contained, 4);
+        QCOMPARE(r.imported, 4);
+        QCOMPARE(r.skipped, 0);
+        for (const QString &t : TreeTables)
+            QVERIFY2(count(b.db, t) == count(a.db, t), qPrintable(t));
+
+        // The sender of the file is the user's own data, not part of a declaration.
+        QSqlQuery setup = a.db.query(QStringLiteral("SELECT * FROM Setup"));
+        QVERIFY(setup.next());
+        QVariantMap row;
+        for (int i = 0; i < setup.record().count(); ++i)
+            row.insert(setup.record().fieldName(i), setup.value(i));
+        QVERIFY(b.db.insertRow(QStringLiteral("Setup"), row) >= 0);
+
+        const QString f2 = dir.filePath(QStringLiteral("two.000"));
+        QCOMPARE(exportDeclarations(b.db, b.msg, f2, allDeclarations(b.db)), ExportResult::Done);
+        const QByteArray one = readAll(f1), two = readAll(f2);
+        QVERIFY(one.size() > 10000);
+        const QList<QByteArray> l1 = masked(one, false).split('\n'), l2 = masked(two, false).split('\n');
+        QCOMPARE(l2.size(), l1.size());
+        for (int i = 0; i < l1.size(); ++i)
+            QVERIFY2(l1[i] == l2[i], qPrintable(QStringLiteral("line %1\n%2\n%3").arg(i + 1)
+                                                    .arg(QString::fromLatin1(l1[i]), QString::fromLatin1(l2[i]))));
+    }
+};
+
+QTEST_GUILESS_MAIN(RoundTrip)
+#include "tst_roundtrip.moc"

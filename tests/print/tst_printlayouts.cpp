@@ -1,0 +1,310 @@
+// The printed list of declarations and the printed declaration, on a test
+// database: what is read, how it is paginated, that no text overlaps, and the
+// "qor print" command.
+
+#include "pdftestutil.h"
+#include "print/dichiarazione.h"
+#include "print/elenco.h"
+#include "print/printcommon.h"
+#include "refdata/template.h"
+#include "shell/cli.h"
+#include "shell/dbclass.h"
+#include "shell/messages.h"
+#include "shell/qorclass.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace pdftest;
+
+namespace {
+
+QByteArray readFile(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+QByteArray latin(const QString &s) { return clsPDFCreator::toWinAnsi(s); }
+
+bool anyContains(const QList<QByteArray> &texts, const QByteArray &what)
+{
+    for (const QByteArray &t : texts)
+        if (t.contains(what))
+            return true;
+    return false;
+}
+
+} // namespace
+
+class TestPrintLayouts : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void listReadsDeclarations();
+    void listIsPaginatedWithoutOverlaps();
+    void declarationPrintsAnagrafica();
+    void wrapping();
+    void commandLine();
+
+private:
+    qint64 addDeclaration(const QString &cf, const QString &name, int prv, int com, qint64 expID = 0);
+
+    QTemporaryDir dir_;
+    QString dbPath_;
+    std::unique_ptr<qorClass> app_;
+    ScriptedMessages msg_;
+    std::unique_ptr<dbClass> db_;
+    qint64 first_ = 0, forli_ = 0;
+};
+
+qint64 TestPrintLayouts::addDeclaration(const QString &cf, const QString &name, int prv, int com, qint64 expID)
+{
+    return db_->insertRow(QStringLiteral("SezAnag"),
+                          {{QStringLiteral("saAnno"), 2019},
+                           {QStringLiteral("CodFisc"), cf},
+                           {QStringLiteral("RagSoc"), name},
+                           {QStringLiteral("prvIstat"), prv},
+                           {QStringLiteral("comIstat"), com},
+                           {QStringLiteral("Via"), QStringLiteral("Via dell'Artigianato")},
+                           {QStringLiteral("Civico"), QStringLiteral("12/bis")},
+                           {QStringLiteral("Cap"), QStringLiteral("47121")},
+                           {QStringLiteral("slPrvIstat"), prv},
+                           {QStringLiteral("slComIstat"), com},
+                           {QStringLiteral("slVia"), QStringLiteral("Piazza Saffi")},
+                           {QStringLiteral("attIstat"), QStringLiteral("381100")},
+                           {QStringLiteral("Addetti"), 12},
+                           {QStringLiteral("Mesi"), 12},
+                           {QStringLiteral("saCognome"), QStringLiteral("Nicolò")},
+                           {QStringLiteral("saNome"), QStringLiteral("Mattia")},
+                           {QStringLiteral("saDataComp"), QStringLiteral("2019-03-15")},
+                           {QStringLiteral("saAnnulla"), 0},
+                           {QStringLiteral("saExp"), 0},
+                           {QStringLiteral("ExpID"), expID}});
+}
+
+void TestPrintLayouts::initTestCase()
+{
+    QVERIFY(dir_.isValid());
+    qputenv("QOR_DATA", dir_.filePath(QStringLiteral("data")).toUtf8());
+    dbPath_ = dir_.filePath(QStringLiteral("prova.db"));
+    app_ = std::make_unique<qorClass>(dir_.filePath(QStringLiteral("data")));
+    QString error;
+    QVERIFY2(refdata::createDatabase(dbPath_, app_->refdataFolder(), &error), qPrintable(error));
+    db_ = std::make_unique<dbClass>(*app_, msg_);
+    db_->setCurrentPath(dbPath_);
+    QVERIFY(db_->connect());
+
+    // Forlì (40/12, chamber 40), Milano (15/146), Roma (58/91)
+    first_ = addDeclaration(QStringLiteral("01234567890"),
+                            QStringLiteral("Società Cooperativa “Il Melograno” di Rossi & Figli S.n.c. "
+                                           "(già Verdi) con un nome molto lungo"),
+                            15, 146);
+    QVERIFY(db_->execute(QStringLiteral("INSERT INTO expTab (expID, expData, expProv, expSaID, expDic) "
+                                        "VALUES (7, '2019-04-02T10:00:00', 40, 0, 1)")));
+    forli_ = addDeclaration(QStringLiteral("RSSMRA80A01F205X"), QStringLiteral("Mario Rossi"), 40, 12, 7);
+    addDeclaration(QStringLiteral("09876543210"), QStringLiteral("Euro € Servizi"), 58, 91);
+    for (int i = 0; i < 60; ++i)
+        addDeclaration(QStringLiteral("ZZ%1").arg(i, 5, 10, QChar(u'0')), QStringLiteral("Ditta %1").arg(i), 15, 146);
+    for (const char *sql : {"INSERT INTO SezRif (saID, rifCod) VALUES (?, '150101')",
+                            "INSERT INTO SezRif (saID, rifCod) VALUES (?, '150102')",
+                            "INSERT INTO SaAut (saID) VALUES (?)",
+                            "INSERT INTO SezVfu (saID, vfuTipo) VALUES (?, 3)",
+                            "INSERT INTO SezRaee (saID, srTipo, srRAEE) VALUES (?, 1, 2)"})
+        QVERIFY(db_->execute(QString::fromLatin1(sql), {first_}));
+}
+
+void TestPrintLayouts::cleanupTestCase()
+{
+    db_.reset();
+}
+
+void TestPrintLayouts::listReadsDeclarations()
+{
+    QList<print::ElencoRow> rows;
+    QVERIFY(print::readElenco(*db_, 0, &rows));
+    QCOMPARE(rows.size(), 63);
+    // order of tax code
+    QCOMPARE(rows.at(0).saID, first_);
+    QCOMPARE(rows.at(1).codFisc, QStringLiteral("09876543210"));
+    QCOMPARE(rows.at(2).saID, forli_);
+    QCOMPARE(rows.at(0).schede, QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE"));
+    QCOMPARE(rows.at(0).unita, QStringLiteral("Via dell'Artigianato, 12/bis - 47121"));
+    QCOMPARE(rows.at(0).comune, QStringLiteral("MILANO (MI)"));
+    QCOMPARE(rows.at(0).esportazione, QStringLiteral("non esportata"));
+    QCOMPARE(rows.at(1).schede, QStringLiteral("nessuna"));
+    QCOMPARE(rows.at(2).esportazione, QStringLiteral("n. 7 del 02/04/2019"));
+    QCOMPARE(rows.at(2).comune, QStringLiteral("FORLÌ (FC)"));
+
+    const print::Chamber fc = print::chamberOf(*db_, QStringLiteral("fc"));
+    QCOMPARE(fc.code, 40);
+    QCOMPARE(fc.name, QStringLiteral("FORLÌ-CESENA"));
+    QCOMPARE(print::chamberOf(*db_, QStringLiteral("SU")).code, 92);   // chamber of another province
+    QCOMPARE(print::chamberOf(*db_, QStringLiteral("XX")).code, 0);
+    QVERIFY(print::readElenco(*db_, 40, &rows));
+    QCOMPARE(rows.size(), 1);
+    QCOMPARE(rows.at(0).saID, forli_);
+    QVERIFY(print::readElenco(*db_, 1, &rows));   // Torino: nobody
+    QVERIFY(rows.isEmpty());
+}
+
+void TestPrintLayouts::listIsPaginatedWithoutOverlaps()
+{
+    QList<print::ElencoRow> rows;
+    QVERIFY(print::readElenco(*db_, 0, &rows));
+    QByteArray doc;
+    QBuffer buf(&doc);
+    buf.open(QIODevice::WriteOnly);
+    clsPDFCreator pdf;
+    print::setupElenco(pdf);
+    QVERIFY(pdf.open(&buf));
+    QVERIFY(print::writeElenco(pdf, rows, QStringLiteral("Tutte le dichiarazioni"),
+                               QDateTime(QDate(2019, 5, 6), QTime(7, 8))));
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
+    QCOMPARE(pdf.pageCount(), 3);
+    QVERIFY(object(doc, 3).contains("/Rotate 90"));
+    for (int p = 0; p < 3; ++p) {
+        const QList<QByteArray> t = shownTexts(doc, p);
+        QVERIFY(t.contains("Elenco dichiarazioni"));
+        QVERIFY(t.contains("Ragione sociale"));
+        QVERIFY(t.contains(latin(QStringLiteral("Unità locale"))));
+        QVERIFY(t.contains("Pagina " + QByteArray::number(p + 1) + " di 3"));
+        QVERIFY(t.contains("Stampato il 06/05/2019 alle 07:08"));
+    }
+    const QList<QByteArray> first = shownTexts(doc, 0);
+    // the long company name is wrapped, not cut: its pieces add up to the whole
+    QByteArray name;
+    for (const QByteArray &t : first)
+        if (name.isEmpty() ? t.startsWith(latin(QStringLiteral("Società"))) : !name.endsWith("lungo"))
+            name += (name.isEmpty() ? "" : " ") + t;
+    QCOMPARE(name, latin(rows.at(0).ragSoc));
+    QVERIFY(anyContains(first, latin(QStringLiteral("FORLÌ (FC)"))));
+    QVERIFY(anyContains(first, "n. 7 del"));
+    QVERIFY(shownTexts(doc, 2).contains("Totale dichiarazioni: 63"));
+    QVERIFY(!anyContains(shownTexts(doc, 1), "Totale"));
+
+    // an empty list still prints its page
+    QByteArray empty;
+    QBuffer eb(&empty);
+    eb.open(QIODevice::WriteOnly);
+    clsPDFCreator e;
+    print::setupElenco(e);
+    e.open(&eb);
+    QVERIFY(print::writeElenco(e, {}, QStringLiteral("x"), QDateTime::currentDateTime()));
+    QCOMPARE(e.pageCount(), 1);
+    QVERIFY(shownTexts(empty, 0).contains("Nessuna dichiarazione."));
+    QVERIFY(shownTexts(empty, 0).contains("Pagina 1 di 1"));
+}
+
+void TestPrintLayouts::declarationPrintsAnagrafica()
+{
+    QList<print::FormFrame> frames;
+    QString company;
+    QVERIFY(!print::sa1Frames(*db_, 99999, &frames, &company));
+    QVERIFY(print::sa1Frames(*db_, forli_, &frames, &company));
+    QCOMPARE(company, QStringLiteral("Mario Rossi - C.F. RSSMRA80A01F205X"));
+    QCOMPARE(frames.first().title, QStringLiteral("SA1 - Sezione anagrafica"));
+
+    const QString path = dir_.filePath(QStringLiteral("dich.pdf"));
+    QString error;
+    QCOMPARE(print::printDichiarazione(*db_, forli_, path, &error), print::DeclarationResult::Ok);
+    const QByteArray doc = readFile(path);
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
+    const QList<QByteArray> t = shownTexts(doc, 0);
+    for (const QString &s : {QStringLiteral("SA1 - Sezione anagrafica"), QStringLiteral("FORLÌ"),
+                             QStringLiteral("FC"), QStringLiteral("38.11.00"), QStringLiteral("Nicolò"),
+                             QStringLiteral("15/03/2019"), QStringLiteral("Sì (n. 7)"),
+                             QStringLiteral("Codice ISTAT attività prevalente nell'unità locale:"),
+                             QStringLiteral("Rappresentante legale o suo delegato"), QStringLiteral("Pagina 1 di 1")})
+        QVERIFY2(t.contains(latin(s)), qPrintable(s));
+    QVERIFY(!t.contains(latin(QStringLiteral("Annulla e sostituisce la precedente del:"))));
+    QCOMPARE(print::printDichiarazione(*db_, 99999, path, &error), print::DeclarationResult::NotFound);
+
+    // the declaration with every scheda lists them
+    QVERIFY(print::sa1Frames(*db_, first_, &frames, &company));
+    QCOMPARE(frames.last().rows.first().first().value, QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE"));
+    QCOMPARE(print::activityCode(QStringLiteral("381100")), QStringLiteral("38.11.00"));
+    QCOMPARE(print::activityCode(QStringLiteral("3811")), QStringLiteral("3811"));
+}
+
+void TestPrintLayouts::wrapping()
+{
+    QByteArray sink;
+    QBuffer buf(&sink);
+    buf.open(QIODevice::WriteOnly);
+    clsPDFCreator pdf;
+    pdf.setUnit(clsPDFCreator::Points);
+    pdf.open(&buf);
+    print::addPrintFonts(pdf);
+    pdf.setFont(print::Regular, 10);   // Arial: "a" 5.56 points, space 2.78
+    QCOMPARE(print::wrapText(pdf, QStringLiteral("aa aa aa"), 30), QStringList({"aa aa", "aa"}));
+    QCOMPARE(print::wrapText(pdf, QStringLiteral("aaaaaaaaaa"), 12), QStringList({"aa", "aa", "aa", "aa", "aa"}));
+    QCOMPARE(print::wrapText(pdf, QString(), 12), QStringList({QString()}));
+    const QString text = QStringLiteral("Società Cooperativa “Il Melograno” di Rossi & Figli S.n.c. (già Verdi)");
+    const QStringList l = print::wrapText(pdf, text, 80);
+    QVERIFY(l.size() > 2);
+    for (const QString &s : l)
+        QVERIFY(pdf.textWidth(s) <= 80);
+    QCOMPARE(l.join(u' '), text);
+    // the overlap check used above does see overlapping texts
+    const QByteArray overlapping = build([](clsPDFCreator &p) {
+        print::addPrintFonts(p);
+        p.beginPage();
+        p.setFont(print::Regular, 10);
+        p.text(10, 10, QStringLiteral("Prima riga"));
+        p.text(12, 12, QStringLiteral("Seconda"));
+    });
+    QVERIFY(!textOverlapFault(overlapping).isEmpty());
+    QCOMPARE(print::italianDate(QStringLiteral("2019-04-02T10:00:00")), QStringLiteral("02/04/2019"));
+}
+
+void TestPrintLayouts::commandLine()
+{
+    const QString out = dir_.filePath(QStringLiteral("cli.pdf"));
+    auto run = [&](QStringList args) { return cli::print(args); };
+    QCOMPARE(run({}), int(cli::Usage));
+    QCOMPARE(run({QStringLiteral("--db"), dbPath_, QStringLiteral("--elenco"), QStringLiteral("--dichiarazione"),
+                  QStringLiteral("1")}),
+             int(cli::Usage));
+    QCOMPARE(run({QStringLiteral("--db"), dbPath_, QStringLiteral("--dichiarazione"), QStringLiteral("abc")}),
+             int(cli::Usage));
+    QCOMPARE(run({QStringLiteral("--db"), dbPath_, QStringLiteral("--elenco"), QStringLiteral("--provincia"),
+                  QStringLiteral("XX"), QStringLiteral("--out"), out}),
+             int(cli::Refused));
+    QVERIFY(!QFile::exists(out));
+    QCOMPARE(run({QStringLiteral("--db"), dbPath_, QStringLiteral("--dichiarazione"), QStringLiteral("99999"),
+                  QStringLiteral("--out"), out}),
+             int(cli::Refused));
+    QCOMPARE(run({QStringLiteral("--db"), dir_.filePath(QStringLiteral("manca.db")), QStringLiteral("--elenco"),
+                  QStringLiteral("--out"), out}),
+             int(cli::Refused));
+
+    QCOMPARE(run({QStringLiteral("--db"), dbPath_, QStringLiteral("--elenco"), QStringLiteral("--provincia"),
+                  QStringLiteral("FC"), QStringLiteral("--out"), out}),
+             int(cli::Ok));
+    const QByteArray doc = readFile(out);
+    QCOMPARE(structureFault(doc), QString());
+    QVERIFY(shownTexts(doc, 0).contains("Mario Rossi"));
+    QVERIFY(shownTexts(doc, 0).contains("Totale dichiarazioni: 1"));
+    QVERIFY(anyContains(shownTexts(doc, 0), latin(QStringLiteral("CCIAA di FORLÌ-CESENA"))));
+
+    QCOMPARE(run({QStringLiteral("--db"), dbPath_, QStringLiteral("--dichiarazione"),
+                  QString::number(first_), QStringLiteral("--out"), out}),
+             int(cli::Ok));
+    QVERIFY(shownTexts(readFile(out), 0).contains("01234567890"));
+
+    if (haveTool(QStringLiteral("qpdf"))) {
+        int rc = -1;
+        QByteArray log;
+        QVERIFY(pdftest::run(QStringLiteral("qpdf"), {QStringLiteral("--check"), out}, &rc, &log));
+        QVERIFY2(rc == 0, log.constData());
+    }
+}
+
+QTEST_GUILESS_MAIN(TestPrintLayouts)
+#include "tst_printlayouts.moc"

@@ -1,0 +1,178 @@
+#include "verify/engine.h"
+
+#include "shell/dbclass.h"
+#include "shell/messages.h"
+#include "shell/qorclass.h"
+#include "verify/declaration.h"
+#include "verify/rules.h"
+
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace verify {
+
+namespace {
+
+const RemarkText ActivityCode{Class::Error,
+    {"Codice ISTAT dell'attività prevalente nell'unità locale errato o mancante."}};
+const RemarkText OnlyAnagrafica{Class::Error,
+    {"La dichiarazione contiene solo la sezione anagrafica.",
+     "Dev'essere almeno valorizzata una scheda delle sezioni Rifiuto",
+     "o Intermediazione o V.F.U. o Imballaggi o R.A.E.E."}};
+
+} // namespace
+
+Engine::Engine(dbClass &db, Messages &msg) : db_(db), msg_(msg) {}
+Engine::~Engine() = default;
+
+bool Engine::openReport(const QString &path)
+{
+    if (report_.open(path))
+        return true;
+    msg_.critical(Report::openFailureText());
+    return false;
+}
+
+bool Engine::fail(const QString &what, const QString &detail)
+{
+    failed_ = true;
+    msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, what, detail);
+    report_.close();
+    return progress_.withErrors > 0;
+}
+
+bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportable,
+                 const ProgressFn &progressFn)
+{
+    progress_ = {};
+    cancelled_ = failed_ = false;
+    if (!report_.isOpen())
+        return false;
+    QSqlDatabase db = db_.current();
+
+    // End-of-life-vehicle codes of chapter 16 01, read once for the run.
+    RunData run;
+    run.year = qorClass::Year;
+    {
+        QSqlQuery q(db);
+        if (!q.exec(QStringLiteral("SELECT DISTINCT codAlfa FROM Codici WHERE (codType > 3 AND codType < 7 "
+                                   "AND codAlfa LIKE '1601%') ORDER BY codAlfa")))
+            return fail(q.lastError().text(), q.lastQuery());
+        while (q.next())
+            run.vehicleCodes.insert(q.value(0).toString());
+    }
+
+    if (markExportable && !db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 0"))) {
+        failed_ = true;
+        report_.close();
+        return false;
+    }
+
+    QString sql = QStringLiteral(
+        "SELECT SezAnag.*, Comuni.comDesc, Comuni.comCCIAA, Province.prvDesc, Attivita.attCod "
+        "FROM ((SezAnag INNER JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) "
+        "AND (SezAnag.prvIstat = Comuni.prvIstat)) "
+        "INNER JOIN Province ON SezAnag.prvIstat = Province.prvIstat) "
+        "LEFT JOIN Attivita ON SezAnag.attIstat = Attivita.attCod ");
+    QVariantList params;
+    const QString notExported = includeExported ? QStringLiteral(")") : QStringLiteral(" AND SezAnag.ExpID = 0)");
+    switch (mode) {
+    case Mode::Chamber:
+        sql += QStringLiteral("WHERE (Comuni.comCCIAA = ?") + notExported;
+        params << key;
+        break;
+    case Mode::Declaration:
+        sql += QStringLiteral("WHERE (SezAnag.saID = ?") + notExported;
+        params << key;
+        break;
+    case Mode::All:
+        if (!includeExported)
+            sql += QStringLiteral("WHERE (SezAnag.ExpID = 0)");
+        break;
+    }
+    sql += QStringLiteral(" ORDER BY SezAnag.CodFisc, SezAnag.RagSoc, SezAnag.saID");
+
+    // The selection is read whole first: the checks below run their own
+    // queries on the same connection.
+    std::vector<Declaration> selected;
+    {
+        QSqlQuery q(db);
+        q.setForwardOnly(true);
+        if (!q.prepare(sql) || !dbClass::bindAll(q, params) || !q.exec())
+            return fail(q.lastError().text(), sql);
+        const QSqlRecord rec = q.record();
+        const int iSaID = rec.indexOf(QStringLiteral("saID")), iRag = rec.indexOf(QStringLiteral("RagSoc")),
+                  iCf = rec.indexOf(QStringLiteral("CodFisc")), iCom = rec.indexOf(QStringLiteral("comDesc")),
+                  iPrv = rec.indexOf(QStringLiteral("prvDesc")), iVia = rec.indexOf(QStringLiteral("Via")),
+                  iCiv = rec.indexOf(QStringLiteral("Civico")), iRea = rec.indexOf(QStringLiteral("REA")),
+                  iAtt = rec.indexOf(QStringLiteral("attCod"));
+        int iMat[21];
+        for (int i = 1; i <= 20; ++i) {
+            const QString d2 = QString::number(i).rightJustified(2, u'0');
+            iMat[i] = rec.indexOf(QStringLiteral("msQta") + d2) * 100 + rec.indexOf(QStringLiteral("msUmi") + d2);
+        }
+        while (q.next()) {
+            Declaration d;
+            d.saID = q.value(iSaID).toLongLong();
+            d.header = {q.value(iRag).toString(), q.value(iCf).toString(), q.value(iCom).toString(),
+                        q.value(iPrv).toString(), q.value(iVia).toString(), q.value(iCiv).toString(),
+                        q.value(iRea).isNull() ? QString() : q.value(iRea).toString()};
+            d.activityFound = !q.value(iAtt).isNull();
+            for (int i = 1; i <= 20; ++i)
+                d.materials[i] = qtyKg(q.value(iMat[i] / 100), q.value(iMat[i] % 100));
+            selected.push_back(std::move(d));
+        }
+    }
+    progress_.total = int(selected.size());
+
+    Loader loader(db);
+    for (Declaration &d : selected) {
+        if (!loader.load(d))
+            return fail(QStringLiteral("Lettura della dichiarazione non riuscita."), loader.lastError());
+        report_.beginDeclaration(d.header);
+
+        if (!d.activityFound)
+            report_.remark(ActivityCode, QStringLiteral("Scheda SA1"));
+        for (const RifScheda &s : d.rif) {
+            rif::checkScheda(d, s, report_, run);
+            rifmod::checkModules(d, s, report_, run);
+        }
+        intermediation::check(d, report_, run);
+        imb::check(d, report_, run);
+        vfu::check(d, report_, run);
+        raee::check(d, report_, run);
+        // SA-AUT runs for a declaration with an authorisation row or at
+        // least one MG module of any section.
+        if (saaut::applies(d))
+            saaut::check(d, report_, run);
+        // Scheda MAT, then its cross-checks with the materials boxes.
+        mat::check(d, report_, run);
+        mat::crossCheck(d, report_);
+        if (d.onlyAnagrafica())
+            report_.remark(OnlyAnagrafica, QStringLiteral("Scheda SA1"));
+
+        const int level = report_.remarkLevel();
+        if (markExportable && level < 2
+            && !db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 1 WHERE (saID = ?)"), {d.saID})) {
+            failed_ = true;
+            report_.close();
+            return progress_.withErrors > 0;
+        }
+        ++progress_.done;
+        (level > 0 ? progress_.withRemarks : progress_.withoutRemarks)++;
+        if (level == 2)
+            ++progress_.withErrors;
+        // Free what the rules read; only the header stays until the end.
+        d.rif.clear(); d.intermediation.clear(); d.aut.clear();
+        d.vfu.clear(); d.imb.clear(); d.raee.clear();
+        if (progressFn && !progressFn(progress_)) {
+            cancelled_ = true;
+            break;
+        }
+    }
+    report_.close();
+    return progress_.withErrors > 0;
+}
+
+} // namespace verify
