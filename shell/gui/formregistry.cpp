@@ -1,6 +1,10 @@
 #include "shell/gui/formregistry.h"
 
+#include "exchange/gui/expform.h"
+#include "exchange/gui/explist.h"
 #include "sections/anag/gui/forms.h"
+#include "shell/formrule.h"
+#include "verify/gui/verifica.h"
 
 QHash<int, FormInfo> &formRegistry()
 {
@@ -13,4 +17,7 @@ void registerForms()
     // Sections add their forms here as they come:
     //   formRegistry().insert(Form::SA1, {[](AppContext &c, QWidget *p) { ... }, true});
     registerAnagForms();
+    formRegistry().insert(Form::Verifica, {verify::gui::makeVerificaForm, false});
+    formRegistry().insert(Form::Export, {exch::gui::makeExpForm, false});
+    formRegistry().insert(Form::ExportList, {exch::gui::makeExpList, false});
 }
