@@ -77,8 +77,12 @@ enum Battery { BatteryUnanswered = 0, BatteryYes = 1, BatteryNo = 2 };
 
 // ---- packaging (scheda IMB): RecImb.Posizione of the four groups ----
 enum ImbGroup { ImbPublic = 1, ImbPrivate = 2, ImbMonomaterial = 3, ImbMultimaterial = 4 };
-// ModImb.mbFlag of RT-IMB modules: 0 waste from a public surface, 1 from a private one.
+// ModImb.mbFlag of RT-IMB modules: 0 waste from a public surface, 1 from a
+// private one (the exchange file carries it as a flag, so it stays 0/1).
 enum ImbSurface { SurfacePublic = 0, SurfacePrivate = 1 };
+// ModImb.mbFlag of MG-IMB modules: 1 the module stands for the multi-material
+// treatment activity, 0 otherwise.
+enum ImbActivity { MgImbSinglematerial = 0, MgImbMultimaterial = 1 };
 // RecImb.allAcc for 150104: 1 aluminium ("150104-A"), 0 steel ("150104-C").
 
 // ---- vehicles: SezVfu.vfuTipo, RecVfu.Posizione ----
