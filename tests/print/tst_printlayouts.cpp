@@ -6,6 +6,7 @@
 #include "print/dichiarazione.h"
 #include "print/elenco.h"
 #include "print/printcommon.h"
+#include "print/rifprint.h"
 #include "refdata/template.h"
 #include "shell/cli.h"
 #include "shell/dbclass.h"
@@ -13,6 +14,7 @@
 #include "shell/qorclass.h"
 
 #include <QBuffer>
+#include <QRegularExpression>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -47,6 +49,7 @@ private Q_SLOTS:
     void listReadsDeclarations();
     void listIsPaginatedWithoutOverlaps();
     void declarationPrintsAnagrafica();
+    void declarationPrintsSchedeRif();
     void wrapping();
     void commandLine();
 
@@ -227,9 +230,115 @@ void TestPrintLayouts::declarationPrintsAnagrafica()
 
     // the declaration with every scheda lists them
     QVERIFY(print::sa1Frames(*db_, first_, &frames, &company));
-    QCOMPARE(frames.last().rows.first().first().value, QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE"));
+    QString schede;
+    for (const print::FormFrame &f : frames)
+        if (f.title == QStringLiteral("Schede presenti"))
+            schede = f.rows.first().first().value;
+    QCOMPARE(schede, QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE"));
     QCOMPARE(print::activityCode(QStringLiteral("381100")), QStringLiteral("38.11.00"));
     QCOMPARE(print::activityCode(QStringLiteral("3811")), QStringLiteral("3811"));
+}
+
+void TestPrintLayouts::declarationPrintsSchedeRif()
+{
+    const qint64 sa = addDeclaration(QStringLiteral("AAA00000001"), QStringLiteral("Rifiuti e moduli"), 58, 91);
+    auto addScheda = [&](const char *code) {
+        return db_->insertRow(QStringLiteral("SezRif"), {{QStringLiteral("saID"), sa},
+                                                         {QStringLiteral("rifCod"), QString::fromLatin1(code)},
+                                                         {QStringLiteral("sfLiquido"), 1},
+                                                         {QStringLiteral("qtaProd"), 1234500},
+                                                         {QStringLiteral("umiProd"), 1},
+                                                         {QStringLiteral("qtaCons"), 2000},
+                                                         {QStringLiteral("umiCons"), 2}});
+    };
+    const qint64 battery = addScheda("160601");
+    const qint64 paper = addScheda("150101");   // printed first: order of waste code
+    auto module = [&](qint64 rif, int type, QVariantMap v) {
+        v.insert(QStringLiteral("rifID"), rif);
+        v.insert(QStringLiteral("tipoMod"), type);
+        return db_->insertRow(QStringLiteral("ModRif"), v);
+    };
+    module(paper, 1, {{QStringLiteral("Privati"), 1}, {QStringLiteral("prvIstat"), 15}, {QStringLiteral("comIstat"), 146}});
+    module(paper, 1, {{QStringLiteral("Privati"), 0}, {QStringLiteral("RagSoc"), QStringLiteral("Conferente")},
+                      {QStringLiteral("qtaMod"), 1000000}, {QStringLiteral("umiMod"), 1}});
+    module(paper, 3, {{QStringLiteral("RagSoc"), QStringLiteral("Trasporti & C.")}});
+    const qint64 mg = module(paper, 4, {{QStringLiteral("Privati"), 1}, {QStringLiteral("qtaDep"), 5000},
+                                        {QStringLiteral("umiDep"), 1}, {QStringLiteral("discDep"), 6}});
+    QVERIFY(db_->execute(QStringLiteral("INSERT INTO RecRif (mrID, Posizione, Codice, qta, umi) VALUES (?, 1, 'R3', 1500, 2)"),
+                         {mg}));
+    module(paper, 5, {{QStringLiteral("Privati"), 2}, {QStringLiteral("prvIstat"), 40}, {QStringLiteral("comIstat"), 12}});
+    module(battery, 1, {{QStringLiteral("RagSoc"), QStringLiteral("Pile")}, {QStringLiteral("disc191"), 1}});
+
+    QList<print::FormFrame> frames;
+    QVERIFY(print::rifFrames(*db_, sa, &frames));
+    QStringList titles;
+    for (const print::FormFrame &f : frames)
+        titles.append(f.title);
+    const QStringList scheda{QStringLiteral("Scheda RIF - Rifiuti"), QStringLiteral("ORIGINE DEL RIFIUTO"),
+                             QStringLiteral("TRASPORTO DEL RIFIUTO"), QStringLiteral("DESTINAZIONE DEL RIFIUTO"),
+                             QStringLiteral("OPERAZIONI DI RECUPERO O SMALTIMENTO SVOLTE NELL'UNITA' LOCALE")};
+    const QString rt = QStringLiteral("Modulo RT - Rifiuti ricevuti da terzi");
+    const QStringList expected = scheda
+                                 + QStringList{rt, rt, QStringLiteral("Modulo TE - Rifiuti trasportati da terzi"),
+                                               QStringLiteral("Modulo MG - Operazioni di gestione rifiuti svolte "
+                                                              "nell'unità locale"),
+                                               QStringLiteral("Modulo RE - Rifiuti prodotti fuori dall'unità locale")}
+                                 + scheda + QStringList{rt};
+    QCOMPARE(titles, expected);
+
+    auto field = [&](const print::FormFrame &f, const QString &caption) {
+        for (const print::FormRow &r : f.rows)
+            for (const print::FormField &x : r)
+                if (x.caption == caption)
+                    return x.value;
+        return QStringLiteral("<assente>");
+    };
+    QCOMPARE(field(frames[0], QStringLiteral("Codice rifiuto:")), QStringLiteral("150101"));
+    QCOMPARE(field(frames[0], QStringLiteral("Liquido")), QStringLiteral("X"));
+    QCOMPARE(field(frames[0], QStringLiteral("Aeriforme")), QString());
+    QCOMPARE(field(frames[1], QStringLiteral("Rifiuto prodotto nell'Unità Locale")), QStringLiteral("1.234,500 Kg"));
+    QCOMPARE(field(frames[2], QStringLiteral("Rifiuto trasportato da terzi")), QStringLiteral("X"));
+    QCOMPARE(field(frames[3], QStringLiteral("Rifiuto consegnato a terzi per operazioni di recupero o smaltimento")),
+             QStringLiteral("2,000 t"));
+    // RT: the non-private module first, numbered 1; the private one is number 2
+    QCOMPARE(field(frames[5], QStringLiteral("n° progressivo Modulo RT")), QStringLiteral("1"));
+    QCOMPARE(field(frames[5], QStringLiteral("Nome o ragione sociale:")), QStringLiteral("Conferente"));
+    QCOMPARE(field(frames[6], QStringLiteral("n° progressivo Modulo RT")), QStringLiteral("2"));
+    QCOMPARE(field(frames[6], QStringLiteral("Privati")), QStringLiteral("X"));
+    QCOMPARE(field(frames[6], QStringLiteral("Comune:")), QStringLiteral("MILANO"));
+    QCOMPARE(field(frames[5], QStringLiteral("Specificare se la quantità indicata nel modulo è relativa a pile e "
+                                             "accumulatori portatili:")),
+             QStringLiteral("<assente>"));
+    QCOMPARE(field(frames[8], QStringLiteral("Tipologia impianto:")), QStringLiteral("Discarica (D1,D5,D12)"));
+    QCOMPARE(field(frames[8], QStringLiteral("Classificazione della discarica (D.Lgs. 36/2003):")),
+             QStringLiteral("rifiuti inerti"));
+    QCOMPARE(field(frames[8], QStringLiteral("Operazione")), QStringLiteral("R3"));
+    QCOMPARE(field(frames[8], QStringLiteral("Quantità")), QStringLiteral("1,500 t"));
+    QCOMPARE(field(frames[9], QStringLiteral("Attività che ha originato il rifiuto")),
+             QStringLiteral("assistenza sanitaria"));
+    QCOMPARE(field(frames[9], QStringLiteral("Provincia di:")), QStringLiteral("FC"));
+    QCOMPARE(field(frames[15], QStringLiteral("Specificare se la quantità indicata nel modulo è relativa a pile e "
+                                              "accumulatori portatili:")),
+             QStringLiteral("Sì"));
+
+    QCOMPARE(print::reActivity(4), QStringLiteral("cantieri temporanei e mobili (anche di bonifica)"));
+    QCOMPARE(print::landfillClass(8), QStringLiteral("rifiuti pericolosi"));
+    QCOMPARE(print::mgPlantType(13), QStringLiteral("Recupero di materia (R2,R3,R4,R5,R6,R7,R8,R9,R13)"));
+    QCOMPARE(print::mgPlantType(0), QString());
+    QCOMPARE(print::quantityText(QVariant(), 1), QString());
+    QCOMPARE(print::quantityText(9999999999LL, 1), QStringLiteral("9.999.999,999 Kg"));
+
+    // the whole declaration on paper: pages numbered, nothing overlapping
+    const QString path = dir_.filePath(QStringLiteral("rif.pdf"));
+    QString error;
+    QCOMPARE(print::printDichiarazione(*db_, sa, path, &error), print::DeclarationResult::Ok);
+    const QByteArray doc = readFile(path);
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
+    const int pages = QRegularExpression(QStringLiteral("/Count (\\d+)"))
+                          .match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+    QVERIFY(pages > 2);
+    QVERIFY(shownTexts(doc, pages - 1).contains("Pagina " + QByteArray::number(pages) + " di " + QByteArray::number(pages)));
 }
 
 void TestPrintLayouts::wrapping()

@@ -1,0 +1,297 @@
+#include "print/rifprint.h"
+
+#include "shell/dbclass.h"
+#include "shell/qty.h"
+
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace print {
+namespace {
+
+// MG "Tipologia impianto:" in the order of the form's list; the stored code
+// is the position in this list, from 1.
+const char *const plantTypes[] = {
+    "Discarica (D1,D5,D12)",
+    "Impianto che effettua una o più operazioni di smaltimento (D2,D4,D13)",
+    "Impianto di coincenerimento (R1)",
+    "Impianto di compostaggio (R3)",
+    "Impianto di digestione anaerobica (R3)",
+    "Impianto di trattamento chimico-fisico, biologico e di miscelazione(D8,D9,D14)",
+    "Impianto di trattamento integrato anaerobico/aerobico (R3)",
+    "Impianto di trattamento meccanico o meccanico biologico del rifiuto urbano",
+    "Impianto di trattamento preliminare al recupero da R1 a R11 (R12)",
+    "Impianto per il deposito preliminare (D15)",
+    "Impianto per la messa in riserva (R13)",
+    "Inceneritore (D10)",
+    "Recupero di materia (R2,R3,R4,R5,R6,R7,R8,R9,R13)",
+};
+
+// Physical state flags of a scheda RIF, in the order of the form.
+const std::pair<const char *, const char *> physicalStates[] = {
+    {"sfSolidoP", "Solido polverulento"},  {"sfSolidoNP", "Solido non polverulento"},
+    {"sfFangoso", "Fangoso palabile"},     {"sfLiquido", "Liquido"},
+    {"sfAeriforme", "Aeriforme"},          {"sfVischioso", "Vischioso e sciropposo"},
+    {"sfAltro", "Altro"},
+};
+
+QString u8(const char *s) { return QString::fromUtf8(s); }
+
+// Reads one row of a query by column name.
+struct Row {
+    const QSqlQuery &q;
+    QString text(const char *c) const { return q.value(QLatin1String(c)).toString().trimmed(); }
+    int num(const char *c) const { return q.value(QLatin1String(c)).toInt(); }
+    QString flag(const char *c) const { return num(c) != 0 ? QStringLiteral("X") : QString(); }
+    QString qty(const char *q_, const char *u) const
+    {
+        return quantityText(q.value(QLatin1String(q_)), q.value(QLatin1String(u)));
+    }
+};
+
+FormField heading(const char *text) { return {u8(text), {}, 0}; }
+
+struct Place {
+    QString comune, sigla;
+};
+
+Place placeOf(dbClass &db, int prv, int com)
+{
+    if (prv <= 0 || com <= 0)
+        return {};
+    const dbClass::Municipality m = db.municipality(prv, com);
+    return m.found ? Place{m.comDesc, m.prvSigla} : Place{};
+}
+
+QString nation(dbClass &db, int nazID)
+{
+    if (nazID <= 0)
+        return {};
+    return db.scalar(QStringLiteral("SELECT nazDesc FROM Nazioni WHERE (nazID = ?)"), {nazID}).toString();
+}
+
+bool isBatteryCode(const QString &code)
+{
+    return (code > QLatin1String("160600") && code < QLatin1String("160606"))
+           || code == QLatin1String("200133") || code == QLatin1String("200134");
+}
+
+bool isUrbanOriginCode(const QString &code)
+{
+    return code.startsWith(QLatin1String("1912")) || code == QLatin1String("190501")
+           || code == QLatin1String("190503");
+}
+
+// RT and DR share their layout; the texts differ.
+FormFrame counterpartModule(dbClass &db, const Row &r, int number, bool rt, const QString &wasteCode)
+{
+    const Place p = placeOf(db, r.num("prvIstat"), r.num("comIstat"));
+    FormFrame f{rt ? u8("Modulo RT - Rifiuti ricevuti da terzi") : u8("Modulo DR - Rifiuti conferiti a terzi"), {}};
+    FormRow first{{rt ? u8("n° progressivo Modulo RT") : u8("n° progressivo Modulo DR"), QString::number(number), 35}};
+    if (rt)
+        first.append({u8("Privati"), r.flag("Privati"), 15});
+    f.rows.append(first);
+    f.rows.append({heading(rt ? "Impresa o Ente che ha conferito il rifiuto" : "Soggetto destinatario del rifiuto")});
+    f.rows.append({{u8("Codice fiscale:"), r.text("CodFisc"), 45}, {u8("Nome o ragione sociale:"), r.text("RagSoc"), 128}});
+    f.rows.append({heading(rt ? "Sede unità locale di provenienza del rifiuto (se di provenienza nazionale)"
+                              : "Sede impianto di destinazione (se di destinazione nazionale)")});
+    f.rows.append({{u8("Comune:"), p.comune, 65}, {u8("Provincia:"), p.sigla, 15}, {u8("Via:"), r.text("Via"), 55},
+                   {u8("N. civico:"), r.text("Civico"), 15}, {u8("C.A.P.:"), r.text("Cap"), 14}});
+    f.rows.append({heading(rt ? "Nel caso in cui il rifiuto sia di provenienza non nazionale"
+                              : "Nel caso in cui il rifiuto abbia destinazione non nazionale indicare")});
+    f.rows.append({{u8("Paese estero:"), nation(db, r.num("nazID")), 80},
+                   {u8("Codice regolamento (CE) 1013/2006:"), r.text("RegCE"), 45}});
+    f.rows.append({{rt ? u8("Quantità ricevuta nell'anno:") : u8("Quantità conferita nell'anno:"),
+                    r.qty("qtaMod", "umiMod"), 55}});
+    if (rt) {
+        f.rows.append({heading("Tipologia di trattamento prevista sui rifiuti ricevuti dall'estero:")});
+        f.rows.append({{u8("recupero di materia:"), r.qty("qtaDep", "umiDep"), 55},
+                       {u8("recupero di energia:"), r.qty("qta191", "umi191"), 55},
+                       {u8("incenerimento:"), r.qty("qtaInc", "umiInc"), 55}});
+        f.rows.append({{u8("discarica:"), r.qty("qtaDisc", "umiDisc"), 55},
+                       {u8("altre operazioni di smaltimento:"), r.qty("qtaSmalt", "umiSmalt"), 55}});
+        if (isUrbanOriginCode(wasteCode))
+            f.rows.append({{u8("Barrare se la quantità indicata nel modulo è relativa a rifiuti di origine urbana"),
+                            r.flag("discDep"), 10}});
+        if (isBatteryCode(wasteCode))
+            f.rows.append({{u8("Specificare se la quantità indicata nel modulo è relativa a pile e accumulatori "
+                               "portatili:"),
+                            r.num("disc191") == 1 ? u8("Sì") : u8("No"), 15}});
+    } else {
+        f.rows.append({heading("Indicare l'attività svolta a destinazione")});
+        f.rows.append({{u8("Quantità a recupero di materia:"), r.qty("qtaDep", "umiDep"), 55},
+                       {u8("Quantità a recupero di energia:"), r.qty("qta191", "umi191"), 55},
+                       {u8("Quantità a incenerimento:"), r.qty("qtaInc", "umiInc"), 55}});
+        f.rows.append({{u8("Quantità avviata in discarica:"), r.qty("qtaDisc", "umiDisc"), 55},
+                       {u8("Quantità ad altre operazioni di smaltimento:"), r.qty("qtaSmalt", "umiSmalt"), 55}});
+    }
+    return f;
+}
+
+FormFrame teModule(const Row &r, int number)
+{
+    return {u8("Modulo TE - Rifiuti trasportati da terzi"),
+            {{{u8("n° progressivo Modulo TE"), QString::number(number), 35}},
+             {heading("Trasportatore")},
+             {{u8("Codice fiscale:"), r.text("CodFisc"), 45}, {u8("Nome o ragione sociale:"), r.text("RagSoc"), 128}}}};
+}
+
+FormFrame mgModule(dbClass &db, const Row &r, qint64 mrID, int number)
+{
+    FormFrame f{u8("Modulo MG - Operazioni di gestione rifiuti svolte nell'unità locale"), {}};
+    f.rows.append({{u8("n° progressivo Modulo MG"), QString::number(number), 35},
+                   {u8("Tipologia impianto:"), mgPlantType(r.num("Privati")), 138}});
+    f.rows.append({heading("Operazioni di recupero e di smaltimento")});
+    bool ok = false;
+    QSqlQuery ops = db.query(QStringLiteral("SELECT Codice, qta, umi FROM RecRif WHERE (mrID = ?) ORDER BY Posizione, Codice"),
+                             {mrID}, dbClass::Which::Current, &ok);
+    FormRow row;
+    while (ok && ops.next()) {
+        row.append({u8("Operazione"), ops.value(0).toString(), 20});
+        row.append({u8("Quantità"), quantityText(ops.value(1), ops.value(2)), 33});
+        if (row.size() == 6) {
+            f.rows.append(row);
+            row.clear();
+        }
+    }
+    if (!row.isEmpty())
+        f.rows.append(row);
+    f.rows.append({heading("Deposito definitivo effettuato nell'unità locale (operazioni D1, D5, D12)")});
+    f.rows.append({{u8("Quantità depositata in discarica nell'anno:"), r.qty("qtaDep", "umiDep"), 55},
+                   {u8("Classificazione della discarica (D.Lgs. 36/2003):"), landfillClass(r.num("discDep")), 60}});
+    f.rows.append({heading("Smaltimento art. 191")});
+    f.rows.append({{u8("Quantità depositata in discarica nell'anno:"), r.qty("qta191", "umi191"), 55},
+                   {u8("Classificazione della discarica (D.Lgs. 36/2003):"), landfillClass(r.num("disc191")), 60}});
+    f.rows.append({heading("Giacenza al 31/12")});
+    f.rows.append({{u8("Quantità in giacenza al 31/12 da avviare a recupero"), r.qty("qtaMod", "umiMod"), 75},
+                   {u8("Quantità in giacenza al 31/12 da avviare a smaltimento"), r.qty("qtaSmalt", "umiSmalt"), 75}});
+    return f;
+}
+
+FormFrame reModule(dbClass &db, const Row &r, int number)
+{
+    const Place p = placeOf(db, r.num("prvIstat"), r.num("comIstat"));
+    return {u8("Modulo RE - Rifiuti prodotti fuori dall'unità locale"),
+            {{{u8("n° progressivo Modulo RE"), QString::number(number), 35}},
+             {heading("Area di provenienza del rifiuto")},
+             {{u8("Comune:"), p.comune, 100}, {u8("Provincia di:"), p.sigla, 20}},
+             {{u8("Attività che ha originato il rifiuto"), reActivity(r.num("Privati")), 100},
+              {u8("Quantità prodotta fuori dell'unità locale:"), r.qty("qtaMod", "umiMod"), 55}}}};
+}
+
+} // namespace
+
+QString mgPlantType(int code)
+{
+    return code >= 1 && code <= int(std::size(plantTypes)) ? u8(plantTypes[code - 1]) : QString();
+}
+
+QString landfillClass(int code)
+{
+    switch (code) {
+    case 6: return u8("rifiuti inerti");
+    case 7: return u8("rifiuti non pericolosi");
+    case 8: return u8("rifiuti pericolosi");
+    default: return {};
+    }
+}
+
+QString reActivity(int code)
+{
+    switch (code) {
+    case 4: return u8("cantieri temporanei e mobili (anche di bonifica)");
+    case 2: return u8("assistenza sanitaria");
+    case 5: return u8("manutenzioni");
+    case 6: return u8("attività di bonifica amianto");
+    default: return {};
+    }
+}
+
+QString quantityText(const QVariant &qta, const QVariant &umi)
+{
+    if (qta.isNull())
+        return {};
+    const Qty q = Qty::fromStore(qta);
+    if (q.isZero())
+        return {};
+    const QString unit = unitText(umi.toInt());
+    return unit.isEmpty() ? q.format(3) : q.format(3) + u' ' + unit;
+}
+
+bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
+{
+    bool ok = false;
+    QSqlQuery s = db.query(QStringLiteral("SELECT SezRif.*, Rifiuti.rifDesc FROM SezRif LEFT JOIN Rifiuti ON "
+                                          "SezRif.rifCod = Rifiuti.rifCod WHERE (SezRif.saID = ?) "
+                                          "ORDER BY SezRif.rifCod, SezRif.rifID"),
+                           {saID}, dbClass::Which::Current, &ok);
+    if (!ok)
+        return false;
+    int number = 0;
+    while (s.next()) {
+        const Row r{s};
+        const qint64 rifID = s.value(QStringLiteral("rifID")).toLongLong();
+        const QString code = r.text("rifCod");
+        FormFrame head{u8("Scheda RIF - Rifiuti"), {}};
+        head.rows.append({{u8("n° progressivo Scheda RIF"), QString::number(++number), 35},
+                          {u8("Codice rifiuto:"), code, 25},
+                          {u8("Descrizione"), r.text("rifDesc"), 110}});
+        FormRow states;
+        head.rows.append({heading("STATO FISICO")});
+        for (const auto &[column, caption] : physicalStates) {
+            states.append({u8(caption), r.flag(column), 38});
+            if (states.size() == 4) {
+                head.rows.append(states);
+                states.clear();
+            }
+        }
+        head.rows.append(states);
+        frames->append(head);
+
+        const qint64 carriers = db.scalar(QStringLiteral("SELECT COUNT(*) FROM ModRif WHERE (rifID = ? AND tipoMod = 3)"),
+                                          {rifID}).toLongLong();
+        frames->append({u8("ORIGINE DEL RIFIUTO"),
+                        {{{u8("Rifiuto prodotto nell'Unità Locale"), r.qty("qtaProd", "umiProd"), 55},
+                          {u8("Rifiuto ricevuto da terzi"), r.qty("qtaTerzi", "umiTerzi"), 55},
+                          {u8("Rifiuto prodotto fuori dall'Unità Locale"), r.qty("qtaFuori", "umiFuori"), 55}}}});
+        frames->append({u8("TRASPORTO DEL RIFIUTO"),
+                        {{{u8("Rifiuto trasportato dal dichiarante"), r.qty("qtaTras", "umiTras"), 55},
+                          {u8("Rifiuto trasportato da terzi"), carriers > 0 ? u8("X") : QString(), 10}}}});
+        frames->append({u8("DESTINAZIONE DEL RIFIUTO"),
+                        {{{u8("Rifiuto consegnato a terzi per operazioni di recupero o smaltimento"),
+                           r.qty("qtaCons", "umiCons"), 55}},
+                         {heading("Rifiuto in giacenza presso il produttore al 31/12/aaaa in attesa di essere "
+                                  "conferito a terzi")},
+                         {{u8("da avviare a recupero"), r.qty("qtaGiacRec", "umiGiacRec"), 55},
+                          {u8("da avviare a smaltimento"), r.qty("qtaGiacSmalt", "umiGiacSmalt"), 55}}}});
+        frames->append({u8("OPERAZIONI DI RECUPERO O SMALTIMENTO SVOLTE NELL'UNITA' LOCALE"),
+                        {{{u8("Quantità complessiva di rifiuto avviato a recupero"), r.qty("qtaRec", "umiRec"), 75},
+                          {u8("Quantità complessiva di rifiuto avviato a smaltimento"), r.qty("qtaSmalt", "umiSmalt"),
+                           75}}}});
+
+        // modules: RT (non-private first), DR, TE, MG, RE; numbered within their type
+        for (int type = 1; type <= 5; ++type) {
+            const QString order = type == 1 ? QStringLiteral("Privati, mrID") : QStringLiteral("mrID");
+            QSqlQuery m = db.query(QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = ?) ORDER BY ")
+                                       + order,
+                                   {rifID, type}, dbClass::Which::Current, &ok);
+            if (!ok)
+                return false;
+            int n = 0;
+            while (m.next()) {
+                const Row mr{m};
+                ++n;
+                switch (type) {
+                case 1: frames->append(counterpartModule(db, mr, n, true, code)); break;
+                case 2: frames->append(counterpartModule(db, mr, n, false, code)); break;
+                case 3: frames->append(teModule(mr, n)); break;
+                case 4: frames->append(mgModule(db, mr, m.value(QStringLiteral("mrID")).toLongLong(), n)); break;
+                case 5: frames->append(reModule(db, mr, n)); break;
+                }
+            }
+        }
+    }
+    return true;
+}
+
+} // namespace print
