@@ -2,7 +2,7 @@
 
 #include "print/elenco.h"
 #include "print/printcommon.h"
-#include "print/rifprint.h"
+#include "print/schedeprint.h"
 #include "shell/dbclass.h"
 #include "shell/qorclass.h"
 
@@ -191,7 +191,7 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *comp
             if (r.saID == saID)
                 schede = r.schede;
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
-    return rifFrames(db, saID, frames);
+    return saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && intFrames(db, saID, frames);
 }
 
 void setupDeclaration(clsPDFCreator &pdf)

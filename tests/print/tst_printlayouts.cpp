@@ -6,7 +6,7 @@
 #include "print/dichiarazione.h"
 #include "print/elenco.h"
 #include "print/printcommon.h"
-#include "print/rifprint.h"
+#include "print/schedeprint.h"
 #include "refdata/template.h"
 #include "shell/cli.h"
 #include "shell/dbclass.h"
@@ -50,6 +50,7 @@ private Q_SLOTS:
     void listIsPaginatedWithoutOverlaps();
     void declarationPrintsAnagrafica();
     void declarationPrintsSchedeRif();
+    void declarationPrintsSaAutAndInt();
     void wrapping();
     void commandLine();
 
@@ -339,6 +340,73 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
                           .match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
     QVERIFY(pages > 2);
     QVERIFY(shownTexts(doc, pages - 1).contains("Pagina " + QByteArray::number(pages) + " di " + QByteArray::number(pages)));
+}
+
+void TestPrintLayouts::declarationPrintsSaAutAndInt()
+{
+    const qint64 sa = addDeclaration(QStringLiteral("AAA00000002"), QStringLiteral("Autorizzata"), 58, 91);
+    QVERIFY(db_->insertRow(QStringLiteral("SaAut"), {{QStringLiteral("saID"), sa},
+                                                     {QStringLiteral("suEstremi"), QStringLiteral("Det. 12/2015")},
+                                                     {QStringLiteral("suDataRil"), QStringLiteral("2015-06-01")},
+                                                     {QStringLiteral("suEnte"), 3},
+                                                     {QStringLiteral("suTipo"), 6},
+                                                     {QStringLiteral("suRecupero"), QStringLiteral("1000000000001")},
+                                                     {QStringLiteral("suSmaltimento"), QStringLiteral("000000000000001")},
+                                                     {QStringLiteral("Incenerimento"), 1},
+                                                     {QStringLiteral("incQta"), 150000}}) > 0);
+    const qint64 intID = db_->insertRow(QStringLiteral("SezInt"), {{QStringLiteral("saID"), sa},
+                                                                   {QStringLiteral("rifCod"), QStringLiteral("170405")},
+                                                                   {QStringLiteral("sfAltro"), 1},
+                                                                   {QStringLiteral("intQta"), 25000000},
+                                                                   {QStringLiteral("intUmi"), 1}});
+    for (int type : {2, 1, 2})
+        QVERIFY(db_->insertRow(QStringLiteral("ModInt"), {{QStringLiteral("intID"), intID},
+                                                          {QStringLiteral("tipoMod"), type},
+                                                          {QStringLiteral("RagSoc"), QStringLiteral("Parte %1").arg(type)},
+                                                          {QStringLiteral("nazID"), 203},
+                                                          {QStringLiteral("qtaMod"), 25},
+                                                          {QStringLiteral("umiMod"), 2}}) > 0);
+
+    QList<print::FormFrame> frames;
+    QVERIFY(print::saAutFrames(*db_, sa, &frames));
+    QCOMPARE(frames.size(), 1);
+    auto field = [](const print::FormFrame &f, const QString &caption) {
+        for (const print::FormRow &r : f.rows)
+            for (const print::FormField &x : r)
+                if (x.caption == caption)
+                    return x.value;
+        return QStringLiteral("<assente>");
+    };
+    QCOMPARE(field(frames[0], QStringLiteral("Ente di rilascio")), QStringLiteral("Ministero Ambiente "));
+    QCOMPARE(field(frames[0], QStringLiteral("Data di rilascio")), QStringLiteral("01/06/2015"));
+    QCOMPARE(field(frames[0], QStringLiteral("Data di scadenza")), QString());
+    QVERIFY(field(frames[0], QStringLiteral("Tipo di autorizzazione")).startsWith(QStringLiteral("Oper. di recupero")));
+    QCOMPARE(field(frames[0], QStringLiteral("Recupero")), QStringLiteral("R1, R13"));   // short string: rest unticked
+    QCOMPARE(field(frames[0], QStringLiteral("Smaltimento")), QStringLiteral("D15"));
+    QCOMPARE(field(frames[0], QStringLiteral("Incenerimento: capacità autorizzata")), QStringLiteral("150.000"));
+    QCOMPARE(field(frames[0], QStringLiteral("Coincenerimento: capacità autorizzata")), QStringLiteral("<assente>"));
+    QCOMPARE(print::tickedOperations(QString(), {QStringLiteral("R1")}), QString());
+    QCOMPARE(print::tickedOperations(QStringLiteral("01"), {QStringLiteral("R1"), QStringLiteral("R2"), QStringLiteral("R3")}),
+             QStringLiteral("R2"));
+
+    frames.clear();
+    QVERIFY(print::intFrames(*db_, sa, &frames));
+    QCOMPARE(frames.size(), 4);
+    QCOMPARE(frames[0].title, QStringLiteral("Scheda INT - Totale rifiuti commercializzati ed intermediati senza detenzione"));
+    QCOMPARE(field(frames[0], QStringLiteral("Quantità complessivamente intermediata:")), QStringLiteral("25.000,000 Kg"));
+    QCOMPARE(field(frames[0], QStringLiteral("Altro")), QStringLiteral("X"));
+    QCOMPARE(frames[1].title, QStringLiteral("Modulo UO - Elenco Unità Locali di origine del rifiuto"));
+    QCOMPARE(field(frames[1], QStringLiteral("Quantità acquisita nell'anno:")), QStringLiteral("0,025 t"));
+    QCOMPARE(frames[2].title, QStringLiteral("Modulo UD - Elenco unità locali di destinazione del rifiuto"));
+    QCOMPARE(field(frames[3], QStringLiteral("n° progressivo Modulo UD")), QStringLiteral("2"));
+    QCOMPARE(field(frames[3], QStringLiteral("Paese estero (se di destinazione non nazionale)")), QStringLiteral("AUSTRIA"));
+
+    const QString path = dir_.filePath(QStringLiteral("aut.pdf"));
+    QString error;
+    QCOMPARE(print::printDichiarazione(*db_, sa, path, &error), print::DeclarationResult::Ok);
+    const QByteArray doc = readFile(path);
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
 }
 
 void TestPrintLayouts::wrapping()

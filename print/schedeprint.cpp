@@ -1,5 +1,6 @@
-#include "print/rifprint.h"
+#include "print/schedeprint.h"
 
+#include "print/printcommon.h"
 #include "shell/dbclass.h"
 #include "shell/qty.h"
 
@@ -50,6 +51,38 @@ struct Row {
 };
 
 FormField heading(const char *text) { return {u8(text), {}, 0}; }
+
+void appendPhysicalState(FormFrame &f, const Row &r)
+{
+    f.rows.append({heading("STATO FISICO")});
+    FormRow states;
+    for (const auto &[column, caption] : physicalStates) {
+        states.append({u8(caption), r.flag(column), 38});
+        if (states.size() == 4) {
+            f.rows.append(states);
+            states.clear();
+        }
+    }
+    f.rows.append(states);
+}
+
+QString number(const QSqlQuery &q, const char *column)
+{
+    const QVariant v = q.value(QLatin1String(column));
+    return v.isNull() || v.toLongLong() == 0 ? QString() : Qty::fromInt(v.toLongLong()).format(0);
+}
+
+// Operation codes of a Codici type in list order.
+QStringList operationCodes(dbClass &db, int type)
+{
+    QStringList codes;
+    bool ok = false;
+    QSqlQuery q = db.query(QStringLiteral("SELECT codAlfa FROM Codici WHERE (codType = ?) ORDER BY codNumb"), {type},
+                           dbClass::Which::Current, &ok);
+    while (ok && q.next())
+        codes.append(q.value(0).toString().trimmed());
+    return codes;
+}
 
 struct Place {
     QString comune, sigla;
@@ -179,7 +212,131 @@ FormFrame reModule(dbClass &db, const Row &r, int number)
               {u8("Quantità prodotta fuori dell'unità locale:"), r.qty("qtaMod", "umiMod"), 55}}}};
 }
 
+FormFrame intModule(dbClass &db, const Row &r, int number, bool uo)
+{
+    const Place p = placeOf(db, r.num("prvIstat"), r.num("comIstat"));
+    FormFrame f{uo ? u8("Modulo UO - Elenco Unità Locali di origine del rifiuto")
+                   : u8("Modulo UD - Elenco unità locali di destinazione del rifiuto"),
+                {}};
+    f.rows.append({{uo ? u8("n° progressivo Modulo UO") : u8("n° progressivo Modulo UD"), QString::number(number), 35}});
+    f.rows.append({heading(uo ? "Unità locale di origine" : "Unità locale di destinazione")});
+    f.rows.append({{u8("Codice fiscale:"), r.text("CodFisc"), 45}, {u8("Nome o ragione sociale:"), r.text("RagSoc"), 128}});
+    f.rows.append({heading(uo ? "Indirizzo (se di origine nazionale)" : "Indirizzo (se di destinazione nazionale)")});
+    f.rows.append({{u8("Comune:"), p.comune, 65}, {u8("Provincia:"), p.sigla, 15}, {u8("Via:"), r.text("Via"), 55},
+                   {u8("N. civico:"), r.text("Civico"), 15}, {u8("C.A.P.:"), r.text("Cap"), 14}});
+    f.rows.append({{uo ? u8("Paese estero (se di origine non nazionale)")
+                       : u8("Paese estero (se di destinazione non nazionale)"),
+                    nation(db, r.num("nazID")), 80},
+                   {uo ? u8("Quantità acquisita nell'anno:") : u8("Quantità ceduta nell'anno:"),
+                    r.qty("qtaMod", "umiMod"), 55}});
+    return f;
+}
+
 } // namespace
+
+QString issuingBody(int code)
+{
+    switch (code) {
+    case 1: return u8("Provincia");
+    case 2: return u8("Regione");
+    case 3: return u8("Ministero Ambiente ");
+    default: return {};
+    }
+}
+
+QString authorisationType(int code)
+{
+    static const char *const types[] = {
+        "Autorizzazione unica per nuovi impianti di recupero/smaltimento - Art.208 del D.Lgs. n. 152/2006 e s.m.i.",
+        "Autorizzazione all'esercizio di operazioni di recupero e/o smaltimento di rifiuti con impianti mobili",
+        "Autorizzazione al trattamento di rifiuti liquidi in impianti di trattamento di acque reflue urbane",
+        "Autorizzazione alla realizzazione di impianti di ricerca e sperimentazione",
+        "Autorizzazione Integrata Ambientale - Art. 29-ter e Art. 213 del D.Lgs. 152/2006 e s.m.i.",
+        "Oper. di recupero mediante Comunicazione in \"Procedura Semplificata\" e autorizzazione unica ambientale "
+        "(AUA)",
+    };
+    return code >= 1 && code <= 6 ? u8(types[code - 1]) : QString();
+}
+
+QString tickedOperations(const QString &stored, const QStringList &codes)
+{
+    const QString flags = (stored + QStringLiteral("000000000000000")).left(15);
+    QStringList ticked;
+    for (int i = 0; i < codes.size() && i < flags.size(); ++i)
+        if (flags.at(i) == u'1')
+            ticked.append(codes.at(i));
+    return ticked.join(QStringLiteral(", "));
+}
+
+bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
+{
+    bool ok = false;
+    QSqlQuery q = db.query(QStringLiteral("SELECT * FROM SaAut WHERE (saID = ?) ORDER BY suID"), {saID},
+                           dbClass::Which::Current, &ok);
+    if (!ok)
+        return false;
+    const QStringList recovery = operationCodes(db, 1), disposal = operationCodes(db, 2);
+    int n = 0;
+    while (q.next()) {
+        const Row r{q};
+        FormFrame f{u8("SA-AUT - Autorizzazioni"), {}};
+        f.rows.append({{u8("n° progressivo Scheda SA-AUT"), QString::number(++n), 40},
+                       {u8("Estremi dell'autorizzazione"), r.text("suEstremi"), 60},
+                       {u8("Data di rilascio"), italianDate(r.text("suDataRil")), 32},
+                       {u8("Data di scadenza"), italianDate(r.text("suDataScad")), 32}});
+        f.rows.append({{u8("Ente di rilascio"), issuingBody(r.num("suEnte")), 60},
+                       {u8("Rinnovo con autocertificazione"), r.flag("suRinnovo"), 10}});
+        f.rows.append({{u8("Tipo di autorizzazione"), authorisationType(r.num("suTipo")), 176}});
+        f.rows.append({{u8("Veicoli fuori uso"), r.flag("suVFU"), 25}, {u8("RAEE"), r.flag("suRAEE"), 25},
+                       {u8("Incenerimento"), r.flag("Incenerimento"), 25},
+                       {u8("Coincenerimento"), r.flag("Coincenerimento"), 25}});
+        f.rows.append({heading("Operazioni di recupero/smaltimento contenute nell'autorizzazione")});
+        f.rows.append({{u8("Recupero"), tickedOperations(r.text("suRecupero"), recovery), 176}});
+        f.rows.append({{u8("Smaltimento"), tickedOperations(r.text("suSmaltimento"), disposal), 176}});
+        if (r.num("Incenerimento") != 0)
+            f.rows.append({{u8("Incenerimento: capacità autorizzata"), number(q, "incQta"), 55},
+                           {u8("di cui rifiuti pericolosi"), number(q, "incRifP"), 55},
+                           {u8("di cui rifiuti non pericolosi"), number(q, "incRifNP"), 55}});
+        if (r.num("Coincenerimento") != 0)
+            f.rows.append({{u8("Coincenerimento: capacità autorizzata"), number(q, "conQta"), 55},
+                           {u8("di cui rifiuti pericolosi"), number(q, "conRifP"), 55},
+                           {u8("di cui rifiuti non pericolosi"), number(q, "conRifNP"), 55}});
+        frames->append(f);
+    }
+    return true;
+}
+
+bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
+{
+    bool ok = false;
+    QSqlQuery s = db.query(QStringLiteral("SELECT SezInt.*, Rifiuti.rifDesc FROM SezInt LEFT JOIN Rifiuti ON "
+                                          "SezInt.rifCod = Rifiuti.rifCod WHERE (SezInt.saID = ?) "
+                                          "ORDER BY SezInt.rifCod, SezInt.intID"),
+                           {saID}, dbClass::Which::Current, &ok);
+    if (!ok)
+        return false;
+    int number = 0;
+    while (s.next()) {
+        const Row r{s};
+        FormFrame f{u8("Scheda INT - Totale rifiuti commercializzati ed intermediati senza detenzione"), {}};
+        f.rows.append({{u8("n° progressivo Scheda INT"), QString::number(++number), 35},
+                       {u8("Codice rifiuto:"), r.text("rifCod"), 25},
+                       {u8("Descrizione"), r.text("rifDesc"), 110}});
+        appendPhysicalState(f, r);
+        f.rows.append({{u8("Quantità complessivamente intermediata:"), r.qty("intQta", "intUmi"), 55}});
+        frames->append(f);
+        for (int type = 1; type <= 2; ++type) {
+            QSqlQuery m = db.query(QStringLiteral("SELECT * FROM ModInt WHERE (intID = ? AND tipoMod = ?) ORDER BY miID"),
+                                   {s.value(QStringLiteral("intID")), type}, dbClass::Which::Current, &ok);
+            if (!ok)
+                return false;
+            int n = 0;
+            while (m.next())
+                frames->append(intModule(db, Row{m}, ++n, type == 1));
+        }
+    }
+    return true;
+}
 
 QString mgPlantType(int code)
 {
@@ -236,16 +393,7 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         head.rows.append({{u8("n° progressivo Scheda RIF"), QString::number(++number), 35},
                           {u8("Codice rifiuto:"), code, 25},
                           {u8("Descrizione"), r.text("rifDesc"), 110}});
-        FormRow states;
-        head.rows.append({heading("STATO FISICO")});
-        for (const auto &[column, caption] : physicalStates) {
-            states.append({u8(caption), r.flag(column), 38});
-            if (states.size() == 4) {
-                head.rows.append(states);
-                states.clear();
-            }
-        }
-        head.rows.append(states);
+        appendPhysicalState(head, r);
         frames->append(head);
 
         const qint64 carriers = db.scalar(QStringLiteral("SELECT COUNT(*) FROM ModRif WHERE (rifID = ? AND tipoMod = 3)"),
