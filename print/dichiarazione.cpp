@@ -98,7 +98,8 @@ double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
                 size -= 0.5;
                 pdf.setFont(Regular, size);
             }
-            pdf.text(x, rowY + 3, field.caption);
+            if (!field.caption.isEmpty())
+                pdf.text(x, rowY + 3, field.caption);
             pdf.box(x, rowY + 4, field.width, 6.5);
             boxedValue(pdf, x, rowY + 8.8, field.width, field.value);
             x += field.width + 3;
@@ -191,7 +192,8 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *comp
             if (r.saID == saID)
                 schede = r.schede;
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
-    return saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && intFrames(db, saID, frames);
+    return saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && intFrames(db, saID, frames)
+           && imbFrames(db, saID, frames);
 }
 
 void setupDeclaration(clsPDFCreator &pdf)

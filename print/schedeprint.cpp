@@ -115,13 +115,59 @@ bool isUrbanOriginCode(const QString &code)
            || code == QLatin1String("190503");
 }
 
+// Where a module hangs: a scheda RIF, or a waste code of the scheda IMB
+// (whose modules print their code, and for RT-IMB the surface of origin).
+struct ModuleOwner {
+    bool imb = false;
+    QString code;      // as printed ("150104-A" for aluminium)
+    QString surface;   // RT-IMB: "da sup. pubblica" / "da sup. privata"
+};
+
+QString moduleName(const char *kind, const ModuleOwner &o)
+{
+    return QString::fromLatin1(kind) + (o.imb ? QStringLiteral("-IMB") : QString());
+}
+
+FormRow firstModuleRow(const char *kind, const ModuleOwner &o, int number)
+{
+    FormRow row{{u8("n° progressivo Modulo ") + moduleName(kind, o), QString::number(number), 35}};
+    if (o.imb) {
+        row.append({u8("Codice rifiuto:"), o.code, 30});
+        if (!o.surface.isEmpty())
+            row.append({u8("Provenienza"), o.surface, 40});
+    }
+    return row;
+}
+
+// Operation rows (code and quantity) of an MG or DR-IMB module, three a line.
+void appendOperations(dbClass &db, FormFrame &f, const QString &table, const QString &key, qint64 id)
+{
+    bool ok = false;
+    QSqlQuery ops = db.query(QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice")
+                                 .arg(table, key),
+                             {id}, dbClass::Which::Current, &ok);
+    FormRow row;
+    while (ok && ops.next()) {
+        row.append({u8("Operazione"), ops.value(0).toString(), 20});
+        row.append({u8("Quantità"), quantityText(ops.value(1), ops.value(2)), 33});
+        if (row.size() == 6) {
+            f.rows.append(row);
+            row.clear();
+        }
+    }
+    if (!row.isEmpty())
+        f.rows.append(row);
+}
+
 // RT and DR share their layout; the texts differ.
-FormFrame counterpartModule(dbClass &db, const Row &r, int number, bool rt, const QString &wasteCode)
+FormFrame counterpartModule(dbClass &db, const Row &r, qint64 id, int number, bool rt, const ModuleOwner &o)
 {
     const Place p = placeOf(db, r.num("prvIstat"), r.num("comIstat"));
-    FormFrame f{rt ? u8("Modulo RT - Rifiuti ricevuti da terzi") : u8("Modulo DR - Rifiuti conferiti a terzi"), {}};
-    FormRow first{{rt ? u8("n° progressivo Modulo RT") : u8("n° progressivo Modulo DR"), QString::number(number), 35}};
-    if (rt)
+    FormFrame f{u8("Modulo ") + moduleName(rt ? "RT" : "DR", o)
+                    + (rt ? u8(" - Rifiuti ricevuti da terzi") : u8(" - Rifiuti conferiti a terzi")),
+                {}};
+    FormRow first = firstModuleRow(rt ? "RT" : "DR", o, number);
+    if (rt && !o.imb)
         first.append({u8("Privati"), r.flag("Privati"), 15});
     f.rows.append(first);
     f.rows.append({heading(rt ? "Impresa o Ente che ha conferito il rifiuto" : "Soggetto destinatario del rifiuto")});
@@ -136,17 +182,20 @@ FormFrame counterpartModule(dbClass &db, const Row &r, int number, bool rt, cons
                    {u8("Codice regolamento (CE) 1013/2006:"), r.text("RegCE"), 45}});
     f.rows.append({{rt ? u8("Quantità ricevuta nell'anno:") : u8("Quantità conferita nell'anno:"),
                     r.qty("qtaMod", "umiMod"), 55}});
-    if (rt) {
+    if (rt && o.imb) {
+        f.rows.append({{u8("Tipologia di trattamento prevista sui rifiuti ricevuti dall'estero:"),
+                        imbTreatment(r.num("discDep")), 80}});
+    } else if (rt) {
         f.rows.append({heading("Tipologia di trattamento prevista sui rifiuti ricevuti dall'estero:")});
         f.rows.append({{u8("recupero di materia:"), r.qty("qtaDep", "umiDep"), 55},
                        {u8("recupero di energia:"), r.qty("qta191", "umi191"), 55},
                        {u8("incenerimento:"), r.qty("qtaInc", "umiInc"), 55}});
         f.rows.append({{u8("discarica:"), r.qty("qtaDisc", "umiDisc"), 55},
                        {u8("altre operazioni di smaltimento:"), r.qty("qtaSmalt", "umiSmalt"), 55}});
-        if (isUrbanOriginCode(wasteCode))
+        if (isUrbanOriginCode(o.code))
             f.rows.append({{u8("Barrare se la quantità indicata nel modulo è relativa a rifiuti di origine urbana"),
                             r.flag("discDep"), 10}});
-        if (isBatteryCode(wasteCode))
+        if (isBatteryCode(o.code))
             f.rows.append({{u8("Specificare se la quantità indicata nel modulo è relativa a pile e accumulatori "
                                "portatili:"),
                             r.num("disc191") == 1 ? u8("Sì") : u8("No"), 15}});
@@ -157,38 +206,33 @@ FormFrame counterpartModule(dbClass &db, const Row &r, int number, bool rt, cons
                        {u8("Quantità a incenerimento:"), r.qty("qtaInc", "umiInc"), 55}});
         f.rows.append({{u8("Quantità avviata in discarica:"), r.qty("qtaDisc", "umiDisc"), 55},
                        {u8("Quantità ad altre operazioni di smaltimento:"), r.qty("qtaSmalt", "umiSmalt"), 55}});
+        if (o.imb) {
+            f.rows.append({heading("Operazioni di recupero e di smaltimento")});
+            appendOperations(db, f, QStringLiteral("RecModImb"), QStringLiteral("mbID"), id);
+        }
     }
     return f;
 }
 
-FormFrame teModule(const Row &r, int number)
+FormFrame teModule(const Row &r, int number, const ModuleOwner &o)
 {
-    return {u8("Modulo TE - Rifiuti trasportati da terzi"),
-            {{{u8("n° progressivo Modulo TE"), QString::number(number), 35}},
+    return {u8("Modulo ") + moduleName("TE", o) + u8(" - Rifiuti trasportati da terzi"),
+            {firstModuleRow("TE", o, number),
              {heading("Trasportatore")},
              {{u8("Codice fiscale:"), r.text("CodFisc"), 45}, {u8("Nome o ragione sociale:"), r.text("RagSoc"), 128}}}};
 }
 
-FormFrame mgModule(dbClass &db, const Row &r, qint64 mrID, int number)
+FormFrame mgModule(dbClass &db, const Row &r, qint64 id, int number, const ModuleOwner &o)
 {
-    FormFrame f{u8("Modulo MG - Operazioni di gestione rifiuti svolte nell'unità locale"), {}};
-    f.rows.append({{u8("n° progressivo Modulo MG"), QString::number(number), 35},
-                   {u8("Tipologia impianto:"), mgPlantType(r.num("Privati")), 138}});
+    FormFrame f{u8("Modulo ") + moduleName("MG", o) + u8(" - Operazioni di gestione rifiuti svolte nell'unità locale"),
+                {}};
+    f.rows.append(firstModuleRow("MG", o, number));
+    f.rows.append({{u8("Tipologia impianto:"), mgPlantType(r.num("Privati")), 176}});
     f.rows.append({heading("Operazioni di recupero e di smaltimento")});
-    bool ok = false;
-    QSqlQuery ops = db.query(QStringLiteral("SELECT Codice, qta, umi FROM RecRif WHERE (mrID = ?) ORDER BY Posizione, Codice"),
-                             {mrID}, dbClass::Which::Current, &ok);
-    FormRow row;
-    while (ok && ops.next()) {
-        row.append({u8("Operazione"), ops.value(0).toString(), 20});
-        row.append({u8("Quantità"), quantityText(ops.value(1), ops.value(2)), 33});
-        if (row.size() == 6) {
-            f.rows.append(row);
-            row.clear();
-        }
-    }
-    if (!row.isEmpty())
-        f.rows.append(row);
+    if (o.imb)
+        appendOperations(db, f, QStringLiteral("RecModImb"), QStringLiteral("mbID"), id);
+    else
+        appendOperations(db, f, QStringLiteral("RecRif"), QStringLiteral("mrID"), id);
     f.rows.append({heading("Deposito definitivo effettuato nell'unità locale (operazioni D1, D5, D12)")});
     f.rows.append({{u8("Quantità depositata in discarica nell'anno:"), r.qty("qtaDep", "umiDep"), 55},
                    {u8("Classificazione della discarica (D.Lgs. 36/2003):"), landfillClass(r.num("discDep")), 60}});
@@ -338,6 +382,108 @@ bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
     return true;
 }
 
+QString imbWasteCode(const QString &code, int allAcc)
+{
+    if (code == QLatin1String("150104"))
+        return code + (allAcc == 1 ? QStringLiteral("-A") : QStringLiteral("-C"));
+    return code;
+}
+
+QString imbTreatment(int code)
+{
+    static const char *const choices[] = {"recupero di materia", "recupero di energia", "incenerimento", "discarica",
+                                          "altre operazioni di smaltimento"};
+    return code >= 1 && code <= 5 ? u8(choices[code - 1]) : QString();
+}
+
+QString imbSurface(int mbFlag)
+{
+    return mbFlag != 0 ? u8("da sup. pubblica") : u8("da sup. privata");
+}
+
+bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
+{
+    // the groups of waste rows, by Posizione from 1 in the order of the scheda
+    static const char *const groups[] = {
+        "Rifiuto ricevuto da superficie pubblica",
+        "Rifiuto ricevuto da superficie privata",
+        "Rifiuto prodotto nell'unità locale da trattamento imballaggi monomateriale",
+        "Rifiuto prodotto nell'unità locale da trattamento imballaggi multimateriale",
+    };
+    // secondary materials, msQta01.. in this order
+    static const char *const materials[] = {"Altro", "Legno", "Plastica", "Carta e cartone", "Rottami in alluminio",
+                                            "Rottami in vetro", "Rottami di ferro e acciaio"};
+    bool ok = false;
+    QSqlQuery s = db.query(QStringLiteral("SELECT * FROM SezImb WHERE (saID = ?) ORDER BY siID"), {saID},
+                           dbClass::Which::Current, &ok);
+    if (!ok)
+        return false;
+    while (s.next()) {
+        const Row r{s};
+        const qint64 siID = s.value(QStringLiteral("siID")).toLongLong();
+        frames->append({u8("Scheda IMB - Gestione rifiuti da imballaggio"),
+                        {{heading("COMUNICAZIONE IMBALLAGGI")}, {heading("Sezione gestori rifiuti di imballaggio")}}});
+        for (int g = 1; g <= 4; ++g) {
+            QSqlQuery rows = db.query(QStringLiteral("SELECT RecImb.rifCod, RecImb.allAcc, RecImb.qta, RecImb.umi, "
+                                                     "Rifiuti.rifDesc FROM RecImb LEFT JOIN Rifiuti ON RecImb.rifCod = "
+                                                     "Rifiuti.rifCod WHERE (RecImb.siID = ? AND RecImb.Posizione = ?) "
+                                                     "ORDER BY RecImb.Posizione, RecImb.riID"),
+                                      {siID, g}, dbClass::Which::Current, &ok);
+            if (!ok)
+                return false;
+            FormFrame group{u8(groups[g - 1]), {}};
+            while (rows.next()) {
+                const bool first = group.rows.isEmpty();
+                group.rows.append({{first ? u8("Cod. CER") : QString(),
+                                    imbWasteCode(rows.value(0).toString().trimmed(), rows.value(1).toInt()), 25},
+                                   {first ? u8("Descrizione") : QString(), rows.value(4).toString(), 100},
+                                   {first ? u8("Quantità") : QString(), quantityText(rows.value(2), rows.value(3)), 45}});
+            }
+            if (!group.rows.isEmpty())
+                frames->append(group);
+        }
+        frames->append({u8("Destinazione del rifiuto"),
+                        {{{u8("Rifiuto consegnato a terzi: Quantità consegnata a terzi"), r.qty("qtaTerzi", "umiTerzi"), 70},
+                          {u8("Rifiuti in giacenza al 31/12"), r.qty("qtaGiac", "umiGiac"), 55}}}});
+        FormFrame ms{u8("Materiali secondari"), {{heading("ai sensi dell'Art. 184-TER del D.L.GS. N. 152/2006")}}};
+        FormRow row;
+        for (int i = 0; i < 7; ++i) {
+            const QByteArray n = QByteArray::number(i + 1).rightJustified(2, '0');
+            row.append({u8(materials[i]), r.qty(("msQta" + n).constData(), ("msUmi" + n).constData()), 55});
+            if (row.size() == 3) {
+                ms.rows.append(row);
+                row.clear();
+            }
+        }
+        ms.rows.append(row);
+        frames->append(ms);
+
+        // modules by type, then waste code and surface, numbered within their type
+        for (int type = 1; type <= 4; ++type) {
+            QSqlQuery m = db.query(QStringLiteral("SELECT * FROM ModImb WHERE (siID = ? AND tipoMod = ?) "
+                                                  "ORDER BY rifCod, mbFlag, mbID"),
+                                   {siID, type}, dbClass::Which::Current, &ok);
+            if (!ok)
+                return false;
+            int n = 0;
+            while (m.next()) {
+                const Row mr{m};
+                const qint64 mbID = m.value(QStringLiteral("mbID")).toLongLong();
+                // a module names the code only: 150104 stays whole here
+                const ModuleOwner owner{true, mr.text("rifCod"), type == 1 ? imbSurface(mr.num("mbFlag")) : QString()};
+                ++n;
+                switch (type) {
+                case 1: frames->append(counterpartModule(db, mr, mbID, n, true, owner)); break;
+                case 2: frames->append(counterpartModule(db, mr, mbID, n, false, owner)); break;
+                case 3: frames->append(teModule(mr, n, owner)); break;
+                case 4: frames->append(mgModule(db, mr, mbID, n, owner)); break;
+                }
+            }
+        }
+    }
+    return true;
+}
+
 QString mgPlantType(int code)
 {
     return code >= 1 && code <= int(std::size(plantTypes)) ? u8(plantTypes[code - 1]) : QString();
@@ -426,14 +572,16 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
             if (!ok)
                 return false;
             int n = 0;
+            const ModuleOwner owner{false, code, {}};
             while (m.next()) {
                 const Row mr{m};
+                const qint64 mrID = m.value(QStringLiteral("mrID")).toLongLong();
                 ++n;
                 switch (type) {
-                case 1: frames->append(counterpartModule(db, mr, n, true, code)); break;
-                case 2: frames->append(counterpartModule(db, mr, n, false, code)); break;
-                case 3: frames->append(teModule(mr, n)); break;
-                case 4: frames->append(mgModule(db, mr, m.value(QStringLiteral("mrID")).toLongLong(), n)); break;
+                case 1: frames->append(counterpartModule(db, mr, mrID, n, true, owner)); break;
+                case 2: frames->append(counterpartModule(db, mr, mrID, n, false, owner)); break;
+                case 3: frames->append(teModule(mr, n, owner)); break;
+                case 4: frames->append(mgModule(db, mr, mrID, n, owner)); break;
                 case 5: frames->append(reModule(db, mr, n)); break;
                 }
             }

@@ -19,6 +19,17 @@ bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 // The schede INT (order of waste code, then key), each with its modules UO, UD.
 bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 
+// The scheda IMB (one per declaration): waste rows by group, quantities,
+// secondary materials, then the modules RT-IMB, DR-IMB, TE-IMB, MG-IMB.
+bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+// A stored IMB waste code as shown: 150104 splits into "150104-A"
+// (aluminium, allAcc 1) and "150104-C" (steel).
+QString imbWasteCode(const QString &code, int allAcc);
+// The single treatment choice of an RT-IMB module from abroad (1-5 in the
+// order of the form) and the surface of origin of RT-IMB (mbFlag).
+QString imbTreatment(int code);
+QString imbSurface(int mbFlag);
+
 // Texts of the codes stored for MG plant types (index 1.. in the order of
 // the form's list), landfill classes (6, 7, 8) and RE activities (4, 2, 5, 6).
 QString mgPlantType(int code);

@@ -51,6 +51,7 @@ private Q_SLOTS:
     void declarationPrintsAnagrafica();
     void declarationPrintsSchedeRif();
     void declarationPrintsSaAutAndInt();
+    void declarationPrintsImb();
     void wrapping();
     void commandLine();
 
@@ -402,6 +403,73 @@ void TestPrintLayouts::declarationPrintsSaAutAndInt()
     QCOMPARE(field(frames[3], QStringLiteral("Paese estero (se di destinazione non nazionale)")), QStringLiteral("AUSTRIA"));
 
     const QString path = dir_.filePath(QStringLiteral("aut.pdf"));
+    QString error;
+    QCOMPARE(print::printDichiarazione(*db_, sa, path, &error), print::DeclarationResult::Ok);
+    const QByteArray doc = readFile(path);
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
+}
+
+void TestPrintLayouts::declarationPrintsImb()
+{
+    const qint64 sa = addDeclaration(QStringLiteral("AAA00000003"), QStringLiteral("Imballaggi"), 58, 91);
+    const qint64 si = db_->insertRow(QStringLiteral("SezImb"), {{QStringLiteral("saID"), sa},
+                                                                {QStringLiteral("qtaTerzi"), 5000000},
+                                                                {QStringLiteral("umiTerzi"), 1},
+                                                                {QStringLiteral("msQta02"), 3000000},
+                                                                {QStringLiteral("msUmi02"), 1}});
+    struct R { int pos; const char *code; int acc; };
+    for (const R &r : {R{1, "150104", 1}, R{1, "150104", 0}, R{3, "191204", 0}})
+        QVERIFY(db_->insertRow(QStringLiteral("RecImb"), {{QStringLiteral("siID"), si},
+                                                          {QStringLiteral("Posizione"), r.pos},
+                                                          {QStringLiteral("rifCod"), QString::fromLatin1(r.code)},
+                                                          {QStringLiteral("allAcc"), r.acc},
+                                                          {QStringLiteral("qta"), 2000},
+                                                          {QStringLiteral("umi"), 1}}) > 0);
+    auto module = [&](int type, QVariantMap v) {
+        v.insert(QStringLiteral("siID"), si);
+        v.insert(QStringLiteral("tipoMod"), type);
+        v.insert(QStringLiteral("rifCod"), QStringLiteral("150104"));
+        return db_->insertRow(QStringLiteral("ModImb"), v);
+    };
+    module(1, {{QStringLiteral("mbFlag"), 1}, {QStringLiteral("discDep"), 2}});
+    const qint64 dr = module(2, {{QStringLiteral("RagSoc"), QStringLiteral("Fonderia")}});
+    QVERIFY(db_->execute(QStringLiteral("INSERT INTO RecModImb (mbID, Posizione, Codice, qta, umi) VALUES (?, 1, 'R4', 2000, 1)"),
+                         {dr}));
+
+    QList<print::FormFrame> frames;
+    QVERIFY(print::imbFrames(*db_, sa, &frames));
+    QStringList titles;
+    for (const print::FormFrame &f : frames)
+        titles.append(f.title);
+    QCOMPARE(titles, QStringList({QStringLiteral("Scheda IMB - Gestione rifiuti da imballaggio"),
+                                  QStringLiteral("Rifiuto ricevuto da superficie pubblica"),
+                                  QStringLiteral("Rifiuto prodotto nell'unità locale da trattamento imballaggi monomateriale"),
+                                  QStringLiteral("Destinazione del rifiuto"), QStringLiteral("Materiali secondari"),
+                                  QStringLiteral("Modulo RT-IMB - Rifiuti ricevuti da terzi"),
+                                  QStringLiteral("Modulo DR-IMB - Rifiuti conferiti a terzi")}));
+    // 150104 prints split by metal, in the order the rows were entered
+    QCOMPARE(frames[1].rows.size(), 2);
+    QCOMPARE(frames[1].rows[0][0].value, QStringLiteral("150104-A"));
+    QCOMPARE(frames[1].rows[1][0].value, QStringLiteral("150104-C"));
+    QCOMPARE(frames[1].rows[1][0].caption, QString());   // captions on the first line only
+    QCOMPARE(frames[2].rows[0][0].value, QStringLiteral("191204"));
+    QCOMPARE(frames[4].rows[1][1].caption, QStringLiteral("Legno"));
+    QCOMPARE(frames[4].rows[1][1].value, QStringLiteral("3.000,000 Kg"));
+    QCOMPARE(frames[5].rows[0][0].caption, QStringLiteral("n° progressivo Modulo RT-IMB"));
+    QCOMPARE(frames[5].rows[0][2].value, QStringLiteral("da sup. pubblica"));
+    bool treatment = false, operation = false;
+    for (const print::FormRow &r : frames[5].rows)
+        for (const print::FormField &f : r)
+            treatment |= f.value == QStringLiteral("recupero di energia");
+    for (const print::FormRow &r : frames[6].rows)
+        for (const print::FormField &f : r)
+            operation |= f.caption == QStringLiteral("Operazione") && f.value == QStringLiteral("R4");
+    QVERIFY(treatment);
+    QVERIFY(operation);
+    QCOMPARE(print::imbWasteCode(QStringLiteral("150101"), 1), QStringLiteral("150101"));
+
+    const QString path = dir_.filePath(QStringLiteral("imb.pdf"));
     QString error;
     QCOMPARE(print::printDichiarazione(*db_, sa, path, &error), print::DeclarationResult::Ok);
     const QByteArray doc = readFile(path);
