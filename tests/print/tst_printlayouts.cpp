@@ -39,6 +39,16 @@ bool anyContains(const QList<QByteArray> &texts, const QByteArray &what)
     return false;
 }
 
+// Value of the field with that caption in a frame ("<assente>" when none).
+QString field(const print::FormFrame &f, const QString &caption)
+{
+    for (const print::FormRow &r : f.rows)
+        for (const print::FormField &x : r)
+            if (x.caption == caption)
+                return x.value;
+    return QStringLiteral("<assente>");
+}
+
 } // namespace
 
 class TestPrintLayouts : public QObject {
@@ -288,13 +298,6 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
                                  + scheda + QStringList{rt};
     QCOMPARE(titles, expected);
 
-    auto field = [&](const print::FormFrame &f, const QString &caption) {
-        for (const print::FormRow &r : f.rows)
-            for (const print::FormField &x : r)
-                if (x.caption == caption)
-                    return x.value;
-        return QStringLiteral("<assente>");
-    };
     QCOMPARE(field(frames[0], QStringLiteral("Codice rifiuto:")), QStringLiteral("150101"));
     QCOMPARE(field(frames[0], QStringLiteral("Liquido")), QStringLiteral("X"));
     QCOMPARE(field(frames[0], QStringLiteral("Aeriforme")), QString());
@@ -371,13 +374,6 @@ void TestPrintLayouts::declarationPrintsSaAutAndInt()
     QList<print::FormFrame> frames;
     QVERIFY(print::saAutFrames(*db_, sa, &frames));
     QCOMPARE(frames.size(), 1);
-    auto field = [](const print::FormFrame &f, const QString &caption) {
-        for (const print::FormRow &r : f.rows)
-            for (const print::FormField &x : r)
-                if (x.caption == caption)
-                    return x.value;
-        return QStringLiteral("<assente>");
-    };
     QCOMPARE(field(frames[0], QStringLiteral("Ente di rilascio")), QStringLiteral("Ministero Ambiente "));
     QCOMPARE(field(frames[0], QStringLiteral("Data di rilascio")), QStringLiteral("01/06/2015"));
     QCOMPARE(field(frames[0], QStringLiteral("Data di scadenza")), QString());
@@ -458,15 +454,10 @@ void TestPrintLayouts::declarationPrintsImb()
     QCOMPARE(frames[4].rows[1][1].value, QStringLiteral("3.000,000 Kg"));
     QCOMPARE(frames[5].rows[0][0].caption, QStringLiteral("n° progressivo Modulo RT-IMB"));
     QCOMPARE(frames[5].rows[0][2].value, QStringLiteral("da sup. pubblica"));
-    bool treatment = false, operation = false;
-    for (const print::FormRow &r : frames[5].rows)
-        for (const print::FormField &f : r)
-            treatment |= f.value == QStringLiteral("recupero di energia");
-    for (const print::FormRow &r : frames[6].rows)
-        for (const print::FormField &f : r)
-            operation |= f.caption == QStringLiteral("Operazione") && f.value == QStringLiteral("R4");
-    QVERIFY(treatment);
-    QVERIFY(operation);
+    QCOMPARE(field(frames[5], QStringLiteral("Tipologia di trattamento prevista sui rifiuti ricevuti dall'estero:")),
+             QStringLiteral("recupero di energia"));
+    QCOMPARE(field(frames[5], QStringLiteral("Privati")), QStringLiteral("<assente>"));
+    QCOMPARE(field(frames[6], QStringLiteral("Operazione")), QStringLiteral("R4"));
     QCOMPARE(print::imbWasteCode(QStringLiteral("150101"), 1), QStringLiteral("150101"));
 
     const QString path = dir_.filePath(QStringLiteral("imb.pdf"));
