@@ -185,12 +185,7 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *comp
     frames->append(rl);
 
     // the schede of the declaration, as in the list of declarations
-    QList<ElencoRow> rows;
-    QString schede;
-    if (readElenco(db, 0, &rows))
-        for (const ElencoRow &r : rows)
-            if (r.saID == saID)
-                schede = r.schede;
+    const QString schede = schedePresent(db, saID).value(saID, QStringLiteral("nessuna"));
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
     return saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && intFrames(db, saID, frames)
            && imbFrames(db, saID, frames);
