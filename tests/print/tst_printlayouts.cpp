@@ -66,6 +66,8 @@ private Q_SLOTS:
     void commandLine();
 
 private:
+    // Adds a row: columns "a,b,c" with their values; returns the new key.
+    qint64 add(const char *table, const char *columns, const QVariantList &values);
     qint64 addDeclaration(const QString &cf, const QString &name, int prv, int com, qint64 expID = 0);
 
     QTemporaryDir dir_;
@@ -76,29 +78,23 @@ private:
     qint64 first_ = 0, forli_ = 0;
 };
 
+qint64 TestPrintLayouts::add(const char *table, const char *columns, const QVariantList &values)
+{
+    QVariantMap row;
+    const QStringList names = QString::fromLatin1(columns).split(u',');
+    for (int i = 0; i < names.size(); ++i)
+        row.insert(names.at(i), values.value(i));
+    return db_->insertRow(QString::fromLatin1(table), row);
+}
+
 qint64 TestPrintLayouts::addDeclaration(const QString &cf, const QString &name, int prv, int com, qint64 expID)
 {
-    return db_->insertRow(QStringLiteral("SezAnag"),
-                          {{QStringLiteral("saAnno"), 2019},
-                           {QStringLiteral("CodFisc"), cf},
-                           {QStringLiteral("RagSoc"), name},
-                           {QStringLiteral("prvIstat"), prv},
-                           {QStringLiteral("comIstat"), com},
-                           {QStringLiteral("Via"), QStringLiteral("Via dell'Artigianato")},
-                           {QStringLiteral("Civico"), QStringLiteral("12/bis")},
-                           {QStringLiteral("Cap"), QStringLiteral("47121")},
-                           {QStringLiteral("slPrvIstat"), prv},
-                           {QStringLiteral("slComIstat"), com},
-                           {QStringLiteral("slVia"), QStringLiteral("Piazza Saffi")},
-                           {QStringLiteral("attIstat"), QStringLiteral("381100")},
-                           {QStringLiteral("Addetti"), 12},
-                           {QStringLiteral("Mesi"), 12},
-                           {QStringLiteral("saCognome"), QStringLiteral("Nicolò")},
-                           {QStringLiteral("saNome"), QStringLiteral("Mattia")},
-                           {QStringLiteral("saDataComp"), QStringLiteral("2019-03-15")},
-                           {QStringLiteral("saAnnulla"), 0},
-                           {QStringLiteral("saExp"), 0},
-                           {QStringLiteral("ExpID"), expID}});
+    return add("SezAnag",
+               "saAnno,CodFisc,RagSoc,prvIstat,comIstat,Via,Civico,Cap,slPrvIstat,slComIstat,slVia,attIstat,Addetti,"
+               "Mesi,saCognome,saNome,saDataComp,saAnnulla,saExp,ExpID",
+               {2019, cf, name, prv, com, QStringLiteral("Via dell'Artigianato"), QStringLiteral("12/bis"),
+                QStringLiteral("47121"), prv, com, QStringLiteral("Piazza Saffi"), QStringLiteral("381100"), 12, 12,
+                QStringLiteral("Nicolò"), QStringLiteral("Mattia"), QStringLiteral("2019-03-15"), 0, 0, expID});
 }
 
 void TestPrintLayouts::initTestCase()
@@ -255,31 +251,21 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
 {
     const qint64 sa = addDeclaration(QStringLiteral("AAA00000001"), QStringLiteral("Rifiuti e moduli"), 58, 91);
     auto addScheda = [&](const char *code) {
-        return db_->insertRow(QStringLiteral("SezRif"), {{QStringLiteral("saID"), sa},
-                                                         {QStringLiteral("rifCod"), QString::fromLatin1(code)},
-                                                         {QStringLiteral("sfLiquido"), 1},
-                                                         {QStringLiteral("qtaProd"), 1234500},
-                                                         {QStringLiteral("umiProd"), 1},
-                                                         {QStringLiteral("qtaCons"), 2000},
-                                                         {QStringLiteral("umiCons"), 2}});
+        return add("SezRif", "saID,rifCod,sfLiquido,qtaProd,umiProd,qtaCons,umiCons",
+                   {sa, QString::fromLatin1(code), 1, 1234500, 1, 2000, 2});
     };
     const qint64 battery = addScheda("160601");
     const qint64 paper = addScheda("150101");   // printed first: order of waste code
-    auto module = [&](qint64 rif, int type, QVariantMap v) {
-        v.insert(QStringLiteral("rifID"), rif);
-        v.insert(QStringLiteral("tipoMod"), type);
-        return db_->insertRow(QStringLiteral("ModRif"), v);
+    auto module = [&](qint64 rif, int type, const char *columns, const QVariantList &v) {
+        return add("ModRif", (QByteArray("rifID,tipoMod,") + columns).constData(), QVariantList{rif, type} + v);
     };
-    module(paper, 1, {{QStringLiteral("Privati"), 1}, {QStringLiteral("prvIstat"), 15}, {QStringLiteral("comIstat"), 146}});
-    module(paper, 1, {{QStringLiteral("Privati"), 0}, {QStringLiteral("RagSoc"), QStringLiteral("Conferente")},
-                      {QStringLiteral("qtaMod"), 1000000}, {QStringLiteral("umiMod"), 1}});
-    module(paper, 3, {{QStringLiteral("RagSoc"), QStringLiteral("Trasporti & C.")}});
-    const qint64 mg = module(paper, 4, {{QStringLiteral("Privati"), 1}, {QStringLiteral("qtaDep"), 5000},
-                                        {QStringLiteral("umiDep"), 1}, {QStringLiteral("discDep"), 6}});
-    QVERIFY(db_->execute(QStringLiteral("INSERT INTO RecRif (mrID, Posizione, Codice, qta, umi) VALUES (?, 1, 'R3', 1500, 2)"),
-                         {mg}));
-    module(paper, 5, {{QStringLiteral("Privati"), 2}, {QStringLiteral("prvIstat"), 40}, {QStringLiteral("comIstat"), 12}});
-    module(battery, 1, {{QStringLiteral("RagSoc"), QStringLiteral("Pile")}, {QStringLiteral("disc191"), 1}});
+    module(paper, 1, "Privati,prvIstat,comIstat", {1, 15, 146});
+    module(paper, 1, "Privati,RagSoc,qtaMod,umiMod", {0, QStringLiteral("Conferente"), 1000000, 1});
+    module(paper, 3, "RagSoc", {QStringLiteral("Trasporti & C.")});
+    const qint64 mg = module(paper, 4, "Privati,qtaDep,umiDep,discDep", {1, 5000, 1, 6});
+    add("RecRif", "mrID,Posizione,Codice,qta,umi", {mg, 1, QStringLiteral("R3"), 1500, 2});
+    module(paper, 5, "Privati,prvIstat,comIstat", {2, 40, 12});
+    module(battery, 1, "RagSoc,disc191", {QStringLiteral("Pile"), 1});
 
     QList<print::FormFrame> frames;
     QVERIFY(print::rifFrames(*db_, sa, &frames));
@@ -349,27 +335,13 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
 void TestPrintLayouts::declarationPrintsSaAutAndInt()
 {
     const qint64 sa = addDeclaration(QStringLiteral("AAA00000002"), QStringLiteral("Autorizzata"), 58, 91);
-    QVERIFY(db_->insertRow(QStringLiteral("SaAut"), {{QStringLiteral("saID"), sa},
-                                                     {QStringLiteral("suEstremi"), QStringLiteral("Det. 12/2015")},
-                                                     {QStringLiteral("suDataRil"), QStringLiteral("2015-06-01")},
-                                                     {QStringLiteral("suEnte"), 3},
-                                                     {QStringLiteral("suTipo"), 6},
-                                                     {QStringLiteral("suRecupero"), QStringLiteral("1000000000001")},
-                                                     {QStringLiteral("suSmaltimento"), QStringLiteral("000000000000001")},
-                                                     {QStringLiteral("Incenerimento"), 1},
-                                                     {QStringLiteral("incQta"), 150000}}) > 0);
-    const qint64 intID = db_->insertRow(QStringLiteral("SezInt"), {{QStringLiteral("saID"), sa},
-                                                                   {QStringLiteral("rifCod"), QStringLiteral("170405")},
-                                                                   {QStringLiteral("sfAltro"), 1},
-                                                                   {QStringLiteral("intQta"), 25000000},
-                                                                   {QStringLiteral("intUmi"), 1}});
+    QVERIFY(add("SaAut", "saID,suEstremi,suDataRil,suEnte,suTipo,suRecupero,suSmaltimento,Incenerimento,incQta",
+                {sa, QStringLiteral("Det. 12/2015"), QStringLiteral("2015-06-01"), 3, 6, QStringLiteral("1000000000001"),
+                 QStringLiteral("000000000000001"), 1, 150000}) > 0);
+    const qint64 intID = add("SezInt", "saID,rifCod,sfAltro,intQta,intUmi", {sa, QStringLiteral("170405"), 1, 25000000, 1});
     for (int type : {2, 1, 2})
-        QVERIFY(db_->insertRow(QStringLiteral("ModInt"), {{QStringLiteral("intID"), intID},
-                                                          {QStringLiteral("tipoMod"), type},
-                                                          {QStringLiteral("RagSoc"), QStringLiteral("Parte %1").arg(type)},
-                                                          {QStringLiteral("nazID"), 203},
-                                                          {QStringLiteral("qtaMod"), 25},
-                                                          {QStringLiteral("umiMod"), 2}}) > 0);
+        QVERIFY(add("ModInt", "intID,tipoMod,RagSoc,nazID,qtaMod,umiMod",
+                    {intID, type, QStringLiteral("Parte %1").arg(type), 203, 25, 2}) > 0);
 
     QList<print::FormFrame> frames;
     QVERIFY(print::saAutFrames(*db_, sa, &frames));
@@ -409,29 +381,14 @@ void TestPrintLayouts::declarationPrintsSaAutAndInt()
 void TestPrintLayouts::declarationPrintsImb()
 {
     const qint64 sa = addDeclaration(QStringLiteral("AAA00000003"), QStringLiteral("Imballaggi"), 58, 91);
-    const qint64 si = db_->insertRow(QStringLiteral("SezImb"), {{QStringLiteral("saID"), sa},
-                                                                {QStringLiteral("qtaTerzi"), 5000000},
-                                                                {QStringLiteral("umiTerzi"), 1},
-                                                                {QStringLiteral("msQta02"), 3000000},
-                                                                {QStringLiteral("msUmi02"), 1}});
-    struct R { int pos; const char *code; int acc; };
-    for (const R &r : {R{1, "150104", 1}, R{1, "150104", 0}, R{3, "191204", 0}})
-        QVERIFY(db_->insertRow(QStringLiteral("RecImb"), {{QStringLiteral("siID"), si},
-                                                          {QStringLiteral("Posizione"), r.pos},
-                                                          {QStringLiteral("rifCod"), QString::fromLatin1(r.code)},
-                                                          {QStringLiteral("allAcc"), r.acc},
-                                                          {QStringLiteral("qta"), 2000},
-                                                          {QStringLiteral("umi"), 1}}) > 0);
-    auto module = [&](int type, QVariantMap v) {
-        v.insert(QStringLiteral("siID"), si);
-        v.insert(QStringLiteral("tipoMod"), type);
-        v.insert(QStringLiteral("rifCod"), QStringLiteral("150104"));
-        return db_->insertRow(QStringLiteral("ModImb"), v);
-    };
-    module(1, {{QStringLiteral("mbFlag"), 1}, {QStringLiteral("discDep"), 2}});
-    const qint64 dr = module(2, {{QStringLiteral("RagSoc"), QStringLiteral("Fonderia")}});
-    QVERIFY(db_->execute(QStringLiteral("INSERT INTO RecModImb (mbID, Posizione, Codice, qta, umi) VALUES (?, 1, 'R4', 2000, 1)"),
-                         {dr}));
+    const qint64 si = add("SezImb", "saID,qtaTerzi,umiTerzi,msQta02,msUmi02", {sa, 5000000, 1, 3000000, 1});
+    for (const QVariantList &r : {QVariantList{1, QStringLiteral("150104"), 1}, QVariantList{1, QStringLiteral("150104"), 0},
+                                  QVariantList{3, QStringLiteral("191204"), 0}})
+        QVERIFY(add("RecImb", "siID,Posizione,rifCod,allAcc,qta,umi", QVariantList{si} + r + QVariantList{2000, 1}) > 0);
+    const QString code = QStringLiteral("150104");
+    add("ModImb", "siID,tipoMod,rifCod,mbFlag,discDep", {si, 1, code, 1, 2});
+    const qint64 dr = add("ModImb", "siID,tipoMod,rifCod,RagSoc", {si, 2, code, QStringLiteral("Fonderia")});
+    add("RecModImb", "mbID,Posizione,Codice,qta,umi", {dr, 1, QStringLiteral("R4"), 2000, 1});
 
     QList<print::FormFrame> frames;
     QVERIFY(print::imbFrames(*db_, sa, &frames));
