@@ -84,6 +84,36 @@ enum ImbSurface { SurfacePublic = 0, SurfacePrivate = 1 };
 // treatment activity, 0 otherwise.
 enum ImbActivity { MgImbSinglematerial = 0, MgImbMultimaterial = 1 };
 // RecImb.allAcc for 150104: 1 aluminium ("150104-A"), 0 steel ("150104-C").
+// RT-IMB: the treatment foreseen for waste from abroad, ModImb.discDep, the
+// position in this list from 1 (0: none chosen).
+inline const QStringList &imbTreatments()
+{
+    static const QStringList l = {QStringLiteral("recupero di materia"), QStringLiteral("recupero di energia"),
+                                  QStringLiteral("incenerimento"), QStringLiteral("discarica"),
+                                  QStringLiteral("altre operazioni di smaltimento")};
+    return l;
+}
+
+// Text of a stored code; empty for codes outside the list.
+inline QString listText(const QStringList &l, int code)
+{
+    return code >= 1 && code <= l.size() ? l.at(code - 1) : QString();
+}
+inline QString mgPlantText(int code) { return listText(mgPlantTypes(), code); }
+inline QString landfillText(int code)
+{
+    for (const auto &[c, t] : landfillClasses())
+        if (c == code)
+            return QString::fromUtf8(t);
+    return {};
+}
+inline QString reActivityText(int code)
+{
+    for (const auto &[c, t] : reActivities())
+        if (c == code)
+            return QString::fromUtf8(t);
+    return {};
+}
 
 // ---- vehicles: SezVfu.vfuTipo, RecVfu.Posizione ----
 enum VfuKind { VfuAut = 1, VfuRot = 2, VfuFra = 3 };

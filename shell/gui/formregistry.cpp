@@ -2,6 +2,7 @@
 
 #include "exchange/gui/expform.h"
 #include "exchange/gui/explist.h"
+#include "print/gui/printforms.h"
 #include "sections/anag/gui/forms.h"
 #include "shell/formrule.h"
 #include "verify/gui/verifica.h"
@@ -14,9 +15,9 @@ QHash<int, FormInfo> &formRegistry()
 
 void registerForms()
 {
-    // Sections add their forms here as they come:
-    //   formRegistry().insert(Form::SA1, {[](AppContext &c, QWidget *p) { ... }, true});
+    // Each area registers its forms by number (shell/formrule.h).
     registerAnagForms();
+    registerPrintForms();
     formRegistry().insert(Form::Verifica, {verify::gui::makeVerificaForm, false});
     formRegistry().insert(Form::Export, {exch::gui::makeExpForm, false});
     formRegistry().insert(Form::ExportList, {exch::gui::makeExpList, false});
