@@ -47,6 +47,9 @@ QString kindOf(int tipoMod)
     }
 }
 
+// The key of a declaration: "yymmddhhnnss" of the moment its AA record is
+// written, then its identifier; decided: the identifier is saID in decimal.
+// Cut to 15 characters, or padded with "0" to 15.
 QByteArray declarationKey(const QDateTime &now, qint64 saID)
 {
     QByteArray k = now.toString(QStringLiteral("yyMMddHHmmss")).toLatin1() + QByteArray::number(saID);

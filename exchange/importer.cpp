@@ -460,6 +460,17 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         const QByteArray line = chopLineEnd(f.readLine());
         ++n;
         const Layout *l = layout(line.left(2));
+        if (!l) {   // the file changed since it was checked
+            loader.rollback();
+            loader.end();
+            r.status = ImportResult::Refused;
+            r.check.ok = false;
+            r.check.message = QStringLiteral("Tipo record errato.");
+            r.check.line = n;
+            r.imported = loader.imported;
+            r.skipped = loader.skipped;
+            return r;
+        }
         // An AA line closes the declaration before it: check for a cancel there,
         // so that what is kept is always whole declarations.
         if (l->code == QLatin1String("AA") && progress && !progress(done, r.check.total)) {
