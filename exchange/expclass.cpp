@@ -291,7 +291,7 @@ bool expClass::write(qint64 saID)
     }
     const int nAu = prog;
 
-    if (!writeRif(d, a) || !materials(d, a, QStringLiteral("RIF"), 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT"))
+    if (!writeRif(d) || !materials(d, a, QStringLiteral("RIF"), 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT"))
         || !writeInt(d) || !writeImb(d) || !writeRaee(d) || !writeVfu(d))
         return false;
 
@@ -324,7 +324,7 @@ bool expClass::write(qint64 saID)
     return true;
 }
 
-bool expClass::writeRif(Decl &d, const QVariantMap &)
+bool expClass::writeRif(Decl &d)
 {
     std::vector<QVariantMap> schede, mods;
     if (!rows(QStringLiteral("SELECT * FROM SezRif WHERE (saID = ?) ORDER BY rifCod, rifID"),

@@ -64,7 +64,7 @@ private:
     void renew(QVariantMap &row, const QString &prv, const QString &com) const;
     bool rows(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out);
 
-    bool writeRif(Decl &d, const QVariantMap &a);
+    bool writeRif(Decl &d);
     bool writeInt(Decl &d);
     bool writeImb(Decl &d);
     bool writeRaee(Decl &d);

@@ -372,6 +372,10 @@ bool Loader::line(const Layout &l, const QByteArray &bytes)
             return false;
         QVariantMap m = columns(l, v);
         m.insert(fam == u'I' ? lc("siid") : fam == u'R' ? lc("srid") : lc("vfuid"), parent);
+        // Row codes back to frame positions. The file keeps positions only up to
+        // its last distinct code (IMB "PP" is 4, RAEE "PP" 3, VFU "PP" 2) and none
+        // on CR schede ("  ", loaded as 1); rows of equal position keep the file
+        // order, which is the order they are written in again.
         const QString p = v.value(lc("#pos")).toString();
         int pos = 1;
         if (fam == u'I')

@@ -166,7 +166,8 @@ std::vector<Layout> build()
             QU("qtaSmalt", "umiSmalt")});
     L("BA", 217, 37, "SezRif", f);
 
-    // BB: RIF module RT, DR or TE.
+    // BB: RIF module RT, DR or TE. The Privati flag belongs to RT modules;
+    // DR and TE modules write it "0;".
     f = {};
     rifStart(f);
     add(f, {T("#kind", 2), N("#prog", 5)});
@@ -294,7 +295,8 @@ std::vector<Layout> build()
     detail2(f);
     L("IF", 264, 37, "RecModImb", f);
 
-    // MA: materials, a label (kind and category) and 21 slots.
+    // MA: materials, a label (kind and category) and 21 slots. The
+    // declaration's own MA ("RIF;00;") is written for every declaration.
     f = {T("#mKind", 3), N("#mCat", 2)};
     for (int i = 1; i <= 21; ++i)
         f.push_back(cQU(QStringLiteral("#m%1").arg(i)));

@@ -256,6 +256,7 @@ private Q_SLOTS:
             QCOMPARE(l.mid(3, 37), common);
         }
         QCOMPARE(declarations, 3);
+        QVERIFY(checkFile(path).ok);
     }
 
     void valueThatDoesNotFitStopsTheExport()
