@@ -19,6 +19,7 @@
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <cstdio>
+#include <ctime>
 
 namespace {
 
@@ -90,12 +91,14 @@ int main(int argc, char **argv)
     const long rssBefore = memoryKb("VmRSS:");
     long rssAtTenth = 0;
     t.restart();
+    std::clock_t cpu = std::clock();
     const auto r = exch::exportDeclarations(da, msg, file, ids, [&](qint64 done, qint64 total) {
         if (done == total / 10)
             rssAtTenth = memoryKb("VmRSS:");
         return true;
     });
     const double exportS = t.elapsed() / 1000.0;
+    const double exportCpu = double(std::clock() - cpu) / CLOCKS_PER_SEC;
     const long rssAfter = memoryKb("VmRSS:");
     if (r != exch::ExportResult::Done)
         return 1;
@@ -107,8 +110,10 @@ int main(int argc, char **argv)
             f.readLine(), ++lines;
     }
     t.restart();
+    cpu = std::clock();
     const exch::ImportResult ir = exch::importFile(dbb, msg, file);
     const double importS = t.elapsed() / 1000.0;
+    const double importCpu = double(std::clock() - cpu) / CLOCKS_PER_SEC;
     if (ir.status != exch::ImportResult::Done)
         return 1;
 
@@ -136,6 +141,7 @@ int main(int argc, char **argv)
                 lines / exportS, rawRead, exportS / rawRead);
     std::printf("import  %.2f s  %.0f records/s   raw .import %.2f s   ratio %.2f\n", importS,
                 lines / importS, rawInsert, importS / rawInsert);
+    std::printf("processor time: export %.2f s, import %.2f s\n", exportCpu, importCpu);
     std::printf("memory during export: RSS %ld kB before, %ld kB at 10%%, %ld kB at the end\n", rssBefore,
                 rssAtTenth, rssAfter);
     return 0;
