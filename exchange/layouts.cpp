@@ -31,14 +31,17 @@ namespace {
 
 using Fields = std::vector<Field>;
 
-Field T(const char *n, int w) { return {QString::fromLatin1(n).toLower(), Enc::Text, w, {}, {}}; }
-Field N(const char *n, int w) { return {QString::fromLatin1(n).toLower(), Enc::Number, w, {}, {}}; }
-Field F(const char *n) { return {QString::fromLatin1(n).toLower(), Enc::Flag, 1, {}, {}}; }
-Field D(const char *n) { return {QString::fromLatin1(n).toLower(), Enc::Date, 8, {}, {}}; }
-Field QU(const char *q, const char *u)
+Field make(const char *n, Enc e, int w, const char *unit = nullptr)
 {
-    return {QString::fromLatin1(q).toLower(), Enc::QtyUnit, 13, QString::fromLatin1(u).toLower(), {}};
+    const QString label = QString::fromLatin1(n);
+    return {label.toLower(), e, w, unit ? QString::fromLatin1(unit).toLower() : QString(), {},
+            label.startsWith(u'#') ? label.mid(1) : label};
 }
+Field T(const char *n, int w) { return make(n, Enc::Text, w); }
+Field N(const char *n, int w) { return make(n, Enc::Number, w); }
+Field F(const char *n) { return make(n, Enc::Flag, 1); }
+Field D(const char *n) { return make(n, Enc::Date, 8); }
+Field QU(const char *q, const char *u) { return make(q, Enc::QtyUnit, 13, u); }
 // A quantity pair of a computed slot "#name" with unit "#nameu".
 Field cQU(const QString &n) { return {n, Enc::QtyUnit, 13, n + u'u', {}}; }
 Field X(const char *lit) { return {QStringLiteral("#fixed"), Enc::Fixed, int(qstrlen(lit)), {}, QString::fromLatin1(lit)}; }
@@ -492,7 +495,7 @@ bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QSt
     for (const Field &f : l.fields)
         if (!encodeField(f, row, line, why)) {
             if (field)
-                *field = f.name.startsWith(u'#') ? f.name.mid(1) : f.name;
+                *field = f.label.isEmpty() ? f.name.mid(f.name.startsWith(u'#') ? 1 : 0) : f.label;
             return false;
         }
     return true;

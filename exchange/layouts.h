@@ -32,6 +32,7 @@ struct Field {
     int width;         // characters before the terminator (QtyUnit: 11 + 1 + 1)
     QString unit;      // QtyUnit: the unit column (lower case)
     QString literal;   // Fixed
+    QString label;     // the name as written in the layout, for messages
     bool computed() const { return name.startsWith(u'#') || enc == Enc::Fixed; }
     int size() const;  // characters written, terminators included
 };
