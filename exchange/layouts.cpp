@@ -381,21 +381,90 @@ const Layout *layout(const QByteArray &code)
 
 // ---- encoders ----
 
+namespace {
+
+// w digits of a non-negative number with leading zeros; false when wider.
+bool digits(qint64 n, int w, QByteArray &out)
+{
+    char buf[24];
+    int i = 0;
+    do {
+        buf[i++] = char('0' + n % 10);
+        n /= 10;
+    } while (n > 0 && i < 24);
+    if (n > 0 || i > w)
+        return false;
+    for (int k = i; k < w; ++k)
+        out.append('0');
+    while (i > 0)
+        out.append(buf[--i]);
+    return true;
+}
+
+bool isInteger(const QVariant &v)
+{
+    switch (v.typeId()) {
+    case QMetaType::LongLong:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::ULongLong:
+    case QMetaType::Bool:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void textInto(const QVariant &v, int w, QByteArray &out)
+{
+    int n = 0;
+    if (!isNull(v)) {
+        const QString s = v.toString();
+        for (QChar c : s) {
+            if (n == w)
+                break;
+            if (c == u'\r' || c == u'\n')
+                continue;
+            out.append(cp1252::fromUnicode(c.unicode()));
+            ++n;
+        }
+    }
+    for (; n < w; ++n)
+        out.append(' ');
+    out.append(';');
+}
+
+qint64 milliOf(const QVariant &v)
+{
+    return isInteger(v) ? v.toLongLong() : Qty::fromStore(v).toMilli();
+}
+
+bool quantityMilli(qint64 m, QByteArray &out)
+{
+    if (m < 0 || m > Qty::FileMaxMilli)
+        return false;
+    digits(m / 1000, 7, out);
+    out.append(',');
+    digits(m % 1000, 3, out);
+    out.append(';');
+    return true;
+}
+
+} // namespace
+
 QByteArray text(const QVariant &v, int w)
 {
-    QString s = isNull(v) ? QString() : v.toString();
-    s.remove(u'\r');
-    s.remove(u'\n');
-    QByteArray b = cp1252::encode(s.left(w));
-    b.append(QByteArray(w - b.size(), ' '));
-    b.append(';');
+    QByteArray b;
+    textInto(v, w, b);
     return b;
 }
 
 bool number(const QVariant &v, int w, QByteArray &out)
 {
     qint64 n = 0;
-    if (!isNull(v)) {
+    if (isInteger(v)) {
+        n = v.toLongLong();
+    } else if (!isNull(v)) {
         bool ok = false;
         n = v.toLongLong(&ok);
         if (!ok) {
@@ -405,11 +474,8 @@ bool number(const QVariant &v, int w, QByteArray &out)
                 return false;
         }
     }
-    const QByteArray digits = QByteArray::number(n);
-    if (n < 0 || digits.size() > w)
+    if (n < 0 || !digits(n, w, out))
         return false;
-    out.append(QByteArray(w - digits.size(), '0'));
-    out.append(digits);
     out.append(';');
     return true;
 }
@@ -435,26 +501,27 @@ bool date(const QVariant &v, QByteArray &out)
 
 bool quantity(const QVariant &milliValue, QByteArray &out)
 {
-    const qint64 m = Qty::fromStore(milliValue).toMilli();
-    if (m < 0 || m > Qty::FileMaxMilli)
-        return false;
-    const QByteArray whole = QByteArray::number(m / 1000).rightJustified(7, '0');
-    const QByteArray frac = QByteArray::number(m % 1000).rightJustified(3, '0');
-    out.append(whole).append(',').append(frac).append(';');
-    return true;
+    return quantityMilli(milliOf(milliValue), out);
 }
 
 bool quantityUnit(const QVariant &milliValue, const QVariant &unit, QByteArray &out)
 {
-    if (!quantity(milliValue, out))
+    const qint64 m = milliOf(milliValue);
+    if (!quantityMilli(m, out))
         return false;
-    const bool zero = Qty::fromStore(milliValue).toMilli() == 0;
     char u = '0';
-    if (!zero && !isNull(unit)) {
-        const QString s = unit.toString();
-        if (s.isEmpty() || cp1252::fromUnicode(s.at(0).unicode()) == '?')
-            return false;
-        u = cp1252::fromUnicode(s.at(0).unicode());
+    if (m != 0 && !isNull(unit)) {
+        if (isInteger(unit) && unit.toLongLong() >= 0) {
+            qint64 n = unit.toLongLong();
+            while (n >= 10)
+                n /= 10;
+            u = char('0' + n);
+        } else {
+            const QString s = unit.toString();
+            if (s.isEmpty() || cp1252::fromUnicode(s.at(0).unicode()) == '?')
+                return false;
+            u = cp1252::fromUnicode(s.at(0).unicode());
+        }
     }
     out.append(u).append(';');
     return true;
@@ -465,7 +532,7 @@ bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QStrin
     const QVariant v = f.enc == Enc::Fixed ? QVariant() : value(row, f.name);
     bool ok = true;
     switch (f.enc) {
-    case Enc::Text: out.append(text(v, f.width)); break;
+    case Enc::Text: textInto(v, f.width, out); break;
     case Enc::Number:
         ok = number(v, f.width, out);
         if (!ok && why)
