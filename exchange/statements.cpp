@@ -6,6 +6,8 @@
 #include <QSqlError>
 #include <QSqlRecord>
 
+#include <algorithm>
+
 namespace exch {
 
 Statements::Entry *Statements::prepare(const QString &sql)
@@ -40,6 +42,11 @@ QSqlQuery *Statements::run(const QString &sql, const QVariantList &params)
         const QSqlRecord r = e->query.record();
         for (int i = 0; i < r.count(); ++i)
             e->names << r.fieldName(i).toLower();
+        e->sorted.resize(size_t(r.count()));
+        for (int i = 0; i < r.count(); ++i)
+            e->sorted[size_t(i)] = i;
+        std::stable_sort(e->sorted.begin(), e->sorted.end(),
+                         [e](int a, int b) { return e->names.at(a) < e->names.at(b); });
     }
     return &e->query;
 }
@@ -50,11 +57,12 @@ bool Statements::rows(const QString &sql, const QVariantList &params, std::vecto
     QSqlQuery *q = run(sql, params);
     if (!q)
         return false;
-    const QStringList &names = cache_.value(sql)->names;
+    const Entry *e = cache_.value(sql);
     while (q->next()) {
+        // Inserted in key order at the end: no search per column.
         QVariantMap m;
-        for (int i = 0; i < names.size(); ++i)
-            m.insert(names.at(i), q->value(i));
+        for (int i : e->sorted)
+            m.insert(m.cend(), e->names.at(i), q->value(i));
         out.push_back(std::move(m));
     }
     q->finish();

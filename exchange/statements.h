@@ -8,6 +8,7 @@
 #include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
+#include <vector>
 
 class Messages;
 
@@ -30,6 +31,7 @@ private:
     struct Entry {
         QSqlQuery query;
         QStringList names;   // lower-case column names of the result
+        std::vector<int> sorted;   // column indexes in the order of their names
     };
     Entry *prepare(const QString &sql);
 
