@@ -46,6 +46,7 @@ test: build
 bench: build
 	cmake --build $(BUILD) --target benchmarks -j $(JOBS)
 	$(BUILD)/bench/qor_bench
+	$(BUILD)/bench/exchange_bench
 
 clean:
 	rm -rf $(BUILD)

@@ -52,8 +52,6 @@ QList<qint64> declarationsToExport(dbClass &db)
 
 } // namespace
 
-int exportFile(QStringList) { return notAvailable(QStringLiteral("export")); }
-
 int importFile(QStringList args)
 {
     const QString db = takeOption(args, QStringLiteral("--db"));

@@ -286,11 +286,11 @@ bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
                 continue;
             QVariantMap m{{QString::fromLatin1(parentKey), parent}, {QStringLiteral("rifCod"), code},
                           {QStringLiteral("tipoMod"), tipo}};
+            m.insert(imb ? QStringLiteral("mbFlag") : QStringLiteral("Privati"), i % 2);
             if (tipo != 4) {
                 counterpart(m);
                 m.insert(QStringLiteral("qtaMod"), r.value(QStringLiteral("qta")));
                 m.insert(QStringLiteral("umiMod"), 1);
-                m.insert(imb ? QStringLiteral("mbFlag") : QStringLiteral("Privati"), i % 2);
             }
             if (tipo == 2) {
                 m.insert(QStringLiteral("qtaDep"), qint64(250));

@@ -1,6 +1,7 @@
 #include "exchange/expclass.h"
 
 #include "exchange/layouts.h"
+#include "exchange/statements.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
@@ -18,6 +19,8 @@ struct expClass::Decl {
     QByteArray tail;                 // year;codFisc;key;  (38 characters)
     std::vector<QByteArray> lines;
     std::array<int, 29> counts{};
+    int vfuKinds[4] = {};    // schede AUT, ROT, FRA by vfuTipo
+    int raeeKinds[3] = {};   // schede TRA, CR by srTipo
 };
 
 namespace {
@@ -44,6 +47,9 @@ QString kindOf(int tipoMod)
     }
 }
 
+// The key of a declaration: "yymmddhhnnss" of the moment its AA record is
+// written, then its identifier; decided: the identifier is saID in decimal.
+// Cut to 15 characters, or padded with "0" to 15.
 QByteArray declarationKey(const QDateTime &now, qint64 saID)
 {
     QByteArray k = now.toString(QStringLiteral("yyMMddHHmmss")).toLatin1() + QByteArray::number(saID);
@@ -84,6 +90,7 @@ bool expClass::open(const QString &path)
         return false;
     }
     file_.write(QByteArray(HeaderLength, ' ') + "\r\n");
+    st_ = std::make_unique<Statements>(db_.current(), msg_);
     counters_.fill(0);
     declarations_ = 0;
 
@@ -106,6 +113,7 @@ bool expClass::open(const QString &path)
 
 void expClass::abort()
 {
+    st_.reset();
     if (file_.isOpen())
         file_.close();
     if (!path_.isEmpty())
@@ -127,17 +135,13 @@ void expClass::renew(QVariantMap &row, const QString &prv, const QString &com) c
 
 bool expClass::rows(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out)
 {
-    out.clear();
-    bool ok = false;
-    QSqlQuery q = db_.query(sql, params, dbClass::Which::Current, &ok);
-    if (!ok)
+    if (!st_->rows(sql, params, out))
         return false;
-    while (q.next()) {
-        QVariantMap m = toMap(q);
+    for (QVariantMap &m : out) {
         renew(m, lc("prvistat"), lc("comistat"));
-        if (m.contains(lc("nazdesc")))
-            m.insert(lc("#nazdesc"), m.value(lc("nazdesc")));
-        out.push_back(std::move(m));
+        auto naz = m.constFind(lc("nazdesc"));
+        if (naz != m.constEnd())
+            m.insert(lc("#nazdesc"), *naz);
     }
     return true;
 }
@@ -187,15 +191,19 @@ bool expClass::fill(Decl &d, int slot, const QString &code, const QVariantMap &r
     return build(d, code, row, scheda, &d.lines[size_t(slot)]);
 }
 
-bool expClass::detailLines(Decl &d, const QString &c1, const QString &c2, QVariantMap base,
-                           const QString &table, const QString &parentKey, qint64 parent,
-                           const QString &scheda)
+bool expClass::operationRows(Decl &d, const QString &table, const QString &parentKey, qint64 parent,
+                             const QString &scheda, std::vector<QVariantMap> &out)
 {
-    std::vector<QVariantMap> r;
-    if (!rows(QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, %3")
+    if (!rows(QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice, %3")
                   .arg(table, parentKey, schema::table(table)->key),
-              {parent}, r))
+              {parent}, out))
         return fail(d, scheda, table, QStringLiteral("lettura non riuscita"));
+    return true;
+}
+
+bool expClass::detailLines(Decl &d, const QString &c1, const QString &c2, QVariantMap base,
+                           const std::vector<QVariantMap> &r, const QString &scheda)
+{
     const int n = int(r.size());
     base.insert(lc("#nrows"), n);
     const int pairsOfLines = std::max(1, (n + 18) / 19);
@@ -283,7 +291,7 @@ bool expClass::write(qint64 saID)
     }
     const int nAu = prog;
 
-    if (!writeRif(d, a) || !materials(d, a, QStringLiteral("RIF"), 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT"))
+    if (!writeRif(d) || !materials(d, a, QStringLiteral("RIF"), 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT"))
         || !writeInt(d) || !writeImb(d) || !writeRaee(d) || !writeVfu(d))
         return false;
 
@@ -293,19 +301,11 @@ bool expClass::write(qint64 saID)
     b.insert(lc("#nint"), d.counts[7]);
     b.insert(lc("#nau"), nAu);
     b.insert(lc("#nimb"), d.counts[21]);
-    if (!rows(QStringLiteral("SELECT vfuTipo, COUNT(vfuID) AS n FROM SezVfu WHERE (saID = ?) GROUP BY vfuTipo"),
-              {saID}, r))
-        return fail(d, sa1, QStringLiteral("SezVfu"), QStringLiteral("lettura non riuscita"));
-    for (const QVariantMap &x : r) {
-        const int t = x.value(lc("vfutipo")).toInt();
-        if (t >= 1 && t <= 3)
-            b.insert(t == 1 ? lc("#naut") : t == 2 ? lc("#nrot") : lc("#nfra"), x.value(lc("n")));
-    }
-    if (!rows(QStringLiteral("SELECT srTipo, COUNT(srID) AS n FROM SezRaee WHERE (saID = ?) GROUP BY srTipo"),
-              {saID}, r))
-        return fail(d, sa1, QStringLiteral("SezRaee"), QStringLiteral("lettura non riuscita"));
-    for (const QVariantMap &x : r)
-        b.insert(x.value(lc("srtipo")).toInt() == 1 ? lc("#ntra") : lc("#ncr"), x.value(lc("n")));
+    b.insert(lc("#naut"), d.vfuKinds[1]);
+    b.insert(lc("#nrot"), d.vfuKinds[2]);
+    b.insert(lc("#nfra"), d.vfuKinds[3]);
+    b.insert(lc("#ntra"), d.raeeKinds[1]);
+    b.insert(lc("#ncr"), d.raeeKinds[2]);
     if (!fill(d, ab, QStringLiteral("AB"), b, sa1))
         return false;
 
@@ -324,7 +324,7 @@ bool expClass::write(qint64 saID)
     return true;
 }
 
-bool expClass::writeRif(Decl &d, const QVariantMap &)
+bool expClass::writeRif(Decl &d)
 {
     std::vector<QVariantMap> schede, mods;
     if (!rows(QStringLiteral("SELECT * FROM SezRif WHERE (saID = ?) ORDER BY rifCod, rifID"),
@@ -370,13 +370,14 @@ bool expClass::writeRif(Decl &d, const QVariantMap &)
         if (!rows(QStringLiteral("SELECT mrID FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
                   {rifID}, mods))
             return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
+        std::vector<QVariantMap> ops;
         for (const QVariantMap &m : mods) {
             QVariantMap base = start;
             base.insert(lc("#kind"), QStringLiteral("MG"));
             base.insert(lc("#prog"), ++perKind[4]);
-            if (!detailLines(d, QStringLiteral("BD"), QStringLiteral("BE"), base,
-                             QStringLiteral("RecRif"), QStringLiteral("mrID"),
-                             m.value(lc("mrid")).toLongLong(), scheda))
+            if (!operationRows(d, QStringLiteral("RecRif"), QStringLiteral("mrID"),
+                               m.value(lc("mrid")).toLongLong(), scheda, ops)
+                || !detailLines(d, QStringLiteral("BD"), QStringLiteral("BE"), base, ops, scheda))
                 return false;
         }
         s.insert(lc("#nrt"), perKind[1]);
@@ -451,6 +452,7 @@ bool expClass::writeFamilyModules(Decl &d, const QString &family, const QVariant
               {parent}, mods))
         return fail(d, scheda, modTable, QStringLiteral("lettura non riuscita"));
     int perKind[5] = {};
+    std::vector<QVariantMap> ops;
     for (QVariantMap &m : mods) {
         const int t = m.value(lc("tipomod")).toInt();
         if (t < 1 || t > 4)
@@ -468,19 +470,17 @@ bool expClass::writeFamilyModules(Decl &d, const QString &family, const QVariant
             if (!emit(d, rec(0), m, scheda))
                 return false;
         } else {
+            if (!operationRows(d, QStringLiteral("RecMod") + family, modKey, key, scheda, ops))
+                return false;
             if (t == 2) {
-                bool ok = false;
-                m.insert(lc("#nrows"),
-                         db_.scalar(QStringLiteral("SELECT COUNT(*) FROM RecMod%1 WHERE (%2 = ?)")
-                                        .arg(family, modKey), {key}).toInt(&ok));
+                m.insert(lc("#nrows"), int(ops.size()));
                 if (!emit(d, rec(1), m, scheda))
                     return false;
             }
             QVariantMap base = start;
             for (const char *c : {"rifcod", "#kind", "#prog", "#modflag"})
                 base.insert(lc(c), m.value(lc(c)));
-            if (!detailLines(d, rec(2), rec(3), base, QStringLiteral("RecMod") + family, modKey, key,
-                             scheda))
+            if (!detailLines(d, rec(2), rec(3), base, ops, scheda))
                 return false;
         }
     }
@@ -532,6 +532,7 @@ bool expClass::writeRaee(Decl &d)
         return fail(d, QStringLiteral("RAEE"), QStringLiteral("SezRaee"), QStringLiteral("lettura non riuscita"));
     for (QVariantMap &s : schede) {
         const bool tra = s.value(lc("srtipo")).toInt() == 1;
+        d.raeeKinds[tra ? 1 : 2]++;
         const QString kind = tra ? QStringLiteral("TRA") : QStringLiteral("CRR");
         const QString scheda = (tra ? QStringLiteral("TRA-RAEE ") : QStringLiteral("CR-RAEE ")) +
                                s.value(lc("srraee")).toString();
@@ -575,6 +576,7 @@ bool expClass::writeVfu(Decl &d)
         return fail(d, QStringLiteral("VFU"), QStringLiteral("SezVfu"), QStringLiteral("lettura non riuscita"));
     for (QVariantMap &s : schede) {
         const int t = s.value(lc("vfutipo")).toInt();
+        d.vfuKinds[t >= 1 && t <= 3 ? t : 3]++;
         const QString kind = t == 1 ? QStringLiteral("AUT") : t == 2 ? QStringLiteral("ROT")
                                                                      : QStringLiteral("FRA");
         const QString scheda = kind;
@@ -669,6 +671,7 @@ bool expClass::close()
         return false;
     }
     file_.close();
+    st_.reset();
     return true;
 }
 

@@ -13,12 +13,15 @@
 #include <QVariantMap>
 #include <array>
 #include <functional>
+#include <memory>
 #include <vector>
 
 class dbClass;
 class Messages;
 
 namespace exch {
+
+class Statements;
 
 // Progress of a long run: (done, total); returning false cancels.
 using Progress = std::function<bool(qint64 done, qint64 total)>;
@@ -52,15 +55,16 @@ private:
     bool emit(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda);
     bool fill(Decl &d, int slot, const QString &code, const QVariantMap &row, const QString &scheda);
     int reserve(Decl &d);
+    bool operationRows(Decl &d, const QString &table, const QString &parentKey, qint64 parent,
+                       const QString &scheda, std::vector<QVariantMap> &out);
     bool detailLines(Decl &d, const QString &c1, const QString &c2, QVariantMap base,
-                     const QString &table, const QString &parentKey, qint64 parent,
-                     const QString &scheda);
+                     const std::vector<QVariantMap> &r, const QString &scheda);
     bool materials(Decl &d, const QVariantMap &row, const QString &kind, int category,
                    const int *slots, const QString &scheda);
     void renew(QVariantMap &row, const QString &prv, const QString &com) const;
     bool rows(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out);
 
-    bool writeRif(Decl &d, const QVariantMap &a);
+    bool writeRif(Decl &d);
     bool writeInt(Decl &d);
     bool writeImb(Decl &d);
     bool writeRaee(Decl &d);
@@ -75,6 +79,7 @@ private:
     std::array<int, 29> counters_{};
     int declarations_ = 0;
     QHash<qint64, std::pair<int, int>> renewal_;
+    std::unique_ptr<Statements> st_;
     std::function<QDateTime()> clock_;
 };
 

@@ -2,6 +2,8 @@
 
 #include "exchange/comchanged.h"
 #include "exchange/layouts.h"
+#include "exchange/statements.h"
+#include "shell/schema/schema.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
@@ -45,7 +47,7 @@ QString operationFlags(const QVariant &list, QChar letter)
 
 class Loader {
 public:
-    Loader(dbClass &db) : db_(db), conv_(db.current())
+    Loader(dbClass &db, Messages &msg) : db_(db), st_(db.current(), msg), conv_(db.current())
     {
         QSqlQuery q = db_.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni ORDER BY nazID"));
         while (q.next()) {
@@ -58,8 +60,12 @@ public:
 
     // One line of the load pass; false on a database failure.
     bool line(const Layout &l, const QByteArray &bytes);
+    // The load runs in one transaction with a savepoint per declaration: a
+    // declaration is kept whole or not at all.
+    bool begin() { return db_.current().transaction(); }
     bool finishDeclaration();
     void rollback();
+    bool end() { return db_.current().commit(); }
     int imported = 0, skipped = 0, contained = 0;
 
 private:
@@ -71,7 +77,11 @@ private:
     bool declaration(const QVariantMap &v, const Layout &l);
     bool family(const Layout &l, const QVariantMap &v);
 
+    bool update(const QString &table, const QString &key, qint64 id, const QVariantMap &values);
+    bool savepoint(const char *sql) { return st_.run(QString::fromLatin1(sql), {}) != nullptr; }
+
     dbClass &db_;
+    Statements st_;
     comChanged conv_;
     QHash<QString, QVariant> nations_;
     bool inTransaction_ = false;
@@ -97,7 +107,21 @@ QVariantMap Loader::columns(const Layout &l, const QVariantMap &v) const
 
 qint64 Loader::insert(const QString &table, const QVariantMap &values)
 {
-    return db_.insertRow(table, values);
+    const schema::Table *t = schema::table(table);
+    return st_.insert(table, t ? t->key : QString(), values);
+}
+
+bool Loader::update(const QString &table, const QString &key, qint64 id, const QVariantMap &values)
+{
+    QStringList sets;
+    QVariantList params;
+    for (auto it = values.begin(); it != values.end(); ++it) {
+        sets << it.key() + QStringLiteral(" = ?");
+        params << it.value();
+    }
+    params << id;
+    return st_.run(QStringLiteral("UPDATE %1 SET %2 WHERE (%3 = ?)").arg(table, sets.join(QStringLiteral(", ")), key),
+                   params) != nullptr;
 }
 
 bool Loader::subjectRow(QVariantMap &row, const QVariantMap &v)
@@ -105,11 +129,22 @@ bool Loader::subjectRow(QVariantMap &row, const QVariantMap &v)
     const QString naz = v.value(lc("#nazdesc")).toString();
     if (!naz.isEmpty())
         row.insert(lc("nazid"), nations_.value(naz));
+    const QString cf = row.value(lc("codfisc")).toString().trimmed();
+    if (cf.isEmpty())
+        return true;
+    QSqlQuery *q = st_.run(QStringLiteral("SELECT COUNT(*) FROM Ditte WHERE (CodFisc = ?)"), {cf});
+    if (!q || !q->next())
+        return false;
+    const bool present = q->value(0).toInt() > 0;
+    q->finish();
+    if (present)
+        return true;
     QVariantMap company;
     for (const char *c : {"codfisc", "ragsoc", "via", "civico", "cap", "prvistat", "comistat"})
         if (row.contains(lc(c)))
             company.insert(lc(c), row.value(lc(c)));
-    return registerCounterpart(db_, company);
+    company.insert(lc("codfisc"), cf);
+    return st_.insert(QStringLiteral("Ditte"), QString(), company) >= 0;
 }
 
 bool Loader::pairs(const QVariantMap &v, int count, const QString &table, const QString &parentKey,
@@ -135,8 +170,7 @@ bool Loader::finishDeclaration()
 {
     if (inTransaction_) {
         inTransaction_ = false;
-        if (!db_.current().commit())
-            return false;
+        return savepoint("RELEASE SAVEPOINT declaration");
     }
     return true;
 }
@@ -144,7 +178,8 @@ bool Loader::finishDeclaration()
 void Loader::rollback()
 {
     if (inTransaction_) {
-        db_.current().rollback();
+        savepoint("ROLLBACK TO SAVEPOINT declaration");
+        savepoint("RELEASE SAVEPOINT declaration");
         inTransaction_ = false;
         --imported;
     }
@@ -178,16 +213,16 @@ bool Loader::declaration(const QVariantMap &v, const Layout &l)
             params << x;
         }
     }
-    bool ok = false;
-    QSqlQuery q = db_.query(sql + u')', params, dbClass::Which::Current, &ok);
-    if (!ok)
+    QSqlQuery *q = st_.run(sql + u')', params);
+    if (!q)
         return false;
-    skipping_ = q.next();
+    skipping_ = q->next();
+    q->finish();
     if (skipping_) {
         ++skipped;
         return true;
     }
-    if (!db_.current().transaction())
+    if (!savepoint("SAVEPOINT declaration"))
         return false;
     inTransaction_ = true;
     ++imported;
@@ -240,8 +275,8 @@ bool Loader::family(const Layout &l, const QVariantMap &v)
     if (module == 0)
         return false;
     if (mg && k == 3
-        && !db_.updateRow(QStringLiteral("Mod") + suffix, modKey, module,
-                          {{imb ? lc("mbFlag") : lc("Privati"), v.value(lc("#modflag"))}}))
+        && !update(QStringLiteral("Mod") + suffix, modKey, module,
+                   {{imb ? lc("mbFlag") : lc("Privati"), v.value(lc("#modflag"))}}))
         return false;
     return pairs(v, k == 2 ? 9 : 10, QStringLiteral("RecMod") + suffix, modKey, module);
 }
@@ -337,6 +372,10 @@ bool Loader::line(const Layout &l, const QByteArray &bytes)
             return false;
         QVariantMap m = columns(l, v);
         m.insert(fam == u'I' ? lc("siid") : fam == u'R' ? lc("srid") : lc("vfuid"), parent);
+        // Row codes back to frame positions. The file keeps positions only up to
+        // its last distinct code (IMB "PP" is 4, RAEE "PP" 3, VFU "PP" 2) and none
+        // on CR schede ("  ", loaded as 1); rows of equal position keep the file
+        // order, which is the order they are written in again.
         const QString p = v.value(lc("#pos")).toString();
         int pos = 1;
         if (fam == u'I')
@@ -372,7 +411,7 @@ bool Loader::line(const Layout &l, const QByteArray &bytes)
             m.insert(QStringLiteral("msQta") + n, v.value(s));
             m.insert(QStringLiteral("msUmi") + n, v.value(s + u'u'));
         }
-        return db_.updateRow(table, key, id, m);
+        return update(table, key, id, m);
     }
     return family(l, v);
 }
@@ -414,24 +453,40 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         return r;
     }
     f.readLine();
-    Loader loader(db);
+    Loader loader(db, msg);
+    if (!loader.begin()) {
+        r.status = ImportResult::Failed;
+        return r;
+    }
     qint64 done = 0;
     int n = 1;
     while (!f.atEnd()) {
         const QByteArray line = chopLineEnd(f.readLine());
         ++n;
         const Layout *l = layout(line.left(2));
+        if (!l) {   // the file changed since it was checked
+            loader.rollback();
+            loader.end();
+            r.status = ImportResult::Refused;
+            r.check.ok = false;
+            r.check.message = QStringLiteral("Tipo record errato.");
+            r.check.line = n;
+            r.imported = loader.imported;
+            r.skipped = loader.skipped;
+            return r;
+        }
         // An AA line closes the declaration before it: check for a cancel there,
         // so that what is kept is always whole declarations.
         if (l->code == QLatin1String("AA") && progress && !progress(done, r.check.total)) {
-            loader.finishDeclaration();
-            r.status = ImportResult::Cancelled;
+            const bool kept = loader.finishDeclaration() && loader.end();
+            r.status = kept ? ImportResult::Cancelled : ImportResult::Failed;
             r.imported = loader.imported;
             r.skipped = loader.skipped;
             return r;
         }
         if (!loader.line(*l, line)) {
             loader.rollback();
+            loader.end();
             msg.critical(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") +
                          QString::number(n) + QStringLiteral(": la dichiarazione in corso non è stata caricata."));
             r.status = ImportResult::Failed;
@@ -441,8 +496,9 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         }
         ++done;
     }
-    if (!loader.finishDeclaration()) {
+    if (!loader.finishDeclaration() || !loader.end()) {
         loader.rollback();
+        db.current().rollback();
         r.status = ImportResult::Failed;
         r.imported = loader.imported;
         r.skipped = loader.skipped;

@@ -31,14 +31,17 @@ namespace {
 
 using Fields = std::vector<Field>;
 
-Field T(const char *n, int w) { return {QString::fromLatin1(n).toLower(), Enc::Text, w, {}, {}}; }
-Field N(const char *n, int w) { return {QString::fromLatin1(n).toLower(), Enc::Number, w, {}, {}}; }
-Field F(const char *n) { return {QString::fromLatin1(n).toLower(), Enc::Flag, 1, {}, {}}; }
-Field D(const char *n) { return {QString::fromLatin1(n).toLower(), Enc::Date, 8, {}, {}}; }
-Field QU(const char *q, const char *u)
+Field make(const char *n, Enc e, int w, const char *unit = nullptr)
 {
-    return {QString::fromLatin1(q).toLower(), Enc::QtyUnit, 13, QString::fromLatin1(u).toLower(), {}};
+    const QString label = QString::fromLatin1(n);
+    return {label.toLower(), e, w, unit ? QString::fromLatin1(unit).toLower() : QString(), {},
+            label.startsWith(u'#') ? label.mid(1) : label};
 }
+Field T(const char *n, int w) { return make(n, Enc::Text, w); }
+Field N(const char *n, int w) { return make(n, Enc::Number, w); }
+Field F(const char *n) { return make(n, Enc::Flag, 1); }
+Field D(const char *n) { return make(n, Enc::Date, 8); }
+Field QU(const char *q, const char *u) { return make(q, Enc::QtyUnit, 13, u); }
 // A quantity pair of a computed slot "#name" with unit "#nameu".
 Field cQU(const QString &n) { return {n, Enc::QtyUnit, 13, n + u'u', {}}; }
 Field X(const char *lit) { return {QStringLiteral("#fixed"), Enc::Fixed, int(qstrlen(lit)), {}, QString::fromLatin1(lit)}; }
@@ -166,7 +169,8 @@ std::vector<Layout> build()
             QU("qtaSmalt", "umiSmalt")});
     L("BA", 217, 37, "SezRif", f);
 
-    // BB: RIF module RT, DR or TE.
+    // BB: RIF module RT, DR or TE. The Privati flag belongs to RT modules;
+    // DR and TE modules write it "0;".
     f = {};
     rifStart(f);
     add(f, {T("#kind", 2), N("#prog", 5)});
@@ -294,7 +298,8 @@ std::vector<Layout> build()
     detail2(f);
     L("IF", 264, 37, "RecModImb", f);
 
-    // MA: materials, a label (kind and category) and 21 slots.
+    // MA: materials, a label (kind and category) and 21 slots. The
+    // declaration's own MA ("RIF;00;") is written for every declaration.
     f = {T("#mKind", 3), N("#mCat", 2)};
     for (int i = 1; i <= 21; ++i)
         f.push_back(cQU(QStringLiteral("#m%1").arg(i)));
@@ -376,21 +381,90 @@ const Layout *layout(const QByteArray &code)
 
 // ---- encoders ----
 
+namespace {
+
+// w digits of a non-negative number with leading zeros; false when wider.
+bool digits(qint64 n, int w, QByteArray &out)
+{
+    char buf[24];
+    int i = 0;
+    do {
+        buf[i++] = char('0' + n % 10);
+        n /= 10;
+    } while (n > 0 && i < 24);
+    if (n > 0 || i > w)
+        return false;
+    for (int k = i; k < w; ++k)
+        out.append('0');
+    while (i > 0)
+        out.append(buf[--i]);
+    return true;
+}
+
+bool isInteger(const QVariant &v)
+{
+    switch (v.typeId()) {
+    case QMetaType::LongLong:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::ULongLong:
+    case QMetaType::Bool:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void textInto(const QVariant &v, int w, QByteArray &out)
+{
+    int n = 0;
+    if (!isNull(v)) {
+        const QString s = v.toString();
+        for (QChar c : s) {
+            if (n == w)
+                break;
+            if (c == u'\r' || c == u'\n')
+                continue;
+            out.append(cp1252::fromUnicode(c.unicode()));
+            ++n;
+        }
+    }
+    for (; n < w; ++n)
+        out.append(' ');
+    out.append(';');
+}
+
+qint64 milliOf(const QVariant &v)
+{
+    return isInteger(v) ? v.toLongLong() : Qty::fromStore(v).toMilli();
+}
+
+bool quantityMilli(qint64 m, QByteArray &out)
+{
+    if (m < 0 || m > Qty::FileMaxMilli)
+        return false;
+    digits(m / 1000, 7, out);
+    out.append(',');
+    digits(m % 1000, 3, out);
+    out.append(';');
+    return true;
+}
+
+} // namespace
+
 QByteArray text(const QVariant &v, int w)
 {
-    QString s = isNull(v) ? QString() : v.toString();
-    s.remove(u'\r');
-    s.remove(u'\n');
-    QByteArray b = cp1252::encode(s.left(w));
-    b.append(QByteArray(w - b.size(), ' '));
-    b.append(';');
+    QByteArray b;
+    textInto(v, w, b);
     return b;
 }
 
 bool number(const QVariant &v, int w, QByteArray &out)
 {
     qint64 n = 0;
-    if (!isNull(v)) {
+    if (isInteger(v)) {
+        n = v.toLongLong();
+    } else if (!isNull(v)) {
         bool ok = false;
         n = v.toLongLong(&ok);
         if (!ok) {
@@ -400,11 +474,8 @@ bool number(const QVariant &v, int w, QByteArray &out)
                 return false;
         }
     }
-    const QByteArray digits = QByteArray::number(n);
-    if (n < 0 || digits.size() > w)
+    if (n < 0 || !digits(n, w, out))
         return false;
-    out.append(QByteArray(w - digits.size(), '0'));
-    out.append(digits);
     out.append(';');
     return true;
 }
@@ -430,26 +501,27 @@ bool date(const QVariant &v, QByteArray &out)
 
 bool quantity(const QVariant &milliValue, QByteArray &out)
 {
-    const qint64 m = Qty::fromStore(milliValue).toMilli();
-    if (m < 0 || m > Qty::FileMaxMilli)
-        return false;
-    const QByteArray whole = QByteArray::number(m / 1000).rightJustified(7, '0');
-    const QByteArray frac = QByteArray::number(m % 1000).rightJustified(3, '0');
-    out.append(whole).append(',').append(frac).append(';');
-    return true;
+    return quantityMilli(milliOf(milliValue), out);
 }
 
 bool quantityUnit(const QVariant &milliValue, const QVariant &unit, QByteArray &out)
 {
-    if (!quantity(milliValue, out))
+    const qint64 m = milliOf(milliValue);
+    if (!quantityMilli(m, out))
         return false;
-    const bool zero = Qty::fromStore(milliValue).toMilli() == 0;
     char u = '0';
-    if (!zero && !isNull(unit)) {
-        const QString s = unit.toString();
-        if (s.isEmpty() || cp1252::fromUnicode(s.at(0).unicode()) == '?')
-            return false;
-        u = cp1252::fromUnicode(s.at(0).unicode());
+    if (m != 0 && !isNull(unit)) {
+        if (isInteger(unit) && unit.toLongLong() >= 0) {
+            qint64 n = unit.toLongLong();
+            while (n >= 10)
+                n /= 10;
+            u = char('0' + n);
+        } else {
+            const QString s = unit.toString();
+            if (s.isEmpty() || cp1252::fromUnicode(s.at(0).unicode()) == '?')
+                return false;
+            u = cp1252::fromUnicode(s.at(0).unicode());
+        }
     }
     out.append(u).append(';');
     return true;
@@ -460,7 +532,7 @@ bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QStrin
     const QVariant v = f.enc == Enc::Fixed ? QVariant() : value(row, f.name);
     bool ok = true;
     switch (f.enc) {
-    case Enc::Text: out.append(text(v, f.width)); break;
+    case Enc::Text: textInto(v, f.width, out); break;
     case Enc::Number:
         ok = number(v, f.width, out);
         if (!ok && why)
@@ -490,7 +562,7 @@ bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QSt
     for (const Field &f : l.fields)
         if (!encodeField(f, row, line, why)) {
             if (field)
-                *field = f.name.startsWith(u'#') ? f.name.mid(1) : f.name;
+                *field = f.label.isEmpty() ? f.name.mid(f.name.startsWith(u'#') ? 1 : 0) : f.label;
             return false;
         }
     return true;

@@ -32,6 +32,7 @@ struct Field {
     int width;         // characters before the terminator (QtyUnit: 11 + 1 + 1)
     QString unit;      // QtyUnit: the unit column (lower case)
     QString literal;   // Fixed
+    QString label;     // the name as written in the layout, for messages
     bool computed() const { return name.startsWith(u'#') || enc == Enc::Fixed; }
     int size() const;  // characters written, terminators included
 };
@@ -62,7 +63,10 @@ bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QStrin
 // not fit, with the field's name in *field.
 bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QString *field,
                   QString *why);
-// Cuts a line (prefix included for declaration records) into field values.
+// Cuts a line (prefix included for declaration records) into field values:
+// Text loses its trailing spaces and a blank Text or Date is null; Number,
+// Flag and quantities read back as numbers (zero where the writer put the null
+// form), units as their digit. The prefix gives "#year", "#codfisc", "#key".
 QVariantMap decodeLine(const Layout &l, const QByteArray &line);
 
 // Material number held by each of the 21 slots of an MA record (0: empty slot).

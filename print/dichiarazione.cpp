@@ -2,6 +2,7 @@
 
 #include "print/elenco.h"
 #include "print/printcommon.h"
+#include "print/schedeprint.h"
 #include "shell/dbclass.h"
 #include "shell/qorclass.h"
 
@@ -40,9 +41,19 @@ QString phone(const QString &prefix, const QString &number)
     return prefix.trimmed() + u'/' + number.trimmed();
 }
 
+constexpr double HeadingHeight = 5;
+
+bool isHeading(const FormRow &row)
+{
+    return row.size() == 1 && row.first().width <= 0;
+}
+
 double frameHeight(const FormFrame &f)
 {
-    return TitleHeight + f.rows.size() * RowHeight + 2;
+    double h = TitleHeight + 2;
+    for (const FormRow &row : f.rows)
+        h += isHeading(row) ? HeadingHeight : RowHeight;
+    return h;
 }
 
 // Value in its box, shrunk (down to 6 points) when it would not fit.
@@ -70,10 +81,25 @@ double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
     double rowY = y + TitleHeight + 1;
     pdf.setLineWidth(0.2);
     for (const FormRow &row : f.rows) {
+        if (isHeading(row)) {
+            pdf.setFont(Bold, 8);
+            pdf.text(Left + 2, rowY + 3.5, row.first().caption);
+            rowY += HeadingHeight;
+            continue;
+        }
         double x = Left + 2;
-        for (const FormField &field : row) {
-            pdf.setFont(Regular, 7);
-            pdf.text(x, rowY + 3, field.caption);
+        for (int i = 0; i < row.size(); ++i) {
+            const FormField &field = row.at(i);
+            // a caption may run past its box up to the next field (or the frame)
+            const double room = i + 1 < row.size() ? field.width + 2 : Right - 2 - x;
+            double size = 7;
+            pdf.setFont(Regular, size);
+            while (size > 5 && pdf.textWidth(field.caption) > room) {
+                size -= 0.5;
+                pdf.setFont(Regular, size);
+            }
+            if (!field.caption.isEmpty())
+                pdf.text(x, rowY + 3, field.caption);
             pdf.box(x, rowY + 4, field.width, 6.5);
             boxedValue(pdf, x, rowY + 8.8, field.width, field.value);
             x += field.width + 3;
@@ -159,14 +185,10 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *comp
     frames->append(rl);
 
     // the schede of the declaration, as in the list of declarations
-    QList<ElencoRow> rows;
-    QString schede;
-    if (readElenco(db, 0, &rows))
-        for (const ElencoRow &r : rows)
-            if (r.saID == saID)
-                schede = r.schede;
+    const QString schede = schedePresent(db, saID).value(saID, QStringLiteral("nessuna"));
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
-    return true;
+    return saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && intFrames(db, saID, frames)
+           && imbFrames(db, saID, frames);
 }
 
 void setupDeclaration(clsPDFCreator &pdf)

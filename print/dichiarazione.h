@@ -13,7 +13,8 @@ class dbClass;
 
 namespace print {
 
-// One boxed field of a printed form: caption above, value in the box.
+// One boxed field of a printed form: caption above, value in the box. A row
+// of a single field without width is a heading inside the frame.
 struct FormField {
     QString caption;
     QString value;
@@ -27,7 +28,8 @@ struct FormFrame {
     QList<FormRow> rows;
 };
 
-// The frames of section SA1 of a declaration; false when it does not exist.
+// The frames of a declaration: section SA1, the schede present, then the
+// schede RIF with their modules; false when it does not exist.
 bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *company);
 
 // Writes frames page by page on an opened writer (set up by setupDeclaration)

@@ -3,6 +3,7 @@
 #include "print/printcommon.h"
 #include "shell/dbclass.h"
 
+#include <QHash>
 #include <QSqlQuery>
 #include <QSqlRecord>
 
@@ -28,33 +29,49 @@ const Column columns[] = {
     {"Esportazione", 257, 30, &ElencoRow::esportazione},
 };
 
-// The schede of one declaration, in the order of the menu.
-QString schedePresent(dbClass &db, qint64 saID)
+} // namespace
+
+QHash<qint64, QString> schedePresent(dbClass &db, qint64 saID)
 {
-    QStringList out;
-    auto count = [&](const QString &sql) {
-        return db.scalar(sql, {saID}).toLongLong();
+    static const struct {
+        const char *label, *table, *filter;
+    } kinds[] = {
+        {"SA-AUT", "SaAut", "1 = 1"},
+        {"RIF", "SezRif", "1 = 1"},
+        {"INT", "SezInt", "1 = 1"},
+        {"AUT", "SezVfu", "vfuTipo = 1"},
+        {"ROT", "SezVfu", "vfuTipo = 2"},
+        {"FRA", "SezVfu", "vfuTipo = 3"},
+        {"IMB", "SezImb", "1 = 1"},
+        {"TRA-RAEE", "SezRaee", "srTipo = 1"},
+        {"CR-RAEE", "SezRaee", "srTipo = 2"},
     };
-    auto add = [&](const QString &label, qint64 n) {
-        if (n == 1)
-            out.append(label);
-        else if (n > 1)
-            out.append(label + QStringLiteral(" (") + QString::number(n) + u')');
-    };
-    add(QStringLiteral("SA-AUT"), count(QStringLiteral("SELECT COUNT(*) FROM SaAut WHERE saID = ?")));
-    add(QStringLiteral("RIF"), count(QStringLiteral("SELECT COUNT(*) FROM SezRif WHERE saID = ?")));
-    add(QStringLiteral("INT"), count(QStringLiteral("SELECT COUNT(*) FROM SezInt WHERE saID = ?")));
-    static const char *vfu[] = {"AUT", "ROT", "FRA"};
-    for (int t = 1; t <= 3; ++t)
-        add(QLatin1String(vfu[t - 1]),
-            count(QStringLiteral("SELECT COUNT(*) FROM SezVfu WHERE saID = ? AND vfuTipo = %1").arg(t)));
-    add(QStringLiteral("IMB"), count(QStringLiteral("SELECT COUNT(*) FROM SezImb WHERE saID = ?")));
-    add(QStringLiteral("TRA-RAEE"),
-        count(QStringLiteral("SELECT COUNT(*) FROM SezRaee WHERE saID = ? AND srTipo = 1")));
-    add(QStringLiteral("CR-RAEE"),
-        count(QStringLiteral("SELECT COUNT(*) FROM SezRaee WHERE saID = ? AND srTipo = 2")));
-    return out.isEmpty() ? QStringLiteral("nessuna") : out.join(QStringLiteral(", "));
+    QHash<qint64, QStringList> found;
+    for (const auto &k : kinds) {
+        bool ok = false;
+        QString sql = QStringLiteral("SELECT saID, COUNT(*) FROM %1 WHERE (%2")
+                          .arg(QLatin1String(k.table), QLatin1String(k.filter));
+        QVariantList params;
+        if (saID > 0) {
+            sql += QStringLiteral(" AND saID = ?");
+            params.append(saID);
+        }
+        sql += QStringLiteral(") GROUP BY saID");
+        QSqlQuery q = db.query(sql, params, dbClass::Which::Current, &ok);
+        while (ok && q.next()) {
+            const qint64 n = q.value(1).toLongLong();
+            const QString label = QLatin1String(k.label);
+            found[q.value(0).toLongLong()].append(n > 1 ? label + QStringLiteral(" (") + QString::number(n) + u')'
+                                                         : label);
+        }
+    }
+    QHash<qint64, QString> out;
+    for (auto it = found.cbegin(); it != found.cend(); ++it)
+        out.insert(it.key(), it.value().join(QStringLiteral(", ")));
+    return out;
 }
+
+namespace {
 
 struct PlacedRow {
     QList<QStringList> cells;   // wrapped lines per column
@@ -152,8 +169,9 @@ bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows)
                                  : QStringLiteral("non esportata");
         rows->append(r);
     }
+    const QHash<qint64, QString> schede = schedePresent(db);
     for (ElencoRow &r : *rows)
-        r.schede = schedePresent(db, r.saID);
+        r.schede = schede.value(r.saID, QStringLiteral("nessuna"));
     return true;
 }
 

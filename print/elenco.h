@@ -7,6 +7,7 @@
 #include "print/pdfcreator.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QString>
 
@@ -30,6 +31,11 @@ struct Chamber {
     QString name;
 };
 Chamber chamberOf(dbClass &db, const QString &sigla);
+
+// The schede present in each declaration (all, or only saID), in the order of
+// the menu with their count when more than one: "SA-AUT, RIF (2), ROT".
+// Declarations without schede are absent.
+QHash<qint64, QString> schedePresent(dbClass &db, qint64 saID = 0);
 
 // Reads the declarations in order of tax code, company name, saID; chamber 0
 // takes them all, otherwise those whose local-unit municipality has that

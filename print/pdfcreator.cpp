@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <cmath>
+#include <numbers>
 
 namespace {
 
@@ -718,7 +719,7 @@ void clsPDFCreator::text(double x, double y, const QString &text, Align align, d
     if (angle == 0) {
         op(number(X - shift) + ' ' + number(Y) + " Td");
     } else {
-        const double rad = angle * M_PI / 180.0;
+        const double rad = angle * std::numbers::pi / 180.0;
         const double c = std::cos(rad), s = std::sin(rad);
         op(number(c, 5) + ' ' + number(s, 5) + ' ' + number(-s, 5) + ' ' + number(c, 5) + ' '
            + number(X - shift * c) + ' ' + number(Y - shift * s) + " Tm");

@@ -89,9 +89,43 @@ enum Battery { BatteryUnanswered = 0, BatteryYes = 1, BatteryNo = 2 };
 
 // ---- packaging (scheda IMB): RecImb.Posizione of the four groups ----
 enum ImbGroup { ImbPublic = 1, ImbPrivate = 2, ImbMonomaterial = 3, ImbMultimaterial = 4 };
-// ModImb.mbFlag of RT-IMB modules: 0 waste from a public surface, 1 from a private one.
+// ModImb.mbFlag of RT-IMB modules: 0 waste from a public surface, 1 from a
+// private one (the exchange file carries it as a flag, so it stays 0/1).
 enum ImbSurface { SurfacePublic = 0, SurfacePrivate = 1 };
+// ModImb.mbFlag of MG-IMB modules: 1 the module stands for the multi-material
+// treatment activity, 0 otherwise.
+enum ImbActivity { MgImbSinglematerial = 0, MgImbMultimaterial = 1 };
 // RecImb.allAcc for 150104: 1 aluminium ("150104-A"), 0 steel ("150104-C").
+// RT-IMB: the treatment foreseen for waste from abroad, ModImb.discDep, the
+// position in this list from 1 (0: none chosen).
+inline const QStringList &imbTreatments()
+{
+    static const QStringList l = {QStringLiteral("recupero di materia"), QStringLiteral("recupero di energia"),
+                                  QStringLiteral("incenerimento"), QStringLiteral("discarica"),
+                                  QStringLiteral("altre operazioni di smaltimento")};
+    return l;
+}
+
+// Text of a stored code; empty for codes outside the list.
+inline QString listText(const QStringList &l, int code)
+{
+    return code >= 1 && code <= l.size() ? l.at(code - 1) : QString();
+}
+inline QString mgPlantText(int code) { return listText(mgPlantTypes(), code); }
+inline QString landfillText(int code)
+{
+    for (const auto &[c, t] : landfillClasses())
+        if (c == code)
+            return QString::fromUtf8(t);
+    return {};
+}
+inline QString reActivityText(int code)
+{
+    for (const auto &[c, t] : reActivities())
+        if (c == code)
+            return QString::fromUtf8(t);
+    return {};
+}
 
 // ---- vehicles: SezVfu.vfuTipo, RecVfu.Posizione ----
 enum VfuKind { VfuAut = 1, VfuRot = 2, VfuFra = 3 };

@@ -2,7 +2,7 @@
 //            [--anche-esportate] [--report FILE]
 
 #include "shell/cli.h"
-#include "verify/chamber.h"
+#include "refdata/lookups.h"
 #include "verify/engine.h"
 
 namespace cli {
@@ -38,7 +38,7 @@ int verify(QStringList args)
     verify::Mode mode = verify::Mode::All;
     qint64 key = 0;
     if (!province.isEmpty()) {
-        const verify::Chamber chamber = verify::competentChamber(s.db, s.msg, province);
+        const refdata::Chamber chamber = refdata::competentChamber(s.db, s.msg, province);
         if (chamber.code == 0)
             return Usage;
         mode = verify::Mode::Chamber;

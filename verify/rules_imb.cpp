@@ -3,14 +3,16 @@
 // Storage read here: RecImb.Posizione 1 received from public surfaces,
 // 2 received from private surfaces, 3 produced by single-material treatment,
 // 4 produced by multi-material treatment. RT-IMB modules carry the surface
-// in mbFlag (1 public, 2 private); an MG-IMB module with mbFlag 1 stands for
-// the multi-material treatment activity. The treatment of foreign waste of
+// in mbFlag (codes::SurfacePublic, codes::SurfacePrivate); an MG-IMB module
+// with mbFlag codes::MgImbMultimaterial stands for the multi-material
+// treatment activity. The treatment of foreign waste of
 // an RT-IMB module is a single choice stored in discDep (0: none).
 //
 // Classes: the first entry and the module-sum balances are errors, the
 // others warnings. Each rule is applied to every code before the next rule,
 // so that the remarks follow the order of the table.
 
+#include "sections/codes.h"
 #include "verify/rules.h"
 
 #include <map>
@@ -97,13 +99,13 @@ void check(const Declaration &d, Report &r, const RunData &)
         for (const Module &m : s.mods) {
             CodeTotals &c = t[m.rifCod];
             switch (m.tipo) {
-            case 1: (m.mbFlag == 2 ? c.rtPrivate : c.rtPublic) += m.mod; break;
+            case 1: (m.mbFlag == codes::SurfacePrivate ? c.rtPrivate : c.rtPublic) += m.mod; break;
             case 2: c.dr += m.mod; allDR += m.mod; break;
             case 3: c.hasTE = true; break;
             case 4:
                 c.hasMG = true;
                 c.mgOps += m.opsSum([](const QString &x) { return isRecovery(x) || isDisposal(x); });
-                if (m.mbFlag == 1)
+                if (m.mbFlag == codes::MgImbMultimaterial)
                     multiActivity = true;
                 break;
             default: break;
@@ -120,7 +122,7 @@ void check(const Declaration &d, Report &r, const RunData &)
             for (const Module &m : s.mods) {
                 if (m.tipo != 1 || m.rifCod != code)
                     continue;
-                const int no = ++n[m.mbFlag == 2 ? 2 : 1];
+                const int no = ++n[m.mbFlag == codes::SurfacePrivate ? 2 : 1];
                 if (m.foreign() && m.discDep == 0)
                     r.remark(table[ForeignNoTreatment],
                              head + code + QStringLiteral(" modulo RT-IMB n. ") + QString::number(no));

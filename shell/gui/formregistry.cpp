@@ -1,9 +1,13 @@
 #include "shell/gui/formregistry.h"
 
+#include "exchange/gui/expform.h"
+#include "exchange/gui/explist.h"
+#include "print/gui/printforms.h"
 #include "sections/anag/gui/forms.h"
 #include "sections/rif/gui/wasteforms.h"
 #include "sections/saaut/gui/saautform.h"
 #include "shell/formrule.h"
+#include "verify/gui/verifica.h"
 
 QHash<int, FormInfo> &formRegistry()
 {
@@ -13,11 +17,14 @@ QHash<int, FormInfo> &formRegistry()
 
 void registerForms()
 {
-    // Sections add their forms here as they come:
-    //   formRegistry().insert(Form::SA1, {[](AppContext &c, QWidget *p) { ... }, true});
+    // Each area registers its forms by number (shell/formrule.h).
     registerAnagForms();
     formRegistry().insert(Form::Rif, {[](AppContext &c, QWidget *p) { return wastegui::makeRifForm(c, p); }, true});
     formRegistry().insert(Form::Int, {[](AppContext &c, QWidget *p) { return wastegui::makeIntForm(c, p); }, true});
     formRegistry().insert(Form::SaAut,
                           {[](AppContext &c, QWidget *p) -> QWidget * { return new SaAutForm(c, p); }, true});
+    registerPrintForms();
+    formRegistry().insert(Form::Verifica, {verify::gui::makeVerificaForm, false});
+    formRegistry().insert(Form::Export, {exch::gui::makeExpForm, false});
+    formRegistry().insert(Form::ExportList, {exch::gui::makeExpList, false});
 }

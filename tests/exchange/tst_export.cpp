@@ -256,6 +256,7 @@ private Q_SLOTS:
             QCOMPARE(l.mid(3, 37), common);
         }
         QCOMPARE(declarations, 3);
+        QVERIFY(checkFile(path).ok);
     }
 
     void valueThatDoesNotFitStopsTheExport()
@@ -271,7 +272,7 @@ private Q_SLOTS:
         QCOMPARE(t.msg.shown.size(), 1);
         const QString m = t.msg.last();
         QVERIFY2(m.contains(QStringLiteral("01234567897")) && m.contains(QStringLiteral("RIF 150101")) &&
-                     m.contains(QStringLiteral("qtaterzi")),
+                     m.contains(QStringLiteral("campo qtaTerzi")),
                  qPrintable(m));
 
         // A number wider than its field.
@@ -281,7 +282,7 @@ private Q_SLOTS:
         QCOMPARE(exportDeclarations(t.db, t.msg, path, {sa}), ExportResult::Failed);
         QVERIFY(!QFile::exists(path));
         QVERIFY(t.msg.last().contains(QStringLiteral("SA1")));
-        QVERIFY(t.msg.last().contains(QStringLiteral("addetti")));
+        QVERIFY(t.msg.last().contains(QStringLiteral("campo Addetti")));
     }
 
     void cancelDeletesTheFile()

@@ -2,11 +2,14 @@
 // written for a refused file, duplicates skipped whole, municipality
 // conversion, counterparts registered, whole declarations on cancel.
 
+#include "exchange/comchanged.h"
 #include "exchange/demodata.h"
 #include "exchange/expclass.h"
 #include "exchange/importer.h"
 #include "exchange/reader.h"
 #include "fixture.h"
+
+#include "shell/cli.h"
 
 #include <QSqlQuery>
 
@@ -216,6 +219,43 @@ private Q_SLOTS:
         QVERIFY(q.next());
         QCOMPARE(q.value(0).toInt(), 1);
         QCOMPARE(q.value(1).toInt(), 317);
+    }
+
+    void successorLookup()
+    {
+        TestDb t(dir.path(), QStringLiteral("lookup.db"));
+        QVERIFY(t.ok);
+        const comChanged c(t.db.current());
+        QVERIFY(c.size() > 400);
+        comChanged::Successor s;
+        QVERIFY(c.lookup(1, 5, &s));          // ALICE SUPERIORE -> VAL DI CHY
+        QCOMPARE(s.prv, 1);
+        QCOMPARE(s.com, 317);
+        QCOMPARE(s.cap, QStringLiteral("10039"));
+        QVERIFY(c.lookup(1, 138, &s));        // LUGNACCO, further down the same province
+        QCOMPARE(s.com, 317);
+        QVERIFY(!c.lookup(1, 272, &s));       // TORINO is current
+        QVERIFY(!c.lookup(999, 1, &s));       // past the last province
+        QVERIFY(t.db.execute(QStringLiteral("DELETE FROM ComConv")));
+        QVERIFY(!comChanged(t.db.current()).lookup(1, 5, &s));
+    }
+
+    void commandLine()
+    {
+        qputenv("QOR_DATA", dir.filePath(QStringLiteral("cli-data")).toLocal8Bit());
+        {
+            TestDb t(dir.path(), QStringLiteral("cli.db"));
+            QVERIFY(t.ok);
+        }
+        const QString db = dir.filePath(QStringLiteral("cli.db"));
+        QCOMPARE(cli::importFile({source}), int(cli::Usage));
+        QCOMPARE(cli::importFile({QStringLiteral("--db"), db}), int(cli::Usage));
+        QCOMPARE(cli::importFile({QStringLiteral("--db"), db, variant("cut.000", bytes.left(3000))}), int(cli::Refused));
+        QCOMPARE(cli::importFile({QStringLiteral("--db"), db, source}), int(cli::Ok));
+        TestDb check(dir.path(), QStringLiteral("cli-check.db"));
+        check.db.setCurrentPath(db);
+        QVERIFY(check.db.connect());
+        QCOMPARE(count(check.db, "SezAnag"), 5);
     }
 
     void cancelKeepsWholeDeclarations()

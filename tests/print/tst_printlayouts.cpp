@@ -6,6 +6,7 @@
 #include "print/dichiarazione.h"
 #include "print/elenco.h"
 #include "print/printcommon.h"
+#include "print/schedeprint.h"
 #include "refdata/template.h"
 #include "shell/cli.h"
 #include "shell/dbclass.h"
@@ -13,6 +14,7 @@
 #include "shell/qorclass.h"
 
 #include <QBuffer>
+#include <QRegularExpression>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -37,6 +39,16 @@ bool anyContains(const QList<QByteArray> &texts, const QByteArray &what)
     return false;
 }
 
+// Value of the field with that caption in a frame ("<assente>" when none).
+QString field(const print::FormFrame &f, const QString &caption)
+{
+    for (const print::FormRow &r : f.rows)
+        for (const print::FormField &x : r)
+            if (x.caption == caption)
+                return x.value;
+    return QStringLiteral("<assente>");
+}
+
 } // namespace
 
 class TestPrintLayouts : public QObject {
@@ -47,10 +59,15 @@ private Q_SLOTS:
     void listReadsDeclarations();
     void listIsPaginatedWithoutOverlaps();
     void declarationPrintsAnagrafica();
+    void declarationPrintsSchedeRif();
+    void declarationPrintsSaAutAndInt();
+    void declarationPrintsImb();
     void wrapping();
     void commandLine();
 
 private:
+    // Adds a row: columns "a,b,c" with their values; returns the new key.
+    qint64 add(const char *table, const char *columns, const QVariantList &values);
     qint64 addDeclaration(const QString &cf, const QString &name, int prv, int com, qint64 expID = 0);
 
     QTemporaryDir dir_;
@@ -61,29 +78,23 @@ private:
     qint64 first_ = 0, forli_ = 0;
 };
 
+qint64 TestPrintLayouts::add(const char *table, const char *columns, const QVariantList &values)
+{
+    QVariantMap row;
+    const QStringList names = QString::fromLatin1(columns).split(u',');
+    for (int i = 0; i < names.size(); ++i)
+        row.insert(names.at(i), values.value(i));
+    return db_->insertRow(QString::fromLatin1(table), row);
+}
+
 qint64 TestPrintLayouts::addDeclaration(const QString &cf, const QString &name, int prv, int com, qint64 expID)
 {
-    return db_->insertRow(QStringLiteral("SezAnag"),
-                          {{QStringLiteral("saAnno"), 2019},
-                           {QStringLiteral("CodFisc"), cf},
-                           {QStringLiteral("RagSoc"), name},
-                           {QStringLiteral("prvIstat"), prv},
-                           {QStringLiteral("comIstat"), com},
-                           {QStringLiteral("Via"), QStringLiteral("Via dell'Artigianato")},
-                           {QStringLiteral("Civico"), QStringLiteral("12/bis")},
-                           {QStringLiteral("Cap"), QStringLiteral("47121")},
-                           {QStringLiteral("slPrvIstat"), prv},
-                           {QStringLiteral("slComIstat"), com},
-                           {QStringLiteral("slVia"), QStringLiteral("Piazza Saffi")},
-                           {QStringLiteral("attIstat"), QStringLiteral("381100")},
-                           {QStringLiteral("Addetti"), 12},
-                           {QStringLiteral("Mesi"), 12},
-                           {QStringLiteral("saCognome"), QStringLiteral("Nicolò")},
-                           {QStringLiteral("saNome"), QStringLiteral("Mattia")},
-                           {QStringLiteral("saDataComp"), QStringLiteral("2019-03-15")},
-                           {QStringLiteral("saAnnulla"), 0},
-                           {QStringLiteral("saExp"), 0},
-                           {QStringLiteral("ExpID"), expID}});
+    return add("SezAnag",
+               "saAnno,CodFisc,RagSoc,prvIstat,comIstat,Via,Civico,Cap,slPrvIstat,slComIstat,slVia,attIstat,Addetti,"
+               "Mesi,saCognome,saNome,saDataComp,saAnnulla,saExp,ExpID",
+               {2019, cf, name, prv, com, QStringLiteral("Via dell'Artigianato"), QStringLiteral("12/bis"),
+                QStringLiteral("47121"), prv, com, QStringLiteral("Piazza Saffi"), QStringLiteral("381100"), 12, 12,
+                QStringLiteral("Nicolò"), QStringLiteral("Mattia"), QStringLiteral("2019-03-15"), 0, 0, expID});
 }
 
 void TestPrintLayouts::initTestCase()
@@ -227,9 +238,191 @@ void TestPrintLayouts::declarationPrintsAnagrafica()
 
     // the declaration with every scheda lists them
     QVERIFY(print::sa1Frames(*db_, first_, &frames, &company));
-    QCOMPARE(frames.last().rows.first().first().value, QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE"));
+    QString schede;
+    for (const print::FormFrame &f : frames)
+        if (f.title == QStringLiteral("Schede presenti"))
+            schede = f.rows.first().first().value;
+    QCOMPARE(schede, QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE"));
     QCOMPARE(print::activityCode(QStringLiteral("381100")), QStringLiteral("38.11.00"));
     QCOMPARE(print::activityCode(QStringLiteral("3811")), QStringLiteral("3811"));
+}
+
+void TestPrintLayouts::declarationPrintsSchedeRif()
+{
+    const qint64 sa = addDeclaration(QStringLiteral("AAA00000001"), QStringLiteral("Rifiuti e moduli"), 58, 91);
+    auto addScheda = [&](const char *code) {
+        return add("SezRif", "saID,rifCod,sfLiquido,qtaProd,umiProd,qtaCons,umiCons",
+                   {sa, QString::fromLatin1(code), 1, 1234500, 1, 2000, 2});
+    };
+    const qint64 battery = addScheda("160601");
+    const qint64 paper = addScheda("150101");   // printed first: order of waste code
+    auto module = [&](qint64 rif, int type, const char *columns, const QVariantList &v) {
+        return add("ModRif", (QByteArray("rifID,tipoMod,") + columns).constData(), QVariantList{rif, type} + v);
+    };
+    module(paper, 1, "Privati,prvIstat,comIstat", {1, 15, 146});
+    module(paper, 1, "Privati,RagSoc,qtaMod,umiMod", {0, QStringLiteral("Conferente"), 1000000, 1});
+    module(paper, 3, "RagSoc", {QStringLiteral("Trasporti & C.")});
+    const qint64 mg = module(paper, 4, "Privati,qtaDep,umiDep,discDep", {1, 5000, 1, 6});
+    add("RecRif", "mrID,Posizione,Codice,qta,umi", {mg, 1, QStringLiteral("R3"), 1500, 2});
+    module(paper, 5, "Privati,prvIstat,comIstat", {2, 40, 12});
+    module(battery, 1, "RagSoc,disc191", {QStringLiteral("Pile"), 1});
+
+    QList<print::FormFrame> frames;
+    QVERIFY(print::rifFrames(*db_, sa, &frames));
+    QStringList titles;
+    for (const print::FormFrame &f : frames)
+        titles.append(f.title);
+    const QStringList scheda{QStringLiteral("Scheda RIF - Rifiuti"), QStringLiteral("ORIGINE DEL RIFIUTO"),
+                             QStringLiteral("TRASPORTO DEL RIFIUTO"), QStringLiteral("DESTINAZIONE DEL RIFIUTO"),
+                             QStringLiteral("OPERAZIONI DI RECUPERO O SMALTIMENTO SVOLTE NELL'UNITA' LOCALE")};
+    const QString rt = QStringLiteral("Modulo RT - Rifiuti ricevuti da terzi");
+    const QStringList expected = scheda
+                                 + QStringList{rt, rt, QStringLiteral("Modulo TE - Rifiuti trasportati da terzi"),
+                                               QStringLiteral("Modulo MG - Operazioni di gestione rifiuti svolte "
+                                                              "nell'unità locale"),
+                                               QStringLiteral("Modulo RE - Rifiuti prodotti fuori dall'unità locale")}
+                                 + scheda + QStringList{rt};
+    QCOMPARE(titles, expected);
+
+    QCOMPARE(field(frames[0], QStringLiteral("Codice rifiuto:")), QStringLiteral("150101"));
+    QCOMPARE(field(frames[0], QStringLiteral("Liquido")), QStringLiteral("X"));
+    QCOMPARE(field(frames[0], QStringLiteral("Aeriforme")), QString());
+    QCOMPARE(field(frames[1], QStringLiteral("Rifiuto prodotto nell'Unità Locale")), QStringLiteral("1.234,500 Kg"));
+    QCOMPARE(field(frames[2], QStringLiteral("Rifiuto trasportato da terzi")), QStringLiteral("X"));
+    QCOMPARE(field(frames[3], QStringLiteral("Rifiuto consegnato a terzi per operazioni di recupero o smaltimento")),
+             QStringLiteral("2,000 t"));
+    // RT: the non-private module first, numbered 1; the private one is number 2
+    QCOMPARE(field(frames[5], QStringLiteral("n° progressivo Modulo RT")), QStringLiteral("1"));
+    QCOMPARE(field(frames[5], QStringLiteral("Nome o ragione sociale:")), QStringLiteral("Conferente"));
+    QCOMPARE(field(frames[6], QStringLiteral("n° progressivo Modulo RT")), QStringLiteral("2"));
+    QCOMPARE(field(frames[6], QStringLiteral("Privati")), QStringLiteral("X"));
+    QCOMPARE(field(frames[6], QStringLiteral("Comune:")), QStringLiteral("MILANO"));
+    QCOMPARE(field(frames[5], QStringLiteral("Specificare se la quantità indicata nel modulo è relativa a pile e "
+                                             "accumulatori portatili:")),
+             QStringLiteral("<assente>"));
+    QCOMPARE(field(frames[8], QStringLiteral("Tipologia impianto:")), QStringLiteral("Discarica (D1,D5,D12)"));
+    QCOMPARE(field(frames[8], QStringLiteral("Classificazione della discarica (D.Lgs. 36/2003):")),
+             QStringLiteral("rifiuti inerti"));
+    QCOMPARE(field(frames[8], QStringLiteral("Operazione")), QStringLiteral("R3"));
+    QCOMPARE(field(frames[8], QStringLiteral("Quantità")), QStringLiteral("1,500 t"));
+    QCOMPARE(field(frames[9], QStringLiteral("Attività che ha originato il rifiuto")),
+             QStringLiteral("assistenza sanitaria"));
+    QCOMPARE(field(frames[9], QStringLiteral("Provincia di:")), QStringLiteral("FC"));
+    QCOMPARE(field(frames[15], QStringLiteral("Specificare se la quantità indicata nel modulo è relativa a pile e "
+                                              "accumulatori portatili:")),
+             QStringLiteral("Sì"));
+
+    QCOMPARE(print::reActivity(4), QStringLiteral("cantieri temporanei e mobili (anche di bonifica)"));
+    QCOMPARE(print::landfillClass(8), QStringLiteral("rifiuti pericolosi"));
+    QCOMPARE(print::mgPlantType(13), QStringLiteral("Recupero di materia (R2,R3,R4,R5,R6,R7,R8,R9,R13)"));
+    QCOMPARE(print::mgPlantType(0), QString());
+    QCOMPARE(print::quantityText(QVariant(), 1), QString());
+    QCOMPARE(print::quantityText(9999999999LL, 1), QStringLiteral("9.999.999,999 Kg"));
+
+    // the whole declaration on paper: pages numbered, nothing overlapping
+    const QString path = dir_.filePath(QStringLiteral("rif.pdf"));
+    QString error;
+    QCOMPARE(print::printDichiarazione(*db_, sa, path, &error), print::DeclarationResult::Ok);
+    const QByteArray doc = readFile(path);
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
+    const int pages = QRegularExpression(QStringLiteral("/Count (\\d+)"))
+                          .match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+    QVERIFY(pages > 2);
+    QVERIFY(shownTexts(doc, pages - 1).contains("Pagina " + QByteArray::number(pages) + " di " + QByteArray::number(pages)));
+}
+
+void TestPrintLayouts::declarationPrintsSaAutAndInt()
+{
+    const qint64 sa = addDeclaration(QStringLiteral("AAA00000002"), QStringLiteral("Autorizzata"), 58, 91);
+    QVERIFY(add("SaAut", "saID,suEstremi,suDataRil,suEnte,suTipo,suRecupero,suSmaltimento,Incenerimento,incQta",
+                {sa, QStringLiteral("Det. 12/2015"), QStringLiteral("2015-06-01"), 3, 6, QStringLiteral("1000000000001"),
+                 QStringLiteral("000000000000001"), 1, 150000}) > 0);
+    const qint64 intID = add("SezInt", "saID,rifCod,sfAltro,intQta,intUmi", {sa, QStringLiteral("170405"), 1, 25000000, 1});
+    for (int type : {2, 1, 2})
+        QVERIFY(add("ModInt", "intID,tipoMod,RagSoc,nazID,qtaMod,umiMod",
+                    {intID, type, QStringLiteral("Parte %1").arg(type), 203, 25, 2}) > 0);
+
+    QList<print::FormFrame> frames;
+    QVERIFY(print::saAutFrames(*db_, sa, &frames));
+    QCOMPARE(frames.size(), 1);
+    QCOMPARE(field(frames[0], QStringLiteral("Ente di rilascio")), QStringLiteral("Ministero Ambiente "));
+    QCOMPARE(field(frames[0], QStringLiteral("Data di rilascio")), QStringLiteral("01/06/2015"));
+    QCOMPARE(field(frames[0], QStringLiteral("Data di scadenza")), QString());
+    QVERIFY(field(frames[0], QStringLiteral("Tipo di autorizzazione")).startsWith(QStringLiteral("Oper. di recupero")));
+    QCOMPARE(field(frames[0], QStringLiteral("Recupero")), QStringLiteral("R1, R13"));   // short string: rest unticked
+    QCOMPARE(field(frames[0], QStringLiteral("Smaltimento")), QStringLiteral("D15"));
+    QCOMPARE(field(frames[0], QStringLiteral("Incenerimento: capacità autorizzata")), QStringLiteral("150.000"));
+    QCOMPARE(field(frames[0], QStringLiteral("Coincenerimento: capacità autorizzata")), QStringLiteral("<assente>"));
+    QCOMPARE(print::tickedOperations(QString(), {QStringLiteral("R1")}), QString());
+    QCOMPARE(print::tickedOperations(QStringLiteral("01"), {QStringLiteral("R1"), QStringLiteral("R2"), QStringLiteral("R3")}),
+             QStringLiteral("R2"));
+
+    frames.clear();
+    QVERIFY(print::intFrames(*db_, sa, &frames));
+    QCOMPARE(frames.size(), 4);
+    QCOMPARE(frames[0].title, QStringLiteral("Scheda INT - Totale rifiuti commercializzati ed intermediati senza detenzione"));
+    QCOMPARE(field(frames[0], QStringLiteral("Quantità complessivamente intermediata:")), QStringLiteral("25.000,000 Kg"));
+    QCOMPARE(field(frames[0], QStringLiteral("Altro")), QStringLiteral("X"));
+    QCOMPARE(frames[1].title, QStringLiteral("Modulo UO - Elenco Unità Locali di origine del rifiuto"));
+    QCOMPARE(field(frames[1], QStringLiteral("Quantità acquisita nell'anno:")), QStringLiteral("0,025 t"));
+    QCOMPARE(frames[2].title, QStringLiteral("Modulo UD - Elenco unità locali di destinazione del rifiuto"));
+    QCOMPARE(field(frames[3], QStringLiteral("n° progressivo Modulo UD")), QStringLiteral("2"));
+    QCOMPARE(field(frames[3], QStringLiteral("Paese estero (se di destinazione non nazionale)")), QStringLiteral("AUSTRIA"));
+
+    const QString path = dir_.filePath(QStringLiteral("aut.pdf"));
+    QString error;
+    QCOMPARE(print::printDichiarazione(*db_, sa, path, &error), print::DeclarationResult::Ok);
+    const QByteArray doc = readFile(path);
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
+}
+
+void TestPrintLayouts::declarationPrintsImb()
+{
+    const qint64 sa = addDeclaration(QStringLiteral("AAA00000003"), QStringLiteral("Imballaggi"), 58, 91);
+    const qint64 si = add("SezImb", "saID,qtaTerzi,umiTerzi,msQta02,msUmi02", {sa, 5000000, 1, 3000000, 1});
+    for (const QVariantList &r : {QVariantList{1, QStringLiteral("150104"), 1}, QVariantList{1, QStringLiteral("150104"), 0},
+                                  QVariantList{3, QStringLiteral("191204"), 0}})
+        QVERIFY(add("RecImb", "siID,Posizione,rifCod,allAcc,qta,umi", QVariantList{si} + r + QVariantList{2000, 1}) > 0);
+    const QString code = QStringLiteral("150104");
+    add("ModImb", "siID,tipoMod,rifCod,mbFlag,discDep", {si, 1, code, 0, 2});
+    const qint64 dr = add("ModImb", "siID,tipoMod,rifCod,RagSoc", {si, 2, code, QStringLiteral("Fonderia")});
+    add("RecModImb", "mbID,Posizione,Codice,qta,umi", {dr, 1, QStringLiteral("R4"), 2000, 1});
+
+    QList<print::FormFrame> frames;
+    QVERIFY(print::imbFrames(*db_, sa, &frames));
+    QStringList titles;
+    for (const print::FormFrame &f : frames)
+        titles.append(f.title);
+    QCOMPARE(titles, QStringList({QStringLiteral("Scheda IMB - Gestione rifiuti da imballaggio"),
+                                  QStringLiteral("Rifiuto ricevuto da superficie pubblica"),
+                                  QStringLiteral("Rifiuto prodotto nell'unità locale da trattamento imballaggi monomateriale"),
+                                  QStringLiteral("Destinazione del rifiuto"), QStringLiteral("Materiali secondari"),
+                                  QStringLiteral("Modulo RT-IMB - Rifiuti ricevuti da terzi"),
+                                  QStringLiteral("Modulo DR-IMB - Rifiuti conferiti a terzi")}));
+    // 150104 prints split by metal, in the order the rows were entered
+    QCOMPARE(frames[1].rows.size(), 2);
+    QCOMPARE(frames[1].rows[0][0].value, QStringLiteral("150104-A"));
+    QCOMPARE(frames[1].rows[1][0].value, QStringLiteral("150104-C"));
+    QCOMPARE(frames[1].rows[1][0].caption, QString());   // captions on the first line only
+    QCOMPARE(frames[2].rows[0][0].value, QStringLiteral("191204"));
+    QCOMPARE(frames[4].rows[1][1].caption, QStringLiteral("Legno"));
+    QCOMPARE(frames[4].rows[1][1].value, QStringLiteral("3.000,000 Kg"));
+    QCOMPARE(frames[5].rows[0][0].caption, QStringLiteral("n° progressivo Modulo RT-IMB"));
+    QCOMPARE(frames[5].rows[0][2].value, QStringLiteral("da sup. pubblica"));
+    QCOMPARE(field(frames[5], QStringLiteral("Tipologia di trattamento prevista sui rifiuti ricevuti dall'estero:")),
+             QStringLiteral("recupero di energia"));
+    QCOMPARE(field(frames[5], QStringLiteral("Privati")), QStringLiteral("<assente>"));
+    QCOMPARE(field(frames[6], QStringLiteral("Operazione")), QStringLiteral("R4"));
+    QCOMPARE(print::imbWasteCode(QStringLiteral("150101"), 1), QStringLiteral("150101"));
+
+    const QString path = dir_.filePath(QStringLiteral("imb.pdf"));
+    QString error;
+    QCOMPARE(print::printDichiarazione(*db_, sa, path, &error), print::DeclarationResult::Ok);
+    const QByteArray doc = readFile(path);
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
 }
 
 void TestPrintLayouts::wrapping()

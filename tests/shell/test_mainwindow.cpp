@@ -216,7 +216,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(&w));
         w.grab().save(QDir::temp().filePath(QStringLiteral("qor_mainwindow.png")));
         QCOMPARE(DeclarationList::label(QStringLiteral("BETA SPA"), QStringLiteral("ROMA"), QStringLiteral("VIA ROMA"), QStringLiteral("1")),
-                 QStringLiteral("BETA SPA - U. L.: ROMA, VIA ROMA 1"));
+                 QStringLiteral("BETA SPA - U. L.: VIA ROMA 1, ROMA"));
     }
 };
 

@@ -4,7 +4,6 @@
 #include "fixture.h"
 
 #include "shell/cli.h"
-#include "verify/chamber.h"
 
 #include <QFile>
 #include <QTest>
@@ -49,7 +48,6 @@ private Q_SLOTS:
     void progressAndStop();
     void reportCannotBeOpened();
     void commandLine();
-    void chamberLookup();
 };
 
 void TestEngine::cleanRunHasPreambleOnly()
@@ -261,26 +259,6 @@ void TestEngine::commandLine()
     QCOMPARE(cli::verify({"--db", db, "--dichiarazione", "x"}), 2);
     QCOMPARE(cli::verify({"--db", db, "--tutte", "--altro"}), 2);
     QCOMPARE(cli::verify({"--db", db, "--provincia", "ZZ"}), 2);
-}
-
-void TestEngine::chamberLookup()
-{
-    Fixture f;
-    QVERIFY(f.ok());
-    QCOMPARE(verify::competentChamber(*f.db, f.msg, "to").code, 1LL);
-    QVERIFY(f.msg.shown.isEmpty());
-    QCOMPARE(verify::competentChamber(*f.db, f.msg, "ZZ").code, 0LL);
-    QCOMPARE(f.msg.last(), QStringLiteral("Attenzione, sigla provincia digitata errata!"));
-    f.msg.clear();
-    // South Sardinia belongs to the chamber of Cagliari, with the exceptions told.
-    const verify::Chamber su = verify::competentChamber(*f.db, f.msg, "SU");
-    QCOMPARE(su.code, 92LL);
-    QCOMPARE(f.msg.shown.size(), 1);
-    QVERIFY(f.msg.last().startsWith("Attenzione, la CCIAA di competenza per SUD SARDEGNA è: CAGLIARI.\rad eccezione dei comuni di ESCALAPLANO"));
-    f.msg.clear();
-    // A province with its own chamber and an exceptional municipality.
-    QCOMPARE(verify::competentChamber(*f.db, f.msg, "BL").code, 25LL);
-    QCOMPARE(f.msg.last(), QStringLiteral("Attenzione, la CCIAA di competenza per il comune di SAPPADA è UDINE."));
 }
 
 QTEST_GUILESS_MAIN(TestEngine)

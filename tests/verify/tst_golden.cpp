@@ -44,7 +44,7 @@ void TestGolden::wholeReport()
     f.db->execute("UPDATE SezAnag SET msQta08 = 5000, msUmi08 = 1 WHERE (saID = ?)", {b});
     const qint64 si = f.insert("SezImb", Fixture::qty({{"saID", b}, {"qtaTerzi", 2}, {"umiTerzi", 2}, {"msQta08", 1}}));
     f.insert("RecImb", {{"siID", si}, {"Posizione", 1}, {"rifCod", "150101"}, {"qta", 2000000}, {"umi", 1}});
-    f.insert("ModImb", {{"siID", si}, {"tipoMod", 1}, {"rifCod", "150101"}, {"mbFlag", 1}, {"qtaMod", 2000}, {"umiMod", 2}});
+    f.insert("ModImb", {{"siID", si}, {"tipoMod", 1}, {"rifCod", "150101"}, {"mbFlag", 0}, {"qtaMod", 2000}, {"umiMod", 2}});
     f.insert("ModImb", {{"siID", si}, {"tipoMod", 2}, {"rifCod", "150101"}, {"qtaMod", 1500000}, {"umiMod", 1}});
     f.insert("SezVfu", {{"saID", b}, {"vfuTipo", 3}});
 

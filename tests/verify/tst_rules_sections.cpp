@@ -142,16 +142,16 @@ void TestRulesSections::packaging()
     const QString none = "Dev'essere indicata almeno una tra le attività di origine e destinazione del rifiuto,";
     const QString multiRows = "Non è stata indicata un’attività di trattamento imballaggi multimateriale,";
     const QString multiAct = "E’ stata indicata un’attività di trattamento imballaggi multimateriale,";
-    const V rtPub{{"mbFlag", 1}, {"qtaMod", 100}};
+    const V rtPub{{"mbFlag", 0}, {"qtaMod", 100}};
     const Mod mgImb{4, "150101", {}};
     const std::vector<Op> mgOp{{1, 1, "R3", 100}};
 
     const QString failures = runCases(f, {
         {"received, nothing done", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", rtPub}}), noMan, "E " + S},
         {"received and managed", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", rtPub}, mgImb}, mgOp), noMan, {}},
-        {"foreign RT-IMB without treatment", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", {{"mbFlag", 1}, {"qtaMod", 100}, {"nazID", 5}}}}),
+        {"foreign RT-IMB without treatment", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", {{"mbFlag", 0}, {"qtaMod", 100}, {"nazID", 5}}}}),
          foreign, "W " + S + " modulo RT-IMB n. 1"},
-        {"foreign RT-IMB with treatment", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", {{"mbFlag", 1}, {"qtaMod", 100}, {"nazID", 5}, {"discDep", 2}}}}),
+        {"foreign RT-IMB with treatment", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", {{"mbFlag", 0}, {"qtaMod", 100}, {"nazID", 5}, {"discDep", 2}}}}),
          foreign, {}},
         {"produced 160103", stream(Imb, {}, {{3, "160103", 10}}), prod, "W Scheda IMB codice rifiuto: 160103"},
         {"produced 191204", stream(Imb, {}, {{3, "191204", 10}}), prod, {}},
@@ -161,10 +161,10 @@ void TestRulesSections::packaging()
         {"treated from nothing", stream(Imb, {}, {}, {{4, "150101", {}}}, {{0, 1, "R3", 10}}), zero + "|mentre la somma", "W " + S},
         {"carried from nothing", stream(Imb, {}, {}, {{3, "150101", {}}}), zero + "|la quantità trasportata", "W " + S},
         {"delivered from production", stream(Imb, {{"qtaTerzi", 10}}, {{3, "150101", 10}}, {{2, "150101", {{"qtaMod", 10}}}}), zero + "|mentre la quantità conferita", {}},
-        {"public short", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", {{"mbFlag", 1}, {"qtaMod", 50}}}, mgImb}, mgOp), pub, "E " + S},
+        {"public short", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", {{"mbFlag", 0}, {"qtaMod", 50}}}, mgImb}, mgOp), pub, "E " + S},
         {"public balanced", stream(Imb, {}, {{1, "150101", 100}}, {{1, "150101", rtPub}, mgImb}, mgOp), pub, {}},
         {"private on public modules", stream(Imb, {}, {{2, "150101", 100}}, {{1, "150101", rtPub}, mgImb}, mgOp), priv, "E " + S},
-        {"private balanced", stream(Imb, {}, {{2, "150101", 100}}, {{1, "150101", {{"mbFlag", 2}, {"qtaMod", 100}}}, mgImb}, mgOp), priv, {}},
+        {"private balanced", stream(Imb, {}, {{2, "150101", 100}}, {{1, "150101", {{"mbFlag", 1}, {"qtaMod", 100}}}, mgImb}, mgOp), priv, {}},
         {"delivered short", stream(Imb, {{"qtaTerzi", 100}}, {{3, "150101", 100}}, {{2, "150101", {{"qtaMod", 50}}}}), dr, "E Scheda IMB"},
         {"delivered balanced", stream(Imb, {{"qtaTerzi", 100}}, {{3, "150101", 100}}, {{2, "150101", {{"qtaMod", 100}}}}), dr, {}},
         {"code with carriers only", stream(Imb, {}, {}, {{3, "150101", {}}}), none, "W " + S},

@@ -3,7 +3,7 @@
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
-#include "verify/chamber.h"
+#include "refdata/lookups.h"
 #include "verify/engine.h"
 
 #include <QCheckBox>
@@ -128,7 +128,7 @@ void VerificaForm::startRun()
             province_->setFocus();
             return;
         }
-        const Chamber chamber = competentChamber(ctx_.db, ctx_.msg, province_->text());
+        const refdata::Chamber chamber = refdata::competentChamber(ctx_.db, ctx_.msg, province_->text());
         if (chamber.code == 0) {
             province_->setFocus();
             return;

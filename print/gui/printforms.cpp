@@ -1,0 +1,131 @@
+#include "print/gui/printforms.h"
+
+#include "print/dichiarazione.h"
+#include "print/elenco.h"
+#include "print/pdfcreator.h"
+#include "shell/dbclass.h"
+#include "shell/formrule.h"
+#include "shell/gui/formregistry.h"
+#include "shell/messages.h"
+#include "shell/qorclass.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QRegularExpressionValidator>
+#include <QUrl>
+#include <QVBoxLayout>
+
+std::function<void(const QString &path)> openPrintedFile = [](const QString &path) {
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+};
+
+bool printCurrentDeclaration(AppContext &ctx)
+{
+    const qint64 saID = ctx.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));
+    if (saID <= 0 || !ctx.db.isCurrentOpen()) {
+        ctx.msg.information(QStringLiteral("Attenzione, selezionare una dichiarazione dall'elenco."));
+        return false;
+    }
+    const QString path = clsPDFCreator::temporaryFileName(int(saID));
+    QString error;
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    const print::DeclarationResult r = print::printDichiarazione(ctx.db, saID, path, &error);
+    QApplication::restoreOverrideCursor();
+    if (r == print::DeclarationResult::NotFound) {
+        ctx.msg.information(QStringLiteral("Attenzione, selezionare una dichiarazione dall'elenco."));
+        return false;
+    }
+    if (r != print::DeclarationResult::Ok) {
+        ctx.msg.critical(QStringLiteral("Stampa non riuscita: ") + error);
+        return false;
+    }
+    openPrintedFile(path);
+    return true;
+}
+
+PrintListForm::PrintListForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
+{
+    setWindowTitle(QStringLiteral("Elenco dichiarazioni"));
+    auto *lay = new QVBoxLayout(this);
+    all_ = new QRadioButton(QStringLiteral("Tutte le dichiarazioni"), this);
+    province_ = new QRadioButton(QStringLiteral("Dichiarazioni con unità locale sita nella provincia di:"), this);
+    sigla_ = new QLineEdit(this);
+    sigla_->setMaxLength(2);
+    sigla_->setMaximumWidth(40);
+    sigla_->setValidator(new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[A-Za-z]{0,2}")), sigla_));
+    all_->setChecked(true);
+    sigla_->setEnabled(false);
+    connect(province_, &QRadioButton::toggled, sigla_, &QLineEdit::setEnabled);
+    lay->addWidget(all_);
+    auto *row = new QHBoxLayout;
+    row->addWidget(province_);
+    row->addWidget(sigla_);
+    row->addStretch();
+    lay->addLayout(row);
+    auto *buttons = new QHBoxLayout;
+    auto *stampa = new QPushButton(QStringLiteral("&Stampa"), this);
+    auto *chiudi = new QPushButton(QStringLiteral("&Chiudi"), this);
+    buttons->addStretch();
+    buttons->addWidget(stampa);
+    buttons->addWidget(chiudi);
+    lay->addLayout(buttons);
+    lay->addStretch();
+    connect(stampa, &QPushButton::clicked, this, [this] { print(); });
+    connect(chiudi, &QPushButton::clicked, this, [this] {
+        if (parentWidget())
+            parentWidget()->close();
+        close();
+    });
+}
+
+bool PrintListForm::print()
+{
+    if (!ctx_.db.isCurrentOpen())
+        return false;
+    int chamber = 0;
+    QString subtitle = QStringLiteral("Tutte le dichiarazioni");
+    if (province_->isChecked()) {
+        const QString sigla = sigla_->text().trimmed().toUpper();
+        if (sigla.isEmpty()) {
+            ctx_.msg.information(QStringLiteral("Attenzione, sigla provincia richiesta."));
+            sigla_->setFocus();
+            return false;
+        }
+        const print::Chamber c = print::chamberOf(ctx_.db, sigla);
+        if (c.code == 0) {
+            ctx_.msg.information(QStringLiteral("Attenzione, sigla provincia digitata errata!"));
+            sigla_->setFocus();
+            return false;
+        }
+        chamber = c.code;
+        subtitle = QStringLiteral("Dichiarazioni con unità locale di competenza della CCIAA di ") + c.name;
+    }
+    const QString path = clsPDFCreator::temporaryFileName(0);
+    QString error;
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    const bool ok = print::printElenco(ctx_.db, chamber, subtitle, path, &error);
+    QApplication::restoreOverrideCursor();
+    if (!ok) {
+        ctx_.msg.critical(QStringLiteral("Stampa non riuscita: ") + error);
+        return false;
+    }
+    openPrintedFile(path);
+    return true;
+}
+
+void registerPrintForms()
+{
+    // the declaration print opens no window of its own
+    formRegistry().insert(Form::Print, {[](AppContext &c, QWidget *) -> QWidget * {
+                                            printCurrentDeclaration(c);
+                                            return nullptr;
+                                        },
+                                        true});
+    formRegistry().insert(Form::PrintList,
+                          {[](AppContext &c, QWidget *p) -> QWidget * { return new PrintListForm(c, p); }, false});
+}

@@ -1,0 +1,90 @@
+// The demo generator: what it promises (valid tax codes, real reference
+// codes, balanced quantities, a few deliberate errors) is what it makes.
+
+#include "exchange/demodata.h"
+#include "fixture.h"
+#include "shell/qty.h"
+
+#include <QSqlQuery>
+
+using namespace exch;
+
+class DemoData : public QObject {
+    Q_OBJECT
+    QTemporaryDir dir;
+
+private Q_SLOTS:
+    void checkCharacters()
+    {
+        // Known right codes, and the same with one character changed.
+        QVERIFY(demo::checkCharacterRight(QStringLiteral("00743110157")));
+        QVERIFY(!demo::checkCharacterRight(QStringLiteral("00743110158")));
+        QVERIFY(demo::checkCharacterRight(QStringLiteral("RSSMRA80A01H501U")));
+        QVERIFY(!demo::checkCharacterRight(QStringLiteral("RSSMRA80A01H501V")));
+        QCOMPARE(demo::companyCode(74311015), QStringLiteral("00743110157"));
+        QCOMPARE(demo::personCode(QStringLiteral("RSSMRA80A01H501")), QStringLiteral("RSSMRA80A01H501U"));
+    }
+
+    void generatedDeclarations()
+    {
+        TestDb t(dir.path());
+        QVERIFY(t.ok);
+        demo::Options o;
+        o.declarations = 20;
+        QList<qint64> ids;
+        QString error;
+        QVERIFY2(demo::generate(t.db, o, &ids, &error), qPrintable(error));
+        QCOMPARE(ids.size(), 20);
+
+        int wrongCodes = 0;
+        QSqlQuery q = t.db.query(QStringLiteral("SELECT CodFisc FROM SezAnag"));
+        while (q.next())
+            wrongCodes += demo::checkCharacterRight(q.value(0).toString()) ? 0 : 1;
+        QCOMPARE(wrongCodes, 1);   // declarations 4, 9, 14, 19 carry one error each, of three kinds
+
+        // Every place, waste and activity code is in the reference tables.
+        QCOMPARE(t.db.scalar(QStringLiteral(
+                     "SELECT COUNT(*) FROM SezAnag a LEFT JOIN Comuni c ON a.prvIstat = c.prvIstat AND "
+                     "a.comIstat = c.comIstat WHERE c.comDesc IS NULL OR NOT c.newComIstat IS NULL")).toInt(), 0);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag a LEFT JOIN Attivita t ON "
+                                            "a.attIstat = t.attCod WHERE t.attDesc IS NULL")).toInt(), 0);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezRif s LEFT JOIN Rifiuti r ON "
+                                            "s.rifCod = r.rifCod WHERE r.rifDesc IS NULL")).toInt(), 0);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM ModRif m LEFT JOIN Comuni c ON m.prvIstat = "
+                                            "c.prvIstat AND m.comIstat = c.comIstat WHERE NOT m.prvIstat IS NULL "
+                                            "AND c.comDesc IS NULL")).toInt(), 0);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM Setup")).toInt(), 1);
+
+        // Schede RIF balance: produced + received against consigned + stock,
+        // and each total against its modules; exactly the deliberate ones fail.
+        int unbalanced = 0;
+        QSqlQuery s = t.db.query(QStringLiteral("SELECT rifID, qtaProd, UmiProd, qtaTerzi, umiTerzi, qtaCons, umiCons, "
+                                                "qtaGiacRec, umiGiacRec FROM SezRif"));
+        while (s.next()) {
+            const Qty in = qtyKg(s.value(1), s.value(2)) + qtyKg(s.value(3), s.value(4));
+            const Qty out = qtyKg(s.value(5), s.value(6)) + qtyKg(s.value(7), s.value(8));
+            Qty rt, dr;
+            QSqlQuery m = t.db.query(QStringLiteral("SELECT tipoMod, qtaMod, umiMod FROM ModRif WHERE (rifID = ?)"),
+                                     {s.value(0)});
+            while (m.next()) {
+                if (m.value(0).toInt() == 1)
+                    rt += qtyKg(m.value(1), m.value(2));
+                if (m.value(0).toInt() == 2)
+                    dr += qtyKg(m.value(1), m.value(2));
+            }
+            QVERIFY(toleranceMatch(qtyKg(s.value(3), s.value(4)), rt));
+            QVERIFY(toleranceMatch(qtyKg(s.value(5), s.value(6)), dr));
+            unbalanced += toleranceMatch(in, out) ? 0 : 1;
+        }
+        QCOMPARE(unbalanced, 2);
+
+        // The same seed gives the same data.
+        TestDb u(dir.path(), QStringLiteral("again.db"));
+        QVERIFY(demo::generate(u.db, o));
+        QCOMPARE(u.db.scalar(QStringLiteral("SELECT GROUP_CONCAT(CodFisc) FROM SezAnag")),
+                 t.db.scalar(QStringLiteral("SELECT GROUP_CONCAT(CodFisc) FROM SezAnag")));
+    }
+};
+
+QTEST_GUILESS_MAIN(DemoData)
+#include "tst_demodata.moc"
