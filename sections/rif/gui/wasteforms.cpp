@@ -245,8 +245,20 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 paren
         buttonRow()->insertWidget(2, register_);
         connect(register_, &QPushButton::clicked, this, &ModuleForm::chooseCompany);
     }
-    if (listButton()) {
-        listButton()->setToolTip(QStringLiteral("Apre lista dei moduli inseriti"));
+    if (QPushButton *l = listButton()) {
+        // The list window of the modules, titled by type ("Lista dei moduli RT").
+        l->setToolTip(QStringLiteral("Apre lista dei moduli inseriti"));
+        l->disconnect();
+        connect(l, &QPushButton::clicked, this, [this] {
+            if (!confirmLeave())
+                return;
+            ui::ListWindow w(m_.listTitle, waste::listColumns(m_), this);
+            for (const waste::ModuleRow &r : waste::list(ctx_, m_, parentId_))
+                w.addRow(r.texts, r.id);
+            w.select(currentKey());
+            if (w.exec() == QDialog::Accepted)
+                showRecord(w.chosen().toLongLong());
+        });
     }
     if (fields::position(m.fields, QStringLiteral("RegCE")) >= 0) {
         QWidget *regCE = ff->control(QStringLiteral("RegCE"));
@@ -300,7 +312,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 paren
         }
         if (auto *outer = qobject_cast<QVBoxLayout *>(ff->layout()))
             outer->insertWidget(1, tabs_, 1);
-        resize(760, 620);
+        resize(1180, 700);
     }
 
     if (m.listDelete || m.operations) {
@@ -324,7 +336,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 paren
         };
         connect(table_, &QTreeWidget::itemActivated, this, select);
         if (m.operations) {
-            table_->setMinimumWidth(300);
+            table_->setMinimumWidth(260);
             auto *pick = new QPushButton(QStringLiteral("Selezi&ona"), this);
             pick->setProperty("causesValidation", false);
             sidePanel()->addWidget(pick);
