@@ -24,6 +24,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabWidget>
+#include <QTimer>
 #include <QTreeWidget>
 
 using wastegui::ModuleForm;
@@ -335,6 +336,57 @@ private Q_SLOTS:
         QVERIFY2(m->currentKey() > 0, qPrintable(t.msg.last()));
         QCOMPARE(sa1.summaryCounts().at(rt)->text(), QString::number(before.toInt() + 1));
         m->close();
+    }
+
+    void schedaListAndPackagingNotice()
+    {
+        const qint64 sa = t.db->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("X")}});
+        t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(sa));
+        auto scheda = [&](const char *code) {
+            fields::Record r = waste::blank(rif::spec());
+            r.insert(QStringLiteral("rifCod"), QString::fromLatin1(code));
+            r.insert(QStringLiteral("sfAltro"), 1);
+            return waste::save(*t.ctx, rif::spec(), sa, 0, r);
+        };
+        const qint64 first = scheda("150101");
+        std::unique_ptr<QWidget> w(wastegui::makeRifForm(*t.ctx, nullptr));
+        auto &f = *static_cast<SchedaForm *>(w.get());
+        QVERIFY(activate(f));
+        QCOMPARE(f.currentKey(), first);
+
+        // A dialog that opens is noted and closed.
+        QStringList opened;
+        auto watch = [&opened] {
+            QTimer::singleShot(50, [&opened] {
+                if (QWidget *d = QApplication::activeModalWidget()) {
+                    opened << d->windowTitle();
+                    if (auto *tree = d->findChild<QTreeWidget *>())
+                        for (int i = 0; i < tree->topLevelItemCount(); ++i)
+                            opened << tree->topLevelItem(i)->text(0);
+                    d->close();
+                }
+            });
+        };
+        watch();
+        f.listButton()->click();
+        QTest::qWait(100);
+        QVERIFY(opened.isEmpty()); // one scheda: nothing to choose from
+
+        scheda("150101");
+        scheda("010101");
+        f.reloadKeys();
+        watch();
+        f.listButton()->click();
+        QCOMPARE(opened, (QStringList{QStringLiteral("Lista delle schede RIF inserite"), QStringLiteral("010101"),
+                                      QStringLiteral("150101"), QStringLiteral("150101")}));
+
+        // "Modulo MG" on a packaging code: the notice, then the module.
+        t.msg.clear();
+        ModuleForm *m = f.openModule(rif::module(codes::MG));
+        QVERIFY(m);
+        QVERIFY(t.msg.last().contains(QStringLiteral("\"Comunicazione Imballaggi - Sezione gestori rifiuti di imballaggio\"")));
+        m->close();
+        t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(saID));
     }
 
     void leavingAChangedSchedaAsks()
