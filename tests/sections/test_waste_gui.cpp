@@ -427,9 +427,16 @@ private Q_SLOTS:
         ModuleForm m(*t.ctx, rif::module(codes::RT), rifID, QStringLiteral("200301"));
         QVERIFY(activate(m));
         m.newButton()->click();
+        m.fields()->control(QStringLiteral("estero"))->findChildren<QRadioButton *>().at(1)->setFocus();
+        key(Qt::Key_Space);
+        QVERIFY(m.countryList()->isEnabled());
         m.fields()->control(QStringLiteral("Privati"))->setFocus();
         key(Qt::Key_Space);
         QVERIFY(!m.fields()->control(QStringLiteral("CodFisc"))->isEnabled());
+        QVERIFY(!m.fields()->control(QStringLiteral("Via"))->isEnabled());
+        QVERIFY(!m.countryList()->isEnabled());
+        QCOMPARE(field(m, "estero").toInt(), int(waste::SideItalia));
+        QVERIFY(m.fields()->control(QStringLiteral("prvIstat"))->isEnabled());
         t.msg.answer({true});
         typeIn(m, "prvIstat", QStringLiteral("MILANO"));
         tab();

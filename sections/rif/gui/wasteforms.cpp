@@ -400,7 +400,14 @@ void ModuleForm::shownRecord()
 
 void ModuleForm::applyEnablement()
 {
-    const fields::Record r = fields()->record();
+    fields::Record r = fields()->record();
+    // Private persons stand for an Italian municipality: the choice follows.
+    if (m_.privati && r.value(QStringLiteral("Privati")).toInt() != 0
+        && r.value(QStringLiteral("estero")).toInt() == waste::SideEstero)
+        if (auto *o = qobject_cast<ui::OptionGroup *>(fields()->control(QStringLiteral("estero")))) {
+            o->setValue(waste::SideItalia);
+            r.insert(QStringLiteral("estero"), int(waste::SideItalia));
+        }
     for (const fields::Field &f : m_.fields) {
         const bool on = waste::fieldEnabled(m_, code_, r, f.name);
         if (QWidget *w = fields()->control(f.name))
