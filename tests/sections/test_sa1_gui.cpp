@@ -78,7 +78,7 @@ private Q_SLOTS:
     void enterFromKeyboardTripRulesAndSave()
     {
         Sa1Form f(*t.ctx);
-        f.resize(1100, 760);
+        f.resize(1300, 760);
         f.show();
         QVERIFY(QTest::qWaitForWindowActive(&f));
         QVERIFY(!f.saveButton()->isEnabled());

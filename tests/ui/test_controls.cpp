@@ -5,6 +5,7 @@
 #include "ui/fieldform.h"
 #include "ui/recordform.h"
 
+#include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QClipboard>
@@ -183,6 +184,21 @@ private Q_SLOTS:
         QCOMPARE(a.code(), QStringLiteral("381100"));
         a.setCode({});
         QCOMPARE(a.code(), QString());
+    }
+
+    void optionGroup()
+    {
+        ui::OptionGroup g({QStringLiteral("Uno"), QStringLiteral("Due")});
+        QCOMPARE(g.value(), 0);
+        int changes = 0;
+        connect(&g, &ui::OptionGroup::changed, this, [&changes] { ++changes; });
+        g.findChildren<QAbstractButton *>().at(1)->click();
+        QCOMPARE(g.value(), 2);
+        QCOMPARE(changes, 1);
+        g.setValue(0);
+        QCOMPARE(g.value(), 0);
+        g.setValue(1);
+        QCOMPARE(g.value(), 1);
     }
 
     void navigatorAndList()
