@@ -9,11 +9,11 @@
 // discards.
 //
 // A later form declares:
-//   RecordSpec spec;                     // texts and the field table
-//   spec.title = "Scheda RIF"; spec.fields = rif::fieldTable(); ...
+//   RecordLayout layout;                     // texts and the field table
+//   layout.title = "Scheda RIF"; layout.fields = rif::fieldTable(); ...
 //   RecordBinding b;                     // how its rows are read and written
 //   b.keys = ...; b.load = ...; b.save = ...; b.remove = ...; b.exitRule = ...;
-//   auto *form = new RecordForm(ctx, spec, b, parent);
+//   auto *form = new RecordForm(ctx, layout, b, parent);
 
 #include "sections/fields.h"
 #include "shell/context.h"
@@ -30,7 +30,7 @@ namespace ui {
 class FieldForm;
 class Navigator;
 
-struct RecordSpec {
+struct RecordLayout {
     QString title;                  // window title, e.g. "SA1 - Sezione anagrafica"
     QString navText = QStringLiteral("Scheda"); // navigator text: "Scheda RIF"
     QString newText = QStringLiteral("&Nuova scheda");
@@ -60,7 +60,7 @@ struct RecordBinding {
 class RecordForm : public QWidget {
     Q_OBJECT
 public:
-    RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, QWidget *parent = nullptr);
+    RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding binding, QWidget *parent = nullptr);
 
     FieldForm *fields() const { return fields_; }
     Navigator *navigator() const { return nav_; }
@@ -105,7 +105,7 @@ private:
     void updateState();
     QWidget *body_ = nullptr;
     AppContext &ctx_;
-    RecordSpec spec_;
+    RecordLayout layout_;
     RecordBinding b_;
     FieldForm *fields_;
     Navigator *nav_ = nullptr;

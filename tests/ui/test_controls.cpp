@@ -228,13 +228,13 @@ private Q_SLOTS:
         QVERIFY(t.db->execute(QStringLiteral("CREATE TABLE Prova (id INTEGER PRIMARY KEY, CodFisc TEXT, qtaMod BIGINT, umiMod INTEGER)")));
         QVERIFY(t.db->execute(QStringLiteral("INSERT INTO Prova (CodFisc, qtaMod, umiMod) VALUES ('AAA', 1500, 1), ('BBB', 2000, 2)")));
         dbClass &db = *t.db;
-        ui::RecordSpec spec;
-        spec.title = QStringLiteral("Modulo di prova");
-        spec.navText = QStringLiteral("Modulo");
-        spec.newText = QStringLiteral("&Nuovo modulo");
-        spec.saveText = QStringLiteral("&Salva modulo");
-        spec.fields = moduleTable();
-        spec.listHeaders = {QStringLiteral("Codice fiscale")};
+        ui::RecordLayout layout;
+        layout.title = QStringLiteral("Modulo di prova");
+        layout.navText = QStringLiteral("Modulo");
+        layout.newText = QStringLiteral("&Nuovo modulo");
+        layout.saveText = QStringLiteral("&Salva modulo");
+        layout.fields = moduleTable();
+        layout.listHeaders = {QStringLiteral("Codice fiscale")};
         ui::RecordBinding b;
         b.keys = [&db](qint64) {
             QVector<qint64> k;
@@ -268,7 +268,7 @@ private Q_SLOTS:
         };
         b.listRow = [&b](qint64 k) { return QStringList{b.load(k).value(QStringLiteral("CodFisc")).toString()}; };
 
-        ui::RecordForm f(*t.ctx, spec, b);
+        ui::RecordForm f(*t.ctx, layout, b);
         f.show();
         QVERIFY(QTest::qWaitForWindowActive(&f));
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo nuova (2)"));
