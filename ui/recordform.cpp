@@ -113,9 +113,22 @@ void RecordForm::reloadKeys()
     updateState();
 }
 
+QPushButton *RecordForm::addRecordButton(const QString &text)
+{
+    auto *b = new QPushButton(text, this);
+    b->setAutoDefault(false);
+    b->setProperty("causesValidation", false);
+    buttons_->insertWidget(buttons_->indexOf(new_), b);
+    recordButtons_ << b;
+    updateState();
+    return b;
+}
+
 void RecordForm::updateState()
 {
     save_->setEnabled(isModified());
+    for (QPushButton *b : std::as_const(recordButtons_))
+        b->setEnabled(key_ > 0);
     delete_->setEnabled(key_ > 0);
     if (nav_)
         nav_->setPosition(int(keys_.indexOf(key_)) + 1, int(keys_.size()));

@@ -69,6 +69,9 @@ public:
     QPushButton *deleteButton() const { return delete_; }
     QPushButton *closeButton() const { return close_; }
     QPushButton *listButton() const { return list_; }
+    // A button that needs a saved record (the module buttons of a scheda):
+    // enabled only while a saved row is shown.
+    QPushButton *addRecordButton(const QString &text);
     // Extra buttons and panels of a form.
     QHBoxLayout *buttonRow() const { return buttons_; }
     QVBoxLayout *sidePanel() const { return side_; }
@@ -113,6 +116,7 @@ private:
     QHBoxLayout *buttons_;
     QVBoxLayout *side_, *header_;
     QVector<qint64> keys_;
+    QList<QPushButton *> recordButtons_;
     qint64 key_ = 0;
     bool forceModified_ = false;
 };

@@ -269,11 +269,14 @@ private Q_SLOTS:
         b.listRow = [&b](qint64 k) { return QStringList{b.load(k).value(QStringLiteral("CodFisc")).toString()}; };
 
         ui::RecordForm f(*t.ctx, layout, b);
+        QPushButton *module = f.addRecordButton(QStringLiteral("Modulo &RT"));
+        QVERIFY(!module->isEnabled()); // no saved row shown yet
         f.show();
         QVERIFY(QTest::qWaitForWindowActive(&f));
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo nuova (2)"));
         f.moveTo(1);
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo 1 di 2"));
+        QVERIFY(module->isEnabled());
         auto *qty = qobject_cast<ui::QtyBox *>(f.fields()->control(QStringLiteral("qtaMod")));
         QCOMPARE(qty->amount()->text(), QStringLiteral("1,500"));
         QCOMPARE(qty->unit()->currentText(), QStringLiteral("Kg"));
@@ -307,6 +310,7 @@ private Q_SLOTS:
         // A new record: a refused save stays, with the cursor on the field.
         f.newButton()->click();
         QCOMPARE(f.currentKey(), 0);
+        QVERIFY(!module->isEnabled());
         QTest::keyClicks(focused(), QStringLiteral("ccc"));
         t.msg.clear();
         f.saveButton()->click();
@@ -317,6 +321,7 @@ private Q_SLOTS:
         f.saveButton()->click();
         QVERIFY2(f.currentKey() > 0, qPrintable(t.msg.texts().join(u'|')));
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo 3 di 3"));
+        QVERIFY(module->isEnabled());
         QCOMPARE(db.scalar(QStringLiteral("SELECT qtaMod FROM Prova WHERE id = ?"), {f.currentKey()}).toLongLong(), 2500LL);
         QCOMPARE(db.scalar(QStringLiteral("SELECT umiMod FROM Prova WHERE id = ?"), {f.currentKey()}).toInt(), 2);
         QVERIFY(!f.saveButton()->isEnabled());
