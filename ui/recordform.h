@@ -8,12 +8,31 @@
 // form says otherwise: Yes saves (and stays if the save is refused), No
 // discards.
 //
-// A later form declares:
-//   RecordLayout layout;                     // texts and the field table
-//   layout.title = "Scheda RIF"; layout.fields = rif::fieldTable(); ...
-//   RecordBinding b;                     // how its rows are read and written
-//   b.keys = ...; b.load = ...; b.save = ...; b.remove = ...; b.exitRule = ...;
-//   auto *form = new RecordForm(ctx, layout, b, parent);
+// A later form says what it holds, as data, and how its rows are stored:
+//
+//   // core (sections/<area>/): the field table and the rules, no widgets
+//   const fields::Table &rif::fieldTable();   // {name, caption, kind, length,
+//                                             //  chars, upper, required, ...}
+//   bool rif::fieldExit(AppContext &, const QString &field, fields::Record &);
+//   qint64 rif::save(AppContext &, qint64 key, const fields::Record &, int *badField);
+//
+//   // GUI (sections/<area>/gui/):
+//   ui::RecordLayout layout;
+//   layout.title = "Scheda RIF";  layout.navText = "Scheda RIF";
+//   layout.fields = rif::fieldTable();  layout.listHeaders = {"Codice", "Descrizione"};
+//   ui::RecordBinding b;
+//   b.keys = [&](qint64) { ...keys of the current declaration's rows... };
+//   b.load = [&](qint64 k) { return fields::fromStore(rif::fieldTable(), row); };
+//   b.save = [&](qint64 k, const fields::Record &r, int *bad) { return rif::save(ctx, k, r, bad); };
+//   b.remove = [&](qint64 k) { return fields::confirmDelete(ctx.msg, "scheda ...") && ...; };
+//   b.exitRule = [&](const QString &f, fields::Record &r) { return rif::fieldExit(ctx, f, r); };
+//   b.listRow = [&](qint64 k) { return QStringList{...}; };
+//   auto *form = new ui::RecordForm(ctx, layout, b, parent);
+//   form->addRecordButton("Modulo &RT");      // enabled once the scheda is saved
+//
+// The controls, their sizes, the tab order, Enter as Tab, the required
+// messages in field order, the navigator, the list window, "Salva" after a
+// change and the question on leaving come from here.
 
 #include "sections/fields.h"
 #include "shell/context.h"
