@@ -111,7 +111,11 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
     connect(&ui::Events::instance(), &ui::Events::currentDeclarationChanged, this, [this](qint64 id) {
         if (id == currentKey() || (id == 0 && currentKey() == 0))
             return;
-        confirmLeave();
+        if (!confirmLeave()) {
+            // The changes could not be saved: the list goes back to this declaration.
+            Q_EMIT ui::Events::instance().declarationChosen(currentKey());
+            return;
+        }
         loading_ = true;
         showRecord(id);
         loading_ = false;
