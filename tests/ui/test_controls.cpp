@@ -13,6 +13,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSqlQuery>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
 
@@ -184,6 +185,40 @@ private Q_SLOTS:
         QCOMPARE(a.code(), QStringLiteral("381100"));
         a.setCode({});
         QCOMPARE(a.code(), QString());
+    }
+
+    void pickLists()
+    {
+        // The list opens on the current code, shown through the mask; Enter chooses it.
+        QString shown;
+        QTimer::singleShot(0, this, [&shown] {
+            auto *w = qobject_cast<ui::ListWindow *>(QApplication::activeModalWidget());
+            if (!w)
+                return;
+            shown = w->tree()->currentItem()->text(0);
+            if (qEnvironmentVariableIsSet("QOR_SHOTS"))
+                w->grab().save(qEnvironmentVariable("QOR_SHOTS") + QStringLiteral("/attivita.png"));
+            QTest::keyClick(w->tree(), Qt::Key_Return);
+        });
+        QCOMPARE(ui::pickActivity(*t.ctx, nullptr, QStringLiteral("381100")), QStringLiteral("381100"));
+        QCOMPARE(shown, QStringLiteral("38.11.00"));
+
+        // Filtering by description, then Enter.
+        QTimer::singleShot(0, this, [] {
+            auto *w = qobject_cast<ui::ListWindow *>(QApplication::activeModalWidget());
+            if (!w)
+                return;
+            QCOMPARE(w->windowTitle(), QStringLiteral("Tabella rifiuti"));
+            w->filter()->setText(QStringLiteral("200101"));
+            QTest::keyClick(w->tree(), Qt::Key_Return);
+        });
+        QCOMPARE(ui::pickWasteCode(*t.ctx, nullptr), QStringLiteral("200101"));
+
+        QTimer::singleShot(0, this, [] {
+            if (auto *w = qobject_cast<ui::ListWindow *>(QApplication::activeModalWidget()))
+                w->reject();
+        });
+        QCOMPARE(ui::pickRegCE(*t.ctx, nullptr, QStringLiteral("B1010")), QString());
     }
 
     void optionGroup()
