@@ -277,7 +277,8 @@ private Q_SLOTS:
 
         t.msg.clear();
         t.msg.answer({true, true});
-        w.deleteSelected();
+        w.list()->setFocus();
+        QTest::keyClick(w.list(), Qt::Key_Delete);
         QCOMPARE(t.msg.texts().first(), QStringLiteral("Elimino Elimino ditta: ALFA SRL\nsei sicuro?"));
         QCOMPARE(w.list()->topLevelItemCount(), 1);
         QVERIFY(w.list()->currentItem());
