@@ -7,7 +7,9 @@
 #include <QAbstractItemView>
 #include <QButtonGroup>
 #include <QCalendarWidget>
+#include <QClipboard>
 #include <QCompleter>
+#include <QGuiApplication>
 #include <QDate>
 #include <QDialogButtonBox>
 #include <QFocusEvent>
@@ -66,6 +68,24 @@ LineEdit::LineEdit(QWidget *parent) : QLineEdit(parent) {}
 
 void LineEdit::keyPressEvent(QKeyEvent *e)
 {
+    if (e->matches(QKeySequence::Paste)) {
+        // A pasted text that does not fit is cut, or refused when it holds
+        // characters the field does not accept: say which.
+        const QString before = text();
+        const QString pasted = QGuiApplication::clipboard()->text();
+        QLineEdit::keyPressEvent(e);
+        if (pasted.isEmpty())
+            return;
+        if (text() == before && !before.isEmpty() && !hasSelectedText())
+            refusal_ = QStringLiteral("Testo incollato non ammesso in questo campo.");
+        else if (text().size() - before.size() < pasted.size() && text().size() >= maxLength())
+            refusal_ = QStringLiteral("Lunghezza massima: %1 caratteri: il testo incollato è stato tagliato.")
+                           .arg(maxLength());
+        else
+            return;
+        QToolTip::showText(mapToGlobal(QPoint(0, height())), refusal_, this);
+        return;
+    }
     const QString before = text();
     const QString typed = e->text();
     const bool printable = !typed.isEmpty() && typed[0].isPrint() && !(e->modifiers() & Qt::ControlModifier);
@@ -616,6 +636,8 @@ void ListWindow::addRow(const QStringList &texts, const QVariant &data)
 {
     auto *it = new QTreeWidgetItem(tree_, texts);
     it->setData(0, Qt::UserRole, data);
+    for (int c = 0; c < texts.size(); ++c)
+        it->setToolTip(c, texts[c]); // long descriptions are cut in the column
     if (tree_->topLevelItemCount() == 1)
         tree_->setCurrentItem(it);
     if (texts.size() > 1 && tree_->topLevelItemCount() == 1)

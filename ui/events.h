@@ -14,7 +14,8 @@ public:
 Q_SIGNALS:
     void declarationSaved(qint64 saID);    // a declaration was added or changed
     void declarationRemoved(qint64 saID);
-    void currentDeclarationChanged(qint64 saID); // the user chose another one
+    void currentDeclarationChanged(qint64 saID); // the user chose another one in the list
+    void declarationChosen(qint64 saID);   // a form moved to another declaration
     void openFormRequested(int number);    // a form asks for another form
 };
 

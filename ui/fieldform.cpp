@@ -81,7 +81,7 @@ void FieldForm::build()
         }
         case Kind::Integer:
         case Kind::Decimal: {
-            auto *e = new NumberBox(f.length, f.kind == Kind::Decimal ? 3 : 0,
+            auto *e = new NumberBox(f.length, f.kind == Kind::Decimal ? qBound(1, f.decimals ? f.decimals : 3, 3) : 0,
                                     f.kind == Kind::Decimal || f.thousands, parentW);
             e->setMinimumWidth(charsWidth(e, f.width ? f.width : f.length + 3));
             e->setMaximumWidth(charsWidth(e, f.length + 6));
@@ -142,7 +142,7 @@ void FieldForm::build()
             auto *c = new ComboCom(ctx_, parentW);
             c->Required = !f.required.isEmpty();
             c->MsgRequired = f.required;
-            c->setMinimumWidth(charsWidth(c, 30));
+            c->setMinimumWidth(charsWidth(c, 24));
             connect(c, &ComboCom::changed, this, onEdit);
             s.get = [c, f](fields::Record &r) {
                 r.insert(f.name, c->prvIstat());

@@ -256,6 +256,38 @@ QString label(const QString &ragSoc, const QString &via, const QString &civico, 
     return ragSoc + QStringLiteral(" - U. L.: ") + ul;
 }
 
+QVector<qint64> sameCompany(AppContext &ctx, qint64 saID)
+{
+    QVector<qint64> out;
+    if (saID <= 0)
+        return out;
+    bool ok = false;
+    QSqlQuery one = ctx.db.query(QStringLiteral("SELECT CodFisc FROM SezAnag WHERE (saID = ?)"), {saID},
+                                 dbClass::Which::Current, &ok);
+    if (!ok || !one.next())
+        return out;
+    const QString cf = one.value(0).toString();
+    if (cf.isEmpty())
+        return {saID};
+    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT saID FROM SezAnag WHERE (CodFisc = ?) ORDER BY saID"), {cf},
+                               dbClass::Which::Current, &ok);
+    while (ok && q.next())
+        out.append(q.value(0).toLongLong());
+    return out;
+}
+
+QString labelOf(AppContext &ctx, qint64 saID)
+{
+    bool ok = false;
+    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT SezAnag.RagSoc, SezAnag.Via, SezAnag.Civico, Comuni.comDesc "
+                                              "FROM SezAnag LEFT JOIN Comuni ON (SezAnag.prvIstat = Comuni.prvIstat "
+                                              "AND SezAnag.comIstat = Comuni.comIstat) WHERE (SezAnag.saID = ?)"),
+                               {saID}, dbClass::Which::Current, &ok);
+    if (!ok || !q.next())
+        return {};
+    return label(q.value(0).toString(), q.value(1).toString(), q.value(2).toString(), q.value(3).toString());
+}
+
 QVector<SummaryLine> summary(AppContext &ctx, qint64 saID)
 {
     // What, and the statement counting it for one declaration.

@@ -37,6 +37,12 @@ void copyLocalUnit(fields::Record &r);
 // Label of a declaration in lists: name + " - U. L.: " + local unit data.
 QString label(const QString &ragSoc, const QString &via, const QString &civico, const QString &comDesc);
 
+// The declarations of the company of declaration saID (same tax code), in
+// order of key; just saID when it has no tax code, none for 0.
+QVector<qint64> sameCompany(AppContext &ctx, qint64 saID);
+// The label of a stored declaration, with the local unit's municipality.
+QString labelOf(AppContext &ctx, qint64 saID);
+
 // Schede and modules of a declaration, one line per kind.
 struct SummaryLine {
     QString what;

@@ -47,6 +47,7 @@ MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
         list_->setCurrentId(id);
     });
     connect(&ui::Events::instance(), &ui::Events::declarationRemoved, this, [this] { list_->reload(); });
+    connect(&ui::Events::instance(), &ui::Events::declarationChosen, list_, &DeclarationList::setCurrentId);
     connect(&ui::Events::instance(), &ui::Events::openFormRequested, this, &MainWindow::openForm);
 
     status_ = new QLabel(this);

@@ -7,8 +7,11 @@
 #include "shell/gui/dichiarazioni.h"
 #include "shell/gui/formregistry.h"
 #include "shell/gui/mainwindow.h"
+#include "ui/controls.h"
+#include "ui/fieldform.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -64,12 +67,36 @@ private Q_SLOTS:
         auto *form = qobject_cast<Sa1Form *>(w.mdi()->activeSubWindow()->widget());
         QVERIFY(form);
         QCOMPARE(form->currentKey(), b);
+        // Its navigator runs over the declarations of the same company.
+        QCOMPARE(form->navigator()->caption(), QStringLiteral("Unità locale 2 di 2"));
+        form->moveTo(1);
+        QCOMPARE(form->currentKey(), a);
+        QCOMPARE(w.declarations()->currentId(), a); // the list follows
+        form->moveTo(2);
         if (qEnvironmentVariableIsSet("QOR_SHOTS"))
             w.grab().save(qEnvironmentVariable("QOR_SHOTS") + QStringLiteral("/main.png"));
 
         // Choosing another declaration in the list moves the open form.
         tree->setCurrentItem(tree->topLevelItem(0));
         QCOMPARE(form->currentKey(), a);
+
+        // A change that cannot be saved keeps the form, and the list, where they are.
+        form->fields()->focusField(1);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Delete);
+        t.msg.clear();
+        t.msg.answer({true});
+        tree->setCurrentItem(tree->topLevelItem(1));
+        QCOMPARE(t.msg.texts(), (QStringList{QStringLiteral("Attenzione dati cambiati, vuoi salvarli?"),
+                                             QStringLiteral("Attenzione, nome o ragione sociale richiesto.")}));
+        QCOMPARE(form->currentKey(), a);
+        QCOMPARE(w.declarations()->currentId(), a);
+        QVERIFY(form->isModified());
+        t.msg.clear();
+        tree->setCurrentItem(tree->topLevelItem(1)); // No: the change is dropped
+        QCOMPARE(form->currentKey(), b);
+        QCOMPARE(sa1::load(*t.ctx, a).value(QStringLiteral("RagSoc")).toString(), QStringLiteral("ALFA"));
+        tree->setCurrentItem(tree->topLevelItem(0));
 
         // A new declaration saved from SA1 becomes the current one.
         form->startNew(declaration(QStringLiteral("GAMMA"), QStringLiteral("VIA TRE")));
@@ -88,8 +115,9 @@ private Q_SLOTS:
         QVERIFY(t.msg.last().startsWith(QStringLiteral("Elimino dichiarazione: GAMMA - U. L.: ")));
         QCOMPARE(t.db->scalar(QStringLiteral("SELECT COUNT(*) FROM SezRif")).toInt(), 0);
         QCOMPARE(tree->topLevelItemCount(), 2);
-        QCOMPARE(w.declarations()->currentId(), 0);
-        QCOMPARE(form->currentKey(), 0);
+        QCOMPARE(form->currentKey(), b); // the unit before it
+        QCOMPARE(w.declarations()->currentId(), b);
+        QCOMPARE(t.app->readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID")), int(b));
 
         // The register opens from the list's button; the filter finds by tax code.
         w.openForm(Form::Anagrafiche);

@@ -19,11 +19,12 @@
 
 namespace {
 
-ui::RecordSpec sa1Spec()
+ui::RecordLayout sa1Layout()
 {
-    ui::RecordSpec s;
+    ui::RecordLayout s;
     s.title = QStringLiteral("SA1 - Sezione anagrafica");
-    s.navigator = false;
+    s.navText = QStringLiteral("Unità locale"); // the declarations of the same company
+    s.listHeaders = {QStringLiteral("Dichiarazioni della ditta")};
     s.newText = QStringLiteral("Nuova &dichiarazione");
     s.saveText = QStringLiteral("&Salva");
     s.deleteText = QStringLiteral("&Elimina dichiarazione");
@@ -35,6 +36,8 @@ ui::RecordSpec sa1Spec()
 ui::RecordBinding sa1Binding(AppContext &ctx)
 {
     ui::RecordBinding b;
+    b.keys = [&ctx](qint64 k) { return sa1::sameCompany(ctx, k); };
+    b.listRow = [&ctx](qint64 k) { return QStringList{sa1::labelOf(ctx, k)}; };
     b.load = [&ctx](qint64 k) { return sa1::load(ctx, k); };
     b.save = [&ctx](qint64 k, const fields::Record &r, int *bad) { return sa1::save(ctx, k, r, bad); };
     b.remove = [&ctx](qint64 k) { return sa1::remove(ctx, k); };
@@ -45,7 +48,7 @@ ui::RecordBinding sa1Binding(AppContext &ctx)
 } // namespace
 
 Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
-    : ui::RecordForm(ctx, sa1Spec(), sa1Binding(ctx), parent), ctx_(ctx)
+    : ui::RecordForm(ctx, sa1Layout(), sa1Binding(ctx), parent), ctx_(ctx)
 {
     setObjectName(QStringLiteral("SezAnag"));
     auto *top = new QHBoxLayout;
@@ -94,7 +97,12 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
     sidePanel()->addWidget(sum);
     sidePanel()->addStretch();
 
-    connect(this, &RecordForm::shown, this, &Sa1Form::refreshInfo);
+    connect(this, &RecordForm::shown, this, [this](qint64 id) {
+        refreshInfo();
+        // Moving to another unit of the company makes it the current declaration.
+        if (id > 0 && !loading_)
+            Q_EMIT ui::Events::instance().declarationChosen(id);
+    });
     connect(this, &RecordForm::saved, this, [this](qint64 id) {
         refreshInfo();
         Q_EMIT ui::Events::instance().declarationSaved(id);
@@ -103,15 +111,23 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
     connect(&ui::Events::instance(), &ui::Events::currentDeclarationChanged, this, [this](qint64 id) {
         if (id == currentKey() || (id == 0 && currentKey() == 0))
             return;
-        confirmLeave();
+        if (!confirmLeave()) {
+            // The changes could not be saved: the list goes back to this declaration.
+            Q_EMIT ui::Events::instance().declarationChosen(currentKey());
+            return;
+        }
+        loading_ = true;
         showRecord(id);
+        loading_ = false;
     });
 
     const qint64 current = ctx_.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));
     bool found = false;
     if (current > 0)
         sa1::load(ctx_, current, &found);
+    loading_ = true;
     showRecord(found ? current : 0);
+    loading_ = false;
     fields()->focusField(0);
 }
 

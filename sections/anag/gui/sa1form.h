@@ -21,4 +21,5 @@ private:
     AppContext &ctx_;
     QLabel *year_, *exported_;
     QVector<QLabel *> counts_;
+    bool loading_ = false; // showing a declaration chosen elsewhere
 };
