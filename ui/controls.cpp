@@ -636,6 +636,8 @@ void ListWindow::addRow(const QStringList &texts, const QVariant &data)
 {
     auto *it = new QTreeWidgetItem(tree_, texts);
     it->setData(0, Qt::UserRole, data);
+    for (int c = 0; c < texts.size(); ++c)
+        it->setToolTip(c, texts[c]); // long descriptions are cut in the column
     if (tree_->topLevelItemCount() == 1)
         tree_->setCurrentItem(it);
     if (texts.size() > 1 && tree_->topLevelItemCount() == 1)

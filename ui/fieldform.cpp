@@ -142,7 +142,7 @@ void FieldForm::build()
             auto *c = new ComboCom(ctx_, parentW);
             c->Required = !f.required.isEmpty();
             c->MsgRequired = f.required;
-            c->setMinimumWidth(charsWidth(c, 30));
+            c->setMinimumWidth(charsWidth(c, 24));
             connect(c, &ComboCom::changed, this, onEdit);
             s.get = [c, f](fields::Record &r) {
                 r.insert(f.name, c->prvIstat());

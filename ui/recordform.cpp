@@ -15,10 +15,10 @@
 
 namespace ui {
 
-RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, QWidget *parent)
-    : QWidget(parent), ctx_(ctx), spec_(std::move(spec)), b_(std::move(binding))
+RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding binding, QWidget *parent)
+    : QWidget(parent), ctx_(ctx), layout_(std::move(layout)), b_(std::move(binding))
 {
-    setWindowTitle(spec_.title);
+    setWindowTitle(layout_.title);
     auto *outer = new QVBoxLayout(this);
     header_ = new QVBoxLayout;
     outer->addLayout(header_);
@@ -29,7 +29,7 @@ RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, 
     auto *inner = new QWidget(scroll);
     auto *middle = new QHBoxLayout(inner);
     middle->setContentsMargins(0, 0, 0, 0);
-    fields_ = new FieldForm(ctx_, spec_.fields, inner);
+    fields_ = new FieldForm(ctx_, layout_.fields, inner);
     if (b_.exitRule)
         fields_->setExitRule(b_.exitRule);
     middle->addWidget(fields_, 1);
@@ -40,8 +40,8 @@ RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, 
     outer->addWidget(scroll, 1);
 
     buttons_ = new QHBoxLayout;
-    if (spec_.navigator) {
-        nav_ = new Navigator(spec_.navText, this);
+    if (layout_.navigator) {
+        nav_ = new Navigator(layout_.navText, this);
         buttons_->addWidget(nav_);
         connect(nav_, &Navigator::moveTo, this, &RecordForm::moveTo);
         list_ = new QPushButton(QStringLiteral("E&lenco"), this);
@@ -58,10 +58,10 @@ RecordForm::RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, 
         buttons_->addWidget(b);
         return b;
     };
-    new_ = mk(spec_.newText, false);
-    save_ = mk(spec_.saveText, true);
-    delete_ = mk(spec_.deleteText, false);
-    close_ = mk(spec_.closeText, false);
+    new_ = mk(layout_.newText, false);
+    save_ = mk(layout_.saveText, true);
+    delete_ = mk(layout_.deleteText, false);
+    close_ = mk(layout_.closeText, false);
     outer->addLayout(buttons_);
 
     connect(new_, &QPushButton::clicked, this, [this] {
@@ -113,9 +113,22 @@ void RecordForm::reloadKeys()
     updateState();
 }
 
+QPushButton *RecordForm::addRecordButton(const QString &text)
+{
+    auto *b = new QPushButton(text, this);
+    b->setAutoDefault(false);
+    b->setProperty("causesValidation", false);
+    buttons_->insertWidget(buttons_->indexOf(new_), b);
+    recordButtons_ << b;
+    updateState();
+    return b;
+}
+
 void RecordForm::updateState()
 {
     save_->setEnabled(isModified());
+    for (QPushButton *b : std::as_const(recordButtons_))
+        b->setEnabled(key_ > 0);
     delete_->setEnabled(key_ > 0);
     if (nav_)
         nav_->setPosition(int(keys_.indexOf(key_)) + 1, int(keys_.size()));
@@ -146,7 +159,7 @@ bool RecordForm::confirmLeave()
 {
     if (!isModified())
         return true;
-    if (ctx_.msg.question(spec_.modifiedQuestion))
+    if (ctx_.msg.question(layout_.modifiedQuestion))
         return save();
     return true;
 }
@@ -199,7 +212,7 @@ void RecordForm::openList()
 {
     if (!confirmLeave())
         return;
-    ListWindow w(spec_.title, spec_.listHeaders, this);
+    ListWindow w(layout_.title, layout_.listHeaders, this);
     for (qint64 k : std::as_const(keys_))
         w.addRow(b_.listRow ? b_.listRow(k) : QStringList{QString::number(k)}, k);
     w.select(key_);

@@ -8,12 +8,31 @@
 // form says otherwise: Yes saves (and stays if the save is refused), No
 // discards.
 //
-// A later form declares:
-//   RecordSpec spec;                     // texts and the field table
-//   spec.title = "Scheda RIF"; spec.fields = rif::fieldTable(); ...
-//   RecordBinding b;                     // how its rows are read and written
-//   b.keys = ...; b.load = ...; b.save = ...; b.remove = ...; b.exitRule = ...;
-//   auto *form = new RecordForm(ctx, spec, b, parent);
+// A later form says what it holds, as data, and how its rows are stored:
+//
+//   // core (sections/<area>/): the field table and the rules, no widgets
+//   const fields::Table &rif::fieldTable();   // {name, caption, kind, length,
+//                                             //  chars, upper, required, ...}
+//   bool rif::fieldExit(AppContext &, const QString &field, fields::Record &);
+//   qint64 rif::save(AppContext &, qint64 key, const fields::Record &, int *badField);
+//
+//   // GUI (sections/<area>/gui/):
+//   ui::RecordLayout layout;
+//   layout.title = "Scheda RIF";  layout.navText = "Scheda RIF";
+//   layout.fields = rif::fieldTable();  layout.listHeaders = {"Codice", "Descrizione"};
+//   ui::RecordBinding b;
+//   b.keys = [&](qint64) { ...keys of the current declaration's rows... };
+//   b.load = [&](qint64 k) { return fields::fromStore(rif::fieldTable(), row); };
+//   b.save = [&](qint64 k, const fields::Record &r, int *bad) { return rif::save(ctx, k, r, bad); };
+//   b.remove = [&](qint64 k) { return fields::confirmDelete(ctx.msg, "scheda ...") && ...; };
+//   b.exitRule = [&](const QString &f, fields::Record &r) { return rif::fieldExit(ctx, f, r); };
+//   b.listRow = [&](qint64 k) { return QStringList{...}; };
+//   auto *form = new ui::RecordForm(ctx, layout, b, parent);
+//   form->addRecordButton("Modulo &RT");      // enabled once the scheda is saved
+//
+// The controls, their sizes, the tab order, Enter as Tab, the required
+// messages in field order, the navigator, the list window, "Salva" after a
+// change and the question on leaving come from here.
 
 #include "sections/fields.h"
 #include "shell/context.h"
@@ -30,7 +49,7 @@ namespace ui {
 class FieldForm;
 class Navigator;
 
-struct RecordSpec {
+struct RecordLayout {
     QString title;                  // window title, e.g. "SA1 - Sezione anagrafica"
     QString navText = QStringLiteral("Scheda"); // navigator text: "Scheda RIF"
     QString newText = QStringLiteral("&Nuova scheda");
@@ -60,7 +79,7 @@ struct RecordBinding {
 class RecordForm : public QWidget {
     Q_OBJECT
 public:
-    RecordForm(AppContext &ctx, RecordSpec spec, RecordBinding binding, QWidget *parent = nullptr);
+    RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding binding, QWidget *parent = nullptr);
 
     FieldForm *fields() const { return fields_; }
     Navigator *navigator() const { return nav_; }
@@ -69,6 +88,9 @@ public:
     QPushButton *deleteButton() const { return delete_; }
     QPushButton *closeButton() const { return close_; }
     QPushButton *listButton() const { return list_; }
+    // A button that needs a saved record (the module buttons of a scheda):
+    // enabled only while a saved row is shown.
+    QPushButton *addRecordButton(const QString &text);
     // Extra buttons and panels of a form.
     QHBoxLayout *buttonRow() const { return buttons_; }
     QVBoxLayout *sidePanel() const { return side_; }
@@ -105,7 +127,7 @@ private:
     void updateState();
     QWidget *body_ = nullptr;
     AppContext &ctx_;
-    RecordSpec spec_;
+    RecordLayout layout_;
     RecordBinding b_;
     FieldForm *fields_;
     Navigator *nav_ = nullptr;
@@ -113,6 +135,7 @@ private:
     QHBoxLayout *buttons_;
     QVBoxLayout *side_, *header_;
     QVector<qint64> keys_;
+    QList<QPushButton *> recordButtons_;
     qint64 key_ = 0;
     bool forceModified_ = false;
 };

@@ -178,6 +178,17 @@ private Q_SLOTS:
         QCOMPARE(t.msg.shown.size(), 2);
     }
 
+    void levelFromTheSettingsFile()
+    {
+        QVERIFY(t.app->writeText(QStringLiteral("Qor"), QStringLiteral("LivelloRifiuti"), QStringLiteral("2")));
+        const qorClass restarted(t.dir.path());
+        QCOMPARE(restarted.wasteCodeLevel(), 2);
+        QVERIFY(!wasteCodeSelectable(QStringLiteral("200000"), restarted.wasteCodeLevel(), true, t.msg));
+        QVERIFY(wasteCodeSelectable(QStringLiteral("200100"), restarted.wasteCodeLevel(), true, t.msg));
+        QVERIFY(t.app->writeText(QStringLiteral("Qor"), QStringLiteral("LivelloRifiuti"), QString()));
+        QCOMPARE(qorClass(t.dir.path()).wasteCodeLevel(), 0);
+    }
+
     void pickListsAndCodes()
     {
         QCOMPARE(activityMasked(QStringLiteral("381100")), QStringLiteral("38.11.00"));

@@ -172,7 +172,9 @@ private Q_SLOTS:
 
         // Removing asks, and takes the whole tree with it.
         QVERIFY(t.db->execute(QStringLiteral("INSERT INTO SezRif (saID, rifCod) VALUES (?, '200101')"), {id}));
+        t.msg.clear();
         const auto sum = sa1::summary(*t.ctx, id);
+        QVERIFY2(t.msg.shown.isEmpty(), qPrintable(t.msg.texts().join(u'|'))); // every count ran
         QCOMPARE(sum[1].what, QStringLiteral("Schede RIF"));
         QCOMPARE(sum[1].count, 1);
         QVERIFY(!sa1::remove(*t.ctx, id));

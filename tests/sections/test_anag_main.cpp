@@ -8,8 +8,10 @@
 #include "shell/gui/formregistry.h"
 #include "shell/gui/mainwindow.h"
 #include "ui/controls.h"
+#include "ui/fieldform.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -77,6 +79,24 @@ private Q_SLOTS:
         // Choosing another declaration in the list moves the open form.
         tree->setCurrentItem(tree->topLevelItem(0));
         QCOMPARE(form->currentKey(), a);
+
+        // A change that cannot be saved keeps the form, and the list, where they are.
+        form->fields()->focusField(1);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Delete);
+        t.msg.clear();
+        t.msg.answer({true});
+        tree->setCurrentItem(tree->topLevelItem(1));
+        QCOMPARE(t.msg.texts(), (QStringList{QStringLiteral("Attenzione dati cambiati, vuoi salvarli?"),
+                                             QStringLiteral("Attenzione, nome o ragione sociale richiesto.")}));
+        QCOMPARE(form->currentKey(), a);
+        QCOMPARE(w.declarations()->currentId(), a);
+        QVERIFY(form->isModified());
+        t.msg.clear();
+        tree->setCurrentItem(tree->topLevelItem(1)); // No: the change is dropped
+        QCOMPARE(form->currentKey(), b);
+        QCOMPARE(sa1::load(*t.ctx, a).value(QStringLiteral("RagSoc")).toString(), QStringLiteral("ALFA"));
+        tree->setCurrentItem(tree->topLevelItem(0));
 
         // A new declaration saved from SA1 becomes the current one.
         form->startNew(declaration(QStringLiteral("GAMMA"), QStringLiteral("VIA TRE")));

@@ -17,6 +17,7 @@
 #include <QPushButton>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QTimer>
 #include <QTreeWidget>
 
 namespace {
@@ -78,7 +79,7 @@ private Q_SLOTS:
     void enterFromKeyboardTripRulesAndSave()
     {
         Sa1Form f(*t.ctx);
-        f.resize(1100, 760);
+        f.resize(1300, 760);
         f.show();
         QVERIFY(QTest::qWaitForWindowActive(&f));
         QVERIFY(!f.saveButton()->isEnabled());
@@ -276,7 +277,8 @@ private Q_SLOTS:
 
         t.msg.clear();
         t.msg.answer({true, true});
-        w.deleteSelected();
+        w.list()->setFocus();
+        QTest::keyClick(w.list(), Qt::Key_Delete);
         QCOMPARE(t.msg.texts().first(), QStringLiteral("Elimino Elimino ditta: ALFA SRL\nsei sicuro?"));
         QCOMPARE(w.list()->topLevelItemCount(), 1);
         QVERIFY(w.list()->currentItem());
@@ -285,6 +287,41 @@ private Q_SLOTS:
         QVERIFY(!w.list()->currentItem());
         QVERIFY(!w.editButton()->isEnabled());
         QVERIFY(!w.deleteButton()->isEnabled());
+    }
+
+    void companyChosenFromTheRegister()
+    {
+        anag::Company c;
+        c.codFisc = QStringLiteral("RSSMRA85T10A562S");
+        c.ragSoc = QStringLiteral("MARIO ROSSI");
+        c.via = QStringLiteral("VIA VERDI");
+        c.cap = QStringLiteral("20100");
+        c.prvIstat = 15;
+        c.comIstat = 146;
+        QCOMPARE(anag::registerCounterpart(*t.db, c), anag::Registered::Added);
+        t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QStringLiteral("0"));
+        Sa1Form f(*t.ctx);
+        f.show();
+        QVERIFY(QTest::qWaitForWindowActive(&f));
+        bool seen = false;
+        QTimer::singleShot(0, this, [&seen] {
+            QWidget *dlg = QApplication::activeModalWidget();
+            auto *reg = dlg ? dlg->findChild<Anagrafiche *>() : nullptr;
+            if (!reg)
+                return;
+            seen = reg->list()->topLevelItemCount() == 1;
+            QTest::keyClick(reg->list(), Qt::Key_Return); // Enter chooses in pick mode
+        });
+        QTest::keyClick(focused(), Qt::Key_F3);
+        QVERIFY(seen);
+        const fields::Record r = f.fields()->record();
+        QCOMPARE(r.value(QStringLiteral("CodFisc")).toString(), c.codFisc);
+        QCOMPARE(r.value(QStringLiteral("RagSoc")).toString(), c.ragSoc);
+        QCOMPARE(r.value(QStringLiteral("slVia")).toString(), c.via);
+        QCOMPARE(r.value(QStringLiteral("slComIstat")).toInt(), 146);
+        QVERIFY(r.value(QStringLiteral("Via")).toString().isEmpty());
+        QVERIFY(f.saveButton()->isEnabled());
+        QCOMPARE(f.focusWidget(), f.fields()->control(QStringLiteral("REA")));
     }
 
     void userData()

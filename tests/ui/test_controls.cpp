@@ -5,6 +5,7 @@
 #include "ui/fieldform.h"
 #include "ui/recordform.h"
 
+#include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QClipboard>
@@ -12,6 +13,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSqlQuery>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
 
@@ -185,6 +187,55 @@ private Q_SLOTS:
         QCOMPARE(a.code(), QString());
     }
 
+    void pickLists()
+    {
+        // The list opens on the current code, shown through the mask; Enter chooses it.
+        QString shown;
+        QTimer::singleShot(0, this, [&shown] {
+            auto *w = qobject_cast<ui::ListWindow *>(QApplication::activeModalWidget());
+            if (!w)
+                return;
+            shown = w->tree()->currentItem()->text(0);
+            if (qEnvironmentVariableIsSet("QOR_SHOTS"))
+                w->grab().save(qEnvironmentVariable("QOR_SHOTS") + QStringLiteral("/attivita.png"));
+            QTest::keyClick(w->tree(), Qt::Key_Return);
+        });
+        QCOMPARE(ui::pickActivity(*t.ctx, nullptr, QStringLiteral("381100")), QStringLiteral("381100"));
+        QCOMPARE(shown, QStringLiteral("38.11.00"));
+
+        // Filtering by description, then Enter.
+        QTimer::singleShot(0, this, [] {
+            auto *w = qobject_cast<ui::ListWindow *>(QApplication::activeModalWidget());
+            if (!w)
+                return;
+            QCOMPARE(w->windowTitle(), QStringLiteral("Tabella rifiuti"));
+            w->filter()->setText(QStringLiteral("200101"));
+            QTest::keyClick(w->tree(), Qt::Key_Return);
+        });
+        QCOMPARE(ui::pickWasteCode(*t.ctx, nullptr), QStringLiteral("200101"));
+
+        QTimer::singleShot(0, this, [] {
+            if (auto *w = qobject_cast<ui::ListWindow *>(QApplication::activeModalWidget()))
+                w->reject();
+        });
+        QCOMPARE(ui::pickRegCE(*t.ctx, nullptr, QStringLiteral("B1010")), QString());
+    }
+
+    void optionGroup()
+    {
+        ui::OptionGroup g({QStringLiteral("Uno"), QStringLiteral("Due")});
+        QCOMPARE(g.value(), 0);
+        int changes = 0;
+        connect(&g, &ui::OptionGroup::changed, this, [&changes] { ++changes; });
+        g.findChildren<QAbstractButton *>().at(1)->click();
+        QCOMPARE(g.value(), 2);
+        QCOMPARE(changes, 1);
+        g.setValue(0);
+        QCOMPARE(g.value(), 0);
+        g.setValue(1);
+        QCOMPARE(g.value(), 1);
+    }
+
     void navigatorAndList()
     {
         ui::Navigator n(QStringLiteral("Scheda RIF"));
@@ -212,13 +263,13 @@ private Q_SLOTS:
         QVERIFY(t.db->execute(QStringLiteral("CREATE TABLE Prova (id INTEGER PRIMARY KEY, CodFisc TEXT, qtaMod BIGINT, umiMod INTEGER)")));
         QVERIFY(t.db->execute(QStringLiteral("INSERT INTO Prova (CodFisc, qtaMod, umiMod) VALUES ('AAA', 1500, 1), ('BBB', 2000, 2)")));
         dbClass &db = *t.db;
-        ui::RecordSpec spec;
-        spec.title = QStringLiteral("Modulo di prova");
-        spec.navText = QStringLiteral("Modulo");
-        spec.newText = QStringLiteral("&Nuovo modulo");
-        spec.saveText = QStringLiteral("&Salva modulo");
-        spec.fields = moduleTable();
-        spec.listHeaders = {QStringLiteral("Codice fiscale")};
+        ui::RecordLayout layout;
+        layout.title = QStringLiteral("Modulo di prova");
+        layout.navText = QStringLiteral("Modulo");
+        layout.newText = QStringLiteral("&Nuovo modulo");
+        layout.saveText = QStringLiteral("&Salva modulo");
+        layout.fields = moduleTable();
+        layout.listHeaders = {QStringLiteral("Codice fiscale")};
         ui::RecordBinding b;
         b.keys = [&db](qint64) {
             QVector<qint64> k;
@@ -252,12 +303,15 @@ private Q_SLOTS:
         };
         b.listRow = [&b](qint64 k) { return QStringList{b.load(k).value(QStringLiteral("CodFisc")).toString()}; };
 
-        ui::RecordForm f(*t.ctx, spec, b);
+        ui::RecordForm f(*t.ctx, layout, b);
+        QPushButton *module = f.addRecordButton(QStringLiteral("Modulo &RT"));
+        QVERIFY(!module->isEnabled()); // no saved row shown yet
         f.show();
         QVERIFY(QTest::qWaitForWindowActive(&f));
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo nuova (2)"));
         f.moveTo(1);
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo 1 di 2"));
+        QVERIFY(module->isEnabled());
         auto *qty = qobject_cast<ui::QtyBox *>(f.fields()->control(QStringLiteral("qtaMod")));
         QCOMPARE(qty->amount()->text(), QStringLiteral("1,500"));
         QCOMPARE(qty->unit()->currentText(), QStringLiteral("Kg"));
@@ -291,6 +345,7 @@ private Q_SLOTS:
         // A new record: a refused save stays, with the cursor on the field.
         f.newButton()->click();
         QCOMPARE(f.currentKey(), 0);
+        QVERIFY(!module->isEnabled());
         QTest::keyClicks(focused(), QStringLiteral("ccc"));
         t.msg.clear();
         f.saveButton()->click();
@@ -301,6 +356,7 @@ private Q_SLOTS:
         f.saveButton()->click();
         QVERIFY2(f.currentKey() > 0, qPrintable(t.msg.texts().join(u'|')));
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo 3 di 3"));
+        QVERIFY(module->isEnabled());
         QCOMPARE(db.scalar(QStringLiteral("SELECT qtaMod FROM Prova WHERE id = ?"), {f.currentKey()}).toLongLong(), 2500LL);
         QCOMPARE(db.scalar(QStringLiteral("SELECT umiMod FROM Prova WHERE id = ?"), {f.currentKey()}).toInt(), 2);
         QVERIFY(!f.saveButton()->isEnabled());

@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -93,6 +94,8 @@ Anagrafiche::Anagrafiche(AppContext &ctx, QWidget *parent, bool pickMode)
         if (chooseBtn_)
             chooseBtn_->setEnabled(sel);
     });
+    auto *del = new QShortcut(QKeySequence::Delete, list_, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(del, &QShortcut::activated, this, &Anagrafiche::deleteSelected);
     connect(editBtn_, &QPushButton::clicked, this, &Anagrafiche::editSelected);
     connect(deleteBtn_, &QPushButton::clicked, this, &Anagrafiche::deleteSelected);
     if (chooseBtn_)

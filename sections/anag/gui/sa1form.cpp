@@ -19,9 +19,9 @@
 
 namespace {
 
-ui::RecordSpec sa1Spec()
+ui::RecordLayout sa1Layout()
 {
-    ui::RecordSpec s;
+    ui::RecordLayout s;
     s.title = QStringLiteral("SA1 - Sezione anagrafica");
     s.navText = QStringLiteral("Unità locale"); // the declarations of the same company
     s.listHeaders = {QStringLiteral("Dichiarazioni della ditta")};
@@ -48,7 +48,7 @@ ui::RecordBinding sa1Binding(AppContext &ctx)
 } // namespace
 
 Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
-    : ui::RecordForm(ctx, sa1Spec(), sa1Binding(ctx), parent), ctx_(ctx)
+    : ui::RecordForm(ctx, sa1Layout(), sa1Binding(ctx), parent), ctx_(ctx)
 {
     setObjectName(QStringLiteral("SezAnag"));
     auto *top = new QHBoxLayout;
@@ -116,7 +116,11 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
     connect(&ui::Events::instance(), &ui::Events::currentDeclarationChanged, this, [this](qint64 id) {
         if (id == currentKey() || (id == 0 && currentKey() == 0))
             return;
-        confirmLeave();
+        if (!confirmLeave()) {
+            // The changes could not be saved: the list goes back to this declaration.
+            Q_EMIT ui::Events::instance().declarationChosen(currentKey());
+            return;
+        }
         loading_ = true;
         showRecord(id);
         loading_ = false;
