@@ -139,9 +139,9 @@ private:
 
 namespace {
 
-ui::RecordSpec moduleSpec(const waste::ModuleSpec &m)
+ui::RecordLayout moduleSpec(const waste::ModuleSpec &m)
 {
-    ui::RecordSpec s;
+    ui::RecordLayout s;
     s.title = m.title;
     s.navText = QStringLiteral("Modulo");
     s.newText = QStringLiteral("&Nuovo modulo");
@@ -493,9 +493,9 @@ void ModuleForm::chooseRegCE()
 
 namespace {
 
-ui::RecordSpec schedaSpec(const waste::SchedaSpec &s)
+ui::RecordLayout schedaSpec(const waste::SchedaSpec &s)
 {
-    ui::RecordSpec r;
+    ui::RecordLayout r;
     r.title = s.title;
     r.navText = QStringLiteral("Scheda ") + s.name;
     fields::Table t = laidOut(s.fields);

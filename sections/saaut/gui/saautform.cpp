@@ -22,9 +22,9 @@ namespace {
 const QStringList listFields = {QStringLiteral("suEnte"), QStringLiteral("suTipo"), QStringLiteral("crClass1"),
                                 QStringLiteral("crClass2"), QStringLiteral("crClass3")};
 
-ui::RecordSpec spec()
+ui::RecordLayout spec()
 {
-    ui::RecordSpec s;
+    ui::RecordLayout s;
     s.title = QStringLiteral("Scheda SA-AUT - Autorizzazioni");
     s.navText = QStringLiteral("Scheda SA-AUT");
     s.newText = QStringLiteral("&Nuova scheda SA-AUT");
