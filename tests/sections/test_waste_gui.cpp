@@ -14,6 +14,7 @@
 #include "sections/anag/gui/sa1form.h"
 #include "sections/anag/sa1.h"
 #include "ui/controls.h"
+#include "ui/events.h"
 #include "ui/fieldform.h"
 
 #include <QApplication>
@@ -380,12 +381,20 @@ private Q_SLOTS:
         QCOMPARE(opened, (QStringList{QStringLiteral("Lista delle schede RIF inserite"), QStringLiteral("010101"),
                                       QStringLiteral("150101"), QStringLiteral("150101")}));
 
+        // Another declaration chosen: the form of this one closes.
+        w->setAttribute(Qt::WA_DeleteOnClose, false);
+        QVERIFY(w->isVisible());
+        Q_EMIT ui::Events::instance().currentDeclarationChanged(sa);
+        QVERIFY(w->isVisible());
+
         // "Modulo MG" on a packaging code: the notice, then the module.
         t.msg.clear();
         ModuleForm *m = f.openModule(rif::module(codes::MG));
         QVERIFY(m);
         QVERIFY(t.msg.last().contains(QStringLiteral("\"Comunicazione Imballaggi - Sezione gestori rifiuti di imballaggio\"")));
         m->close();
+        Q_EMIT ui::Events::instance().currentDeclarationChanged(saID);
+        QVERIFY(!w->isVisible());
         t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(saID));
     }
 

@@ -2,6 +2,7 @@
 
 #include "shell/qorclass.h"
 #include "ui/controls.h"
+#include "ui/events.h"
 #include "ui/fieldform.h"
 
 #include <QComboBox>
@@ -82,6 +83,19 @@ void setFieldValues(ui::RecordForm *form, const fields::Record &values)
 qint64 currentDeclaration(AppContext &ctx)
 {
     return ctx.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));
+}
+
+void followDeclaration(QWidget *form, qint64 saID)
+{
+    QObject::connect(&ui::Events::instance(), &ui::Events::currentDeclarationChanged, form, [form, saID](qint64 id) {
+        if (id == saID)
+            return;
+        QWidget *host = form->parentWidget();
+        if (host && host->inherits("QMdiSubWindow"))
+            host->close();
+        else
+            form->close();
+    });
 }
 
 } // namespace wastegui

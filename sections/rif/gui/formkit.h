@@ -34,4 +34,8 @@ void setFieldValues(ui::RecordForm *form, const fields::Record &values);
 // The current declaration (the one the SA1 form remembers).
 qint64 currentDeclaration(AppContext &ctx);
 
+// A form that hangs from one declaration closes (asking to save a change
+// first) when the user chooses another declaration.
+void followDeclaration(QWidget *form, qint64 saID);
+
 } // namespace wastegui

@@ -633,6 +633,7 @@ SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVecto
         desc_->setText(waste::wasteDescription(ctx_, fields()->record().value(QStringLiteral("rifCod")).toString()));
     });
 
+    followDeclaration(this, saID);
     const qint64 remembered = ctx.app.readText(QStringLiteral("Qor"), s.settingsKey).toLongLong();
     const QVector<qint64> keys = waste::ids(ctx, s, saID);
     showRecord(keys.contains(remembered) ? remembered : (keys.isEmpty() ? 0 : keys.first()));

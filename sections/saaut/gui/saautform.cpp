@@ -160,6 +160,7 @@ SaAutForm::SaAutForm(AppContext &ctx, QWidget *parent, qint64 saID)
     auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
     connect(this, &RecordForm::saved, this, changed);
     connect(this, &RecordForm::removed, this, changed);
+    wastegui::followDeclaration(this, saID);
     const QVector<qint64> keys = saaut::ids(ctx, saID);
     showRecord(keys.isEmpty() ? 0 : keys.first());
     QTimer::singleShot(0, this, [this] { fields()->focusField(0); });
