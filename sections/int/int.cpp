@@ -4,10 +4,10 @@
 
 namespace intsec {
 
-const waste::SchedaSpec &spec()
+const waste::SchedaKind &scheda()
 {
-    static const waste::SchedaSpec s = [] {
-        waste::SchedaSpec s;
+    static const waste::SchedaKind s = [] {
+        waste::SchedaKind s;
         s.table = QStringLiteral("SezInt");
         s.key = QStringLiteral("intID");
         s.name = QStringLiteral("INT");
@@ -33,10 +33,10 @@ const waste::SchedaSpec &spec()
     return s;
 }
 
-const waste::ModuleSpec &module(int tipoMod)
+const waste::ModuleKind &module(int tipoMod)
 {
-    static const QVector<waste::ModuleSpec> specs = [] {
-        QVector<waste::ModuleSpec> v(3);
+    static const QVector<waste::ModuleKind> kinds = [] {
+        QVector<waste::ModuleKind> v(3);
         struct Texts {
             int tipo;
             const char *code, *title, *frame, *address, *country, *quantity;
@@ -50,7 +50,7 @@ const waste::ModuleSpec &module(int tipoMod)
              "Paese estero (se di destinazione non nazionale)", "Quantità ceduta nell'anno:"},
         };
         for (const Texts &t : texts) {
-            waste::ModuleSpec m;
+            waste::ModuleKind m;
             m.table = QStringLiteral("ModInt");
             m.key = QStringLiteral("miID");
             m.parentKey = QStringLiteral("intID");
@@ -75,7 +75,7 @@ const waste::ModuleSpec &module(int tipoMod)
         }
         return v;
     }();
-    return specs[tipoMod == codes::UD ? codes::UD : codes::UO];
+    return kinds[tipoMod == codes::UD ? codes::UD : codes::UO];
 }
 
 } // namespace intsec

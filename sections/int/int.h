@@ -8,8 +8,8 @@
 
 namespace intsec {
 
-const waste::SchedaSpec &spec();
+const waste::SchedaKind &scheda();
 // UO (codes::UO) or UD (codes::UD).
-const waste::ModuleSpec &module(int tipoMod);
+const waste::ModuleKind &module(int tipoMod);
 
 } // namespace intsec

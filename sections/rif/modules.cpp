@@ -76,7 +76,7 @@ QString privateQuestion()
 
 QString privateName() { return QStringLiteral("*** Privati ***"); }
 
-int optionCode(const ModuleSpec &m, const QString &name, int index)
+int optionCode(const ModuleKind &m, const QString &name, int index)
 {
     if (index < 0)
         return 0;
@@ -86,7 +86,7 @@ int optionCode(const ModuleSpec &m, const QString &name, int index)
     return index < it->size() ? it->at(index) : 0;
 }
 
-int optionIndex(const ModuleSpec &m, const QString &name, int code)
+int optionIndex(const ModuleKind &m, const QString &name, int code)
 {
     const auto it = m.optionCodes.constFind(name);
     if (it == m.optionCodes.cend())
@@ -94,7 +94,7 @@ int optionIndex(const ModuleSpec &m, const QString &name, int code)
     return it->indexOf(code);
 }
 
-bool fieldEnabled(const ModuleSpec &m, const QString &wasteCode, const fields::Record &r,
+bool fieldEnabled(const ModuleKind &m, const QString &wasteCode, const fields::Record &r,
                   const QString &name)
 {
     const bool priv = m.privati && r.value(QStringLiteral("Privati")).toInt() != 0;
@@ -123,7 +123,7 @@ bool fieldEnabled(const ModuleSpec &m, const QString &wasteCode, const fields::R
     return true;
 }
 
-fields::Record withClosedCleared(const ModuleSpec &m, const QString &wasteCode, fields::Record r)
+fields::Record withClosedCleared(const ModuleKind &m, const QString &wasteCode, fields::Record r)
 {
     const fields::Record before = r;
     if (m.sides && m.privati && before.value(QStringLiteral("Privati")).toInt() != 0)
@@ -134,7 +134,7 @@ fields::Record withClosedCleared(const ModuleSpec &m, const QString &wasteCode, 
     return r;
 }
 
-QVector<qint64> ids(AppContext &ctx, const ModuleSpec &m, qint64 parentId)
+QVector<qint64> ids(AppContext &ctx, const ModuleKind &m, qint64 parentId)
 {
     QVector<qint64> out;
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1 FROM %2 WHERE (%3 = ? AND tipoMod = ?) ORDER BY %4")
@@ -145,7 +145,7 @@ QVector<qint64> ids(AppContext &ctx, const ModuleSpec &m, qint64 parentId)
     return out;
 }
 
-fields::Record blank(const ModuleSpec &m)
+fields::Record blank(const ModuleKind &m)
 {
     fields::Record r;
     for (const fields::Field &f : m.fields) {
@@ -169,7 +169,7 @@ fields::Record blank(const ModuleSpec &m)
     return r;
 }
 
-fields::Record load(AppContext &ctx, const ModuleSpec &m, qint64 id, bool *found)
+fields::Record load(AppContext &ctx, const ModuleKind &m, qint64 id, bool *found)
 {
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?)").arg(m.table, m.key), {id});
     const bool ok = q.next();
@@ -215,7 +215,7 @@ QVector<OpRow> loadOperations(AppContext &ctx, qint64 mrID)
     return out;
 }
 
-qint64 privateModuleFor(AppContext &ctx, const ModuleSpec &m, qint64 parentId, int prvIstat,
+qint64 privateModuleFor(AppContext &ctx, const ModuleKind &m, qint64 parentId, int prvIstat,
                         int comIstat, qint64 exceptId)
 {
     if (!m.privati || prvIstat <= 0 || comIstat <= 0)
@@ -230,7 +230,7 @@ qint64 privateModuleFor(AppContext &ctx, const ModuleSpec &m, qint64 parentId, i
 
 namespace {
 
-Check mgCheck(AppContext &ctx, const ModuleSpec &m, qint64 id, const fields::Record &r,
+Check mgCheck(AppContext &ctx, const ModuleKind &m, qint64 id, const fields::Record &r,
               const QVector<OpRow> &ops)
 {
     Check c;
@@ -282,7 +282,7 @@ Check mgCheck(AppContext &ctx, const ModuleSpec &m, qint64 id, const fields::Rec
 
 } // namespace
 
-Check saveCheck(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id,
+Check saveCheck(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
                 const QString &wasteCode, const fields::Record &rIn, const QVector<OpRow> &ops)
 {
     Check c;
@@ -382,7 +382,7 @@ Check saveCheck(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id
     return c;
 }
 
-qint64 save(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id,
+qint64 save(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
             const QString &wasteCode, const fields::Record &rIn, const QVector<OpRow> &ops)
 {
     const fields::Record r = withClosedCleared(m, wasteCode, rIn);
@@ -429,7 +429,7 @@ qint64 save(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id,
     return key;
 }
 
-bool remove(AppContext &ctx, const ModuleSpec &m, qint64 id)
+bool remove(AppContext &ctx, const ModuleKind &m, qint64 id)
 {
     if (id <= 0)
         return false;
@@ -439,7 +439,7 @@ bool remove(AppContext &ctx, const ModuleSpec &m, qint64 id)
     return ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(m.table, m.key), {id});
 }
 
-QStringList listColumns(const ModuleSpec &m)
+QStringList listColumns(const ModuleKind &m)
 {
     if (m.operations)
         return {QStringLiteral("Modulo"), QStringLiteral("Tipologia impianto")};
@@ -452,7 +452,7 @@ QStringList listColumns(const ModuleSpec &m)
             QStringLiteral("Comune / Paese"), QStringLiteral("Quantità")};
 }
 
-QVector<ModuleRow> list(AppContext &ctx, const ModuleSpec &m, qint64 parentId)
+QVector<ModuleRow> list(AppContext &ctx, const ModuleKind &m, qint64 parentId)
 {
     QVector<ModuleRow> out;
     int n = 0;
@@ -606,12 +606,12 @@ fields::Table counterpartFields(const char *frame, const char *italyFrame, const
     return t;
 }
 
-const waste::ModuleSpec &module(int tipoMod)
+const waste::ModuleKind &module(int tipoMod)
 {
-    static const QVector<waste::ModuleSpec> specs = [] {
-        QVector<waste::ModuleSpec> v(6);
+    static const QVector<waste::ModuleKind> kinds = [] {
+        QVector<waste::ModuleKind> v(6);
         auto base = [](int tipo, const char *code, const char *title) {
-            waste::ModuleSpec m;
+            waste::ModuleKind m;
             m.table = QStringLiteral("ModRif");
             m.key = QStringLiteral("mrID");
             m.parentKey = QStringLiteral("rifID");
@@ -623,7 +623,7 @@ const waste::ModuleSpec &module(int tipoMod)
             return m;
         };
 
-        waste::ModuleSpec rt = base(codes::RT, "RT", "Modulo RT - Rifiuti ricevuti da terzi");
+        waste::ModuleKind rt = base(codes::RT, "RT", "Modulo RT - Rifiuti ricevuti da terzi");
         rt.orderBy = QStringLiteral("Privati, mrID");
         rt.privati = rt.counterpart = rt.sides = rt.urbanFlag = rt.batteryFrame = true;
         rt.fields << check("Privati", "Privati");
@@ -651,7 +651,7 @@ const waste::ModuleSpec &module(int tipoMod)
                              "Se il modulo è relativo a un CER da 160601 a 160605, 200133 e 200134");
         v[codes::RT] = rt;
 
-        waste::ModuleSpec dr = base(codes::DR, "DR", "Modulo DR - Rifiuti conferiti a terzi");
+        waste::ModuleKind dr = base(codes::DR, "DR", "Modulo DR - Rifiuti conferiti a terzi");
         dr.counterpart = dr.sides = true;
         dr.fields << counterpartFields("Soggetto destinatario del rifiuto",
                                        "Sede impianto di destinazione (se di destinazione nazionale)",
@@ -669,13 +669,13 @@ const waste::ModuleSpec &module(int tipoMod)
                                              "somma delle quantità relative alle attività svolte a destinazione.");
         v[codes::DR] = dr;
 
-        waste::ModuleSpec te = base(codes::TE, "TE", "Modulo TE - Rifiuti trasportati da terzi");
+        waste::ModuleKind te = base(codes::TE, "TE", "Modulo TE - Rifiuti trasportati da terzi");
         te.counterpart = te.listDelete = true;
         te.fields << grouped(text("CodFisc", "Codice fiscale:", 16, CodFiscRequired, "A-Za-z0-9", true), "Trasportatore")
                   << grouped(text("RagSoc", "Nome o ragione sociale:", 60, RagSocRequired), "Trasportatore");
         v[codes::TE] = te;
 
-        waste::ModuleSpec mg = base(codes::MG, "MG", "Modulo MG - Operazioni di gestione rifiuti svolte nell'unità locale");
+        waste::ModuleKind mg = base(codes::MG, "MG", "Modulo MG - Operazioni di gestione rifiuti svolte nell'unità locale");
         mg.operations = true;
         QStringList landfill;
         for (const auto &[code, caption] : codes::landfillClasses())
@@ -699,7 +699,7 @@ const waste::ModuleSpec &module(int tipoMod)
         mg.optionCodes.insert(QStringLiteral("disc191"), landfillCodes);
         v[codes::MG] = mg;
 
-        waste::ModuleSpec re = base(codes::RE, "RE", "Modulo RE - Rifiuti prodotti fuori dall'unità locale");
+        waste::ModuleKind re = base(codes::RE, "RE", "Modulo RE - Rifiuti prodotti fuori dall'unità locale");
         re.uniquePlace = re.listDelete = true;
         QStringList activities;
         for (const auto &[code, caption] : codes::reActivities())
@@ -716,7 +716,7 @@ const waste::ModuleSpec &module(int tipoMod)
         v[codes::RE] = re;
         return v;
     }();
-    return specs[tipoMod >= 1 && tipoMod <= 5 ? tipoMod : 1];
+    return kinds[tipoMod >= 1 && tipoMod <= 5 ? tipoMod : 1];
 }
 
 } // namespace rif

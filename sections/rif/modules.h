@@ -2,7 +2,7 @@
 // Modules of a waste scheda: the RT, DR, TE, MG and RE modules of scheda RIF
 // (table ModRif) and the UO and UD modules of scheda INT (table ModInt). They
 // differ in data only: which fields they hold, with which captions and
-// required messages, and which of the few rules below apply. One ModuleSpec
+// required messages, and which of the few rules below apply. One ModuleKind
 // says it for each type; the functions here serve them all. No widgets.
 
 #include "sections/fields.h"
@@ -13,7 +13,7 @@
 
 namespace waste {
 
-struct ModuleSpec {
+struct ModuleKind {
     QString table;        // ModRif, ModInt
     QString key;          // mrID, miID
     QString parentKey;    // rifID, intID
@@ -42,8 +42,8 @@ struct ModuleSpec {
 };
 
 // The stored code of the i-th option (from 0) of a field, and back (-1: none).
-int optionCode(const ModuleSpec &m, const QString &name, int index);
-int optionIndex(const ModuleSpec &m, const QString &name, int code);
+int optionCode(const ModuleKind &m, const QString &name, int index);
+int optionIndex(const ModuleKind &m, const QString &name, int code);
 
 // Fields of each side of the Italia/Estero option.
 const QStringList &italySide();
@@ -54,10 +54,10 @@ enum Side { SideItalia = 1, SideEstero = 2 };
 
 // Whether a field is open for input, given the scheda's waste code and what
 // the record holds now (Privati, side). Closed fields are written empty.
-bool fieldEnabled(const ModuleSpec &m, const QString &wasteCode, const fields::Record &r,
+bool fieldEnabled(const ModuleKind &m, const QString &wasteCode, const fields::Record &r,
                   const QString &name);
 // The record with every closed field emptied.
-fields::Record withClosedCleared(const ModuleSpec &m, const QString &wasteCode, fields::Record r);
+fields::Record withClosedCleared(const ModuleKind &m, const QString &wasteCode, fields::Record r);
 
 // An operation row of an MG module (RecRif).
 struct OpRow {
@@ -69,14 +69,14 @@ struct OpRow {
 
 // Keys of a scheda's modules of one type, in listing order (a module's number
 // is its position here).
-QVector<qint64> ids(AppContext &ctx, const ModuleSpec &m, qint64 parentId);
+QVector<qint64> ids(AppContext &ctx, const ModuleKind &m, qint64 parentId);
 
-fields::Record blank(const ModuleSpec &m);
-fields::Record load(AppContext &ctx, const ModuleSpec &m, qint64 id, bool *found = nullptr);
+fields::Record blank(const ModuleKind &m);
+fields::Record load(AppContext &ctx, const ModuleKind &m, qint64 id, bool *found = nullptr);
 QVector<OpRow> loadOperations(AppContext &ctx, qint64 mrID);
 
 // RT: another private module of the scheda for the same municipality (0 none).
-qint64 privateModuleFor(AppContext &ctx, const ModuleSpec &m, qint64 parentId, int prvIstat,
+qint64 privateModuleFor(AppContext &ctx, const ModuleKind &m, qint64 parentId, int prvIstat,
                         int comIstat, qint64 exceptId);
 QString privateQuestion();
 QString privateName(); // "*** Privati ***", the name a private module is listed with
@@ -89,31 +89,31 @@ struct Check {
 };
 // Save rules in order, with their messages. saved: the module is already in
 // the store (the empty MG message then suggests deleting it).
-Check saveCheck(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id,
+Check saveCheck(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
                 const QString &wasteCode, const fields::Record &r, const QVector<OpRow> &ops = {});
 
 // Writes the module (and an MG module's rows, rewritten whole), then adds the
 // counterpart to the company register. Returns the key, 0 on failure.
-qint64 save(AppContext &ctx, const ModuleSpec &m, qint64 parentId, qint64 id,
+qint64 save(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
             const QString &wasteCode, const fields::Record &r, const QVector<OpRow> &ops = {});
 
 // Confirmation ("modulo corrente," or, from a list, "modulo selezionato"),
 // then the module goes with its rows.
-bool remove(AppContext &ctx, const ModuleSpec &m, qint64 id);
+bool remove(AppContext &ctx, const ModuleKind &m, qint64 id);
 
 // The list window's rows: the key and the texts of the type's columns.
 struct ModuleRow {
     qint64 id = 0;
     QStringList texts;
 };
-QStringList listColumns(const ModuleSpec &m);
-QVector<ModuleRow> list(AppContext &ctx, const ModuleSpec &m, qint64 parentId);
+QStringList listColumns(const ModuleKind &m);
+QVector<ModuleRow> list(AppContext &ctx, const ModuleKind &m, qint64 parentId);
 
 } // namespace waste
 
 namespace rif {
 // The module types of scheda RIF, by tipoMod (codes::RifModule).
-const waste::ModuleSpec &module(int tipoMod);
+const waste::ModuleKind &module(int tipoMod);
 // Counterpart with its Italian or foreign address, shared with the INT modules.
 fields::Table counterpartFields(const char *frame, const char *italyFrame, const char *abroadFrame,
                                 const char *countryCaption, bool regCE);

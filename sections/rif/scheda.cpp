@@ -42,7 +42,7 @@ const QStringList &stateColumns()
     return l;
 }
 
-QVector<qint64> ids(AppContext &ctx, const SchedaSpec &s, qint64 saID)
+QVector<qint64> ids(AppContext &ctx, const SchedaKind &s, qint64 saID)
 {
     QVector<qint64> out;
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1 FROM %2 WHERE (saID = ?) ORDER BY rifCod, %1")
@@ -53,7 +53,7 @@ QVector<qint64> ids(AppContext &ctx, const SchedaSpec &s, qint64 saID)
     return out;
 }
 
-QVector<SchedaRow> list(AppContext &ctx, const SchedaSpec &s, qint64 saID)
+QVector<SchedaRow> list(AppContext &ctx, const SchedaKind &s, qint64 saID)
 {
     QVector<SchedaRow> out;
     QSqlQuery q = ctx.db.query(
@@ -68,7 +68,7 @@ QVector<SchedaRow> list(AppContext &ctx, const SchedaSpec &s, qint64 saID)
     return out;
 }
 
-fields::Record blank(const SchedaSpec &s)
+fields::Record blank(const SchedaKind &s)
 {
     fields::Record r;
     for (const fields::Field &f : s.fields) {
@@ -84,7 +84,7 @@ fields::Record blank(const SchedaSpec &s)
     return r;
 }
 
-fields::Record load(AppContext &ctx, const SchedaSpec &s, qint64 id, bool *found)
+fields::Record load(AppContext &ctx, const SchedaKind &s, qint64 id, bool *found)
 {
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?)").arg(s.table, s.key),
                                {id});
@@ -109,7 +109,7 @@ QString wasteDescription(AppContext &ctx, const QString &code)
         .toString();
 }
 
-CodeExit codeExit(AppContext &ctx, const SchedaSpec &s, qint64 saID, qint64 id, const QString &code)
+CodeExit codeExit(AppContext &ctx, const SchedaKind &s, qint64 saID, qint64 id, const QString &code)
 {
     if (code.isEmpty())
         return CodeExit::Ok;
@@ -155,7 +155,7 @@ int firstTooLarge(const fields::Table &t, const fields::Record &r)
     return -1;
 }
 
-int saveCheck(AppContext &ctx, const SchedaSpec &s, const fields::Record &r)
+int saveCheck(AppContext &ctx, const SchedaKind &s, const fields::Record &r)
 {
     const int codePos = fields::position(s.fields, QStringLiteral("rifCod"));
     const QString code = r.value(QStringLiteral("rifCod")).toString().trimmed();
@@ -207,7 +207,7 @@ int saveCheck(AppContext &ctx, const SchedaSpec &s, const fields::Record &r)
     return firstQty;
 }
 
-qint64 save(AppContext &ctx, const SchedaSpec &s, qint64 saID, qint64 id, const fields::Record &r)
+qint64 save(AppContext &ctx, const SchedaKind &s, qint64 saID, qint64 id, const fields::Record &r)
 {
     QVariantMap values = fields::storeValues(s.fields, r);
     if (id == 0) {
@@ -221,7 +221,7 @@ qint64 save(AppContext &ctx, const SchedaSpec &s, qint64 saID, qint64 id, const 
     return ctx.db.updateRow(s.table, s.key, id, values) ? id : 0;
 }
 
-bool remove(AppContext &ctx, const SchedaSpec &s, qint64 id)
+bool remove(AppContext &ctx, const SchedaKind &s, qint64 id)
 {
     if (id <= 0 || !fields::confirmDelete(ctx.msg, s.deleteWhat))
         return false;
@@ -277,10 +277,10 @@ fields::Table codeAndStateFields()
     return t;
 }
 
-const waste::SchedaSpec &spec()
+const waste::SchedaKind &scheda()
 {
-    static const waste::SchedaSpec s = [] {
-        waste::SchedaSpec s;
+    static const waste::SchedaKind s = [] {
+        waste::SchedaKind s;
         s.table = QStringLiteral("SezRif");
         s.key = QStringLiteral("rifID");
         s.name = QStringLiteral("RIF");

@@ -21,7 +21,7 @@ qint64 count(dbClass &db, const QString &sql, const QVariantList &p = {})
 
 Record rifScheda(const char *code, qlonglong prodMilli = 1000)
 {
-    Record r = waste::blank(rif::spec());
+    Record r = waste::blank(rif::scheda());
     r.insert(QStringLiteral("rifCod"), QString::fromLatin1(code));
     r.insert(QStringLiteral("sfLiquido"), 1);
     r.insert(QStringLiteral("qtaProd"), prodMilli);
@@ -53,7 +53,7 @@ Record rtAbroad(qlonglong received, int unit)
     return r;
 }
 
-int pos(const waste::ModuleSpec &m, const char *name)
+int pos(const waste::ModuleKind &m, const char *name)
 {
     return fields::position(m.fields, QString::fromLatin1(name));
 }
@@ -69,7 +69,7 @@ class TestWaste : public QObject {
 
     qint64 newScheda(const char *code)
     {
-        const qint64 id = waste::save(ctx(), rif::spec(), saID, 0, rifScheda(code));
+        const qint64 id = waste::save(ctx(), rif::scheda(), saID, 0, rifScheda(code));
         return id;
     }
 
@@ -86,7 +86,7 @@ private Q_SLOTS:
 
     void schedaSaveRulesInOrder()
     {
-        const waste::SchedaSpec &s = rif::spec();
+        const waste::SchedaKind &s = rif::scheda();
         Record r = waste::blank(s);
         QCOMPARE(waste::saveCheck(ctx(), s, r), fields::position(s.fields, QStringLiteral("rifCod")));
         QCOMPARE(t.msg.last(), QStringLiteral("Attenzione, codice rifiuto obbligatorio."));
@@ -118,7 +118,7 @@ private Q_SLOTS:
 
     void schedaRoundTripAndOrder()
     {
-        const waste::SchedaSpec &s = rif::spec();
+        const waste::SchedaKind &s = rif::scheda();
         Record r = rifScheda("170405", 1234567);
         r.insert(QStringLiteral("umiProd"), 2);
         r.insert(QStringLiteral("sfFangoso"), 1);
@@ -148,7 +148,7 @@ private Q_SLOTS:
 
     void codeEntry()
     {
-        const waste::SchedaSpec &s = rif::spec();
+        const waste::SchedaKind &s = rif::scheda();
         QCOMPARE(waste::codeExit(ctx(), s, saID, 0, QStringLiteral("999999")), waste::CodeExit::Refused);
         QCOMPARE(t.msg.last(), QStringLiteral("Attenzione, codice rifiuto non trovato: 999999"));
         // A chapter heading is not a waste code one can declare.
@@ -179,7 +179,7 @@ private Q_SLOTS:
 
     void rtRequiredBySide()
     {
-        const waste::ModuleSpec &m = rif::module(codes::RT);
+        const waste::ModuleKind &m = rif::module(codes::RT);
         const qint64 rifID = newScheda("170405");
         const QString code = QStringLiteral("170405");
         Record r = waste::blank(m);
@@ -214,7 +214,7 @@ private Q_SLOTS:
 
     void rtPostcodeAndRegulationCode()
     {
-        const waste::ModuleSpec &m = rif::module(codes::RT);
+        const waste::ModuleKind &m = rif::module(codes::RT);
         const qint64 rifID = newScheda("170405");
         const QString code = QStringLiteral("170405");
         Record r = rtItaly();
@@ -234,7 +234,7 @@ private Q_SLOTS:
 
     void rtForeignToleranceInKilograms()
     {
-        const waste::ModuleSpec &m = rif::module(codes::RT);
+        const waste::ModuleKind &m = rif::module(codes::RT);
         const qint64 rifID = newScheda("170405");
         const QString code = QStringLiteral("170405");
         // 1.000 kg received; parts 1,05 t (0,5 t + 550 kg): within 5 %.
@@ -267,7 +267,7 @@ private Q_SLOTS:
         QCOMPARE(q.value(2).toString(), QStringLiteral("VIA ROMA"));
 
         // DR: the same rule with its own text.
-        const waste::ModuleSpec &dr = rif::module(codes::DR);
+        const waste::ModuleKind &dr = rif::module(codes::DR);
         Record d = rtAbroad(1000, 2);
         d.insert(QStringLiteral("qtaDisc"), qlonglong(900000));
         QCOMPARE(waste::saveCheck(ctx(), dr, rifID, 0, code, d).field, pos(dr, "qtaDep"));
@@ -278,7 +278,7 @@ private Q_SLOTS:
 
     void rtFramesByWasteCode()
     {
-        const waste::ModuleSpec &m = rif::module(codes::RT);
+        const waste::ModuleKind &m = rif::module(codes::RT);
         const qint64 rifID = newScheda("160601");
         Record r = rtItaly();
         r.insert(QStringLiteral("discDep"), 1);
@@ -297,7 +297,7 @@ private Q_SLOTS:
 
     void rtPrivateModulePerMunicipality()
     {
-        const waste::ModuleSpec &m = rif::module(codes::RT);
+        const waste::ModuleKind &m = rif::module(codes::RT);
         const qint64 rifID = newScheda("200301");
         const QString code = QStringLiteral("200301");
         const qint64 firm = waste::save(ctx(), m, rifID, 0, code, rtItaly());
@@ -334,7 +334,7 @@ private Q_SLOTS:
 
     void counterpartRegistered()
     {
-        const waste::ModuleSpec &m = rif::module(codes::TE);
+        const waste::ModuleKind &m = rif::module(codes::TE);
         const qint64 rifID = newScheda("170405");
         t.db->insertRow(QStringLiteral("Ditte"), {{QStringLiteral("CodFisc"), QStringLiteral("01234567890")},
                                                   {QStringLiteral("RagSoc"), QStringLiteral("PRIMO NOME")}});
@@ -359,7 +359,7 @@ private Q_SLOTS:
 
     void mgChecks()
     {
-        const waste::ModuleSpec &m = rif::module(codes::MG);
+        const waste::ModuleKind &m = rif::module(codes::MG);
         const qint64 rifID = newScheda("170405");
         const QString code = QStringLiteral("170405");
         const QString head = QStringLiteral("Attenzione,\n");
@@ -418,7 +418,7 @@ private Q_SLOTS:
 
     void reUniqueMunicipalityAndActivity()
     {
-        const waste::ModuleSpec &m = rif::module(codes::RE);
+        const waste::ModuleKind &m = rif::module(codes::RE);
         const qint64 rifID = newScheda("170405");
         const QString code = QStringLiteral("170405");
         Record r = waste::blank(m);
@@ -455,11 +455,11 @@ private Q_SLOTS:
                             {{codes::GridRecupero, QStringLiteral("R5"), qlonglong(1), 1}}) > 0);
         t.msg.clear();
         t.msg.answer({false});
-        QVERIFY(!waste::remove(ctx(), rif::spec(), rifID));
+        QVERIFY(!waste::remove(ctx(), rif::scheda(), rifID));
         QCOMPARE(t.msg.last(), QStringLiteral("Elimino scheda RIF e relativi moduli,\nsei sicuro?"));
         QCOMPARE(count(*t.db, QStringLiteral("SELECT COUNT(*) FROM ModRif WHERE (rifID = ?)"), {rifID}), 2);
         t.msg.answer({true});
-        QVERIFY(waste::remove(ctx(), rif::spec(), rifID));
+        QVERIFY(waste::remove(ctx(), rif::scheda(), rifID));
         QCOMPARE(count(*t.db, QStringLiteral("SELECT COUNT(*) FROM SezRif WHERE (rifID = ?)"), {rifID}), 0);
         QCOMPARE(count(*t.db, QStringLiteral("SELECT COUNT(*) FROM ModRif WHERE (rifID = ?)"), {rifID}), 0);
         QCOMPARE(count(*t.db, QStringLiteral("SELECT COUNT(*) FROM RecRif WHERE mrID NOT IN (SELECT mrID FROM ModRif)")), 0);
@@ -467,7 +467,7 @@ private Q_SLOTS:
 
     void schedaInt()
     {
-        const waste::SchedaSpec &s = intsec::spec();
+        const waste::SchedaKind &s = intsec::scheda();
         Record r = waste::blank(s);
         r.insert(QStringLiteral("rifCod"), QStringLiteral("170405"));
         QCOMPARE(waste::saveCheck(ctx(), s, r), fields::position(s.fields, QStringLiteral("sfSolidoP")));
@@ -483,7 +483,7 @@ private Q_SLOTS:
         QCOMPARE(waste::codeExit(ctx(), s, saID, 0, QStringLiteral("170405")), waste::CodeExit::Ok);
         QCOMPARE(t.msg.last(), QStringLiteral("Attenzione, scheda INT già presente,\nvuoi inserirne una nuova?"));
 
-        const waste::ModuleSpec &ud = intsec::module(codes::UD);
+        const waste::ModuleKind &ud = intsec::module(codes::UD);
         QCOMPARE(ud.title, QStringLiteral("Modulo UD - Elenco unità locali di destinazione del rifiuto"));
         Record u = waste::blank(ud);
         u.insert(QStringLiteral("CodFisc"), QStringLiteral("11122233344"));
@@ -513,7 +513,7 @@ private Q_SLOTS:
     void summaryCountsModulesByType()
     {
         const qint64 sa = t.db->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("X")}});
-        const qint64 rifID = waste::save(ctx(), rif::spec(), sa, 0, rifScheda("170405"));
+        const qint64 rifID = waste::save(ctx(), rif::scheda(), sa, 0, rifScheda("170405"));
         const QString code = QStringLiteral("170405");
         QVERIFY(waste::save(ctx(), rif::module(codes::RT), rifID, 0, code, rtItaly()) > 0);
         QVERIFY(waste::save(ctx(), rif::module(codes::RT), rifID, 0, code, rtItaly("BNCLGU70B02F205X")) > 0);

@@ -344,10 +344,10 @@ private Q_SLOTS:
         const qint64 sa = t.db->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("X")}});
         t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(sa));
         auto scheda = [&](const char *code) {
-            fields::Record r = waste::blank(rif::spec());
+            fields::Record r = waste::blank(rif::scheda());
             r.insert(QStringLiteral("rifCod"), QString::fromLatin1(code));
             r.insert(QStringLiteral("sfAltro"), 1);
-            return waste::save(*t.ctx, rif::spec(), sa, 0, r);
+            return waste::save(*t.ctx, rif::scheda(), sa, 0, r);
         };
         const qint64 first = scheda("150101");
         std::unique_ptr<QWidget> w(wastegui::makeRifForm(*t.ctx, nullptr));
@@ -420,9 +420,9 @@ private Q_SLOTS:
 
     void privateModuleRedirect()
     {
-        const qint64 rifID = waste::save(*t.ctx, rif::spec(), saID, 0,
+        const qint64 rifID = waste::save(*t.ctx, rif::scheda(), saID, 0,
                                          [] {
-                                             fields::Record r = waste::blank(rif::spec());
+                                             fields::Record r = waste::blank(rif::scheda());
                                              r.insert(QStringLiteral("rifCod"), QStringLiteral("200301"));
                                              r.insert(QStringLiteral("sfAltro"), 1);
                                              return r;

@@ -139,7 +139,7 @@ private:
 
 namespace {
 
-ui::RecordLayout moduleSpec(const waste::ModuleSpec &m)
+ui::RecordLayout moduleLayout(const waste::ModuleKind &m)
 {
     ui::RecordLayout s;
     s.title = m.title;
@@ -155,11 +155,11 @@ ui::RecordLayout moduleSpec(const waste::ModuleSpec &m)
     return s;
 }
 
-ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleSpec &m, qint64 parentId,
+ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId,
                                 const QString &code, std::shared_ptr<ModuleForm *> self)
 {
     ui::RecordBinding b;
-    const waste::ModuleSpec *mp = &m;
+    const waste::ModuleKind *mp = &m;
     AppContext *c = &ctx;
     b.keys = [c, mp, parentId](qint64) { return waste::ids(*c, *mp, parentId); };
     b.load = [c, mp](qint64 k) { return waste::load(*c, *mp, k); };
@@ -210,15 +210,15 @@ ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleSpec &m, qin
 
 } // namespace
 
-ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 parentId, const QString &wasteCode,
+ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
                        QWidget *parent)
     : ModuleForm(ctx, m, parentId, wasteCode, parent, std::make_shared<ModuleForm *>(nullptr))
 {
 }
 
-ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 parentId, const QString &wasteCode,
+ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
                        QWidget *parent, std::shared_ptr<ModuleForm *> self)
-    : ui::RecordForm(ctx, moduleSpec(m), moduleBinding(ctx, m, parentId, wasteCode, self), parent),
+    : ui::RecordForm(ctx, moduleLayout(m), moduleBinding(ctx, m, parentId, wasteCode, self), parent),
       ctx_(ctx), m_(m), parentId_(parentId), code_(wasteCode)
 {
     *self = this;
@@ -493,7 +493,7 @@ void ModuleForm::chooseRegCE()
 
 namespace {
 
-ui::RecordLayout schedaSpec(const waste::SchedaSpec &s)
+ui::RecordLayout schedaLayout(const waste::SchedaKind &s)
 {
     ui::RecordLayout r;
     r.title = s.title;
@@ -516,12 +516,12 @@ ui::RecordLayout schedaSpec(const waste::SchedaSpec &s)
     return r;
 }
 
-ui::RecordBinding schedaBinding(AppContext &ctx, const waste::SchedaSpec &s, qint64 saID,
+ui::RecordBinding schedaBinding(AppContext &ctx, const waste::SchedaKind &s, qint64 saID,
                                 std::shared_ptr<ui::RecordForm *> self)
 {
     ui::RecordBinding b;
     AppContext *c = &ctx;
-    const waste::SchedaSpec *sp = &s;
+    const waste::SchedaKind *sp = &s;
     b.keys = [c, sp, saID](qint64) { return waste::ids(*c, *sp, saID); };
     b.load = [c, sp](qint64 k) { return waste::load(*c, *sp, k); };
     b.blank = [sp] { return waste::blank(*sp); };
@@ -549,15 +549,15 @@ ui::RecordBinding schedaBinding(AppContext &ctx, const waste::SchedaSpec &s, qin
 
 } // namespace
 
-SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVector<ModuleButton> &modules,
+SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaKind &s, const QVector<ModuleButton> &modules,
                        QWidget *parent)
     : SchedaForm(ctx, s, modules, parent, currentDeclaration(ctx), std::make_shared<ui::RecordForm *>(nullptr))
 {
 }
 
-SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVector<ModuleButton> &modules,
+SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaKind &s, const QVector<ModuleButton> &modules,
                        QWidget *parent, qint64 saID, std::shared_ptr<ui::RecordForm *> self)
-    : ui::RecordForm(ctx, schedaSpec(s), schedaBinding(ctx, s, saID, self), parent), ctx_(ctx), s_(s), saID_(saID)
+    : ui::RecordForm(ctx, schedaLayout(s), schedaBinding(ctx, s, saID, self), parent), ctx_(ctx), s_(s), saID_(saID)
 {
     *self = this;
     setObjectName(QStringLiteral("Scheda") + s.name);
@@ -594,7 +594,7 @@ SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVecto
 
     for (const ModuleButton &mb : modules) {
         auto *b = new QPushButton(mb.caption, this);
-        b->setObjectName(mb.spec->code);
+        b->setObjectName(mb.kind->code);
         b->setAutoDefault(false);
         QGridLayout *grid = nullptr;
         int row = 0;
@@ -613,9 +613,9 @@ SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVecto
             grid->addWidget(b, row, 2);
         else
             buttonRow()->insertWidget(2 + int(buttons_.size()), b);
-        const waste::ModuleSpec *spec = mb.spec;
-        connect(b, &QPushButton::clicked, this, [this, spec] { openModule(*spec); });
-        buttons_.append({b, spec});
+        const waste::ModuleKind *kind = mb.kind;
+        connect(b, &QPushButton::clicked, this, [this, kind] { openModule(*kind); });
+        buttons_.append({b, kind});
     }
 
     if (QPushButton *l = listButton()) {
@@ -650,8 +650,8 @@ SchedaForm::~SchedaForm()
 
 QPushButton *SchedaForm::moduleButton(const QString &code) const
 {
-    for (const auto &[b, spec] : buttons_)
-        if (spec->code == code)
+    for (const auto &[b, kind] : buttons_)
+        if (kind->code == code)
             return b;
     return nullptr;
 }
@@ -659,11 +659,11 @@ QPushButton *SchedaForm::moduleButton(const QString &code) const
 void SchedaForm::refreshHead()
 {
     desc_->setText(waste::wasteDescription(ctx_, fields()->record().value(QStringLiteral("rifCod")).toString()));
-    for (const auto &[b, spec] : buttons_)
+    for (const auto &[b, kind] : buttons_)
         b->setEnabled(currentKey() > 0);
 }
 
-ModuleForm *SchedaForm::openModule(const waste::ModuleSpec &m)
+ModuleForm *SchedaForm::openModule(const waste::ModuleKind &m)
 {
     if (currentKey() <= 0 || !confirmLeave() || currentKey() <= 0)
         return nullptr;
@@ -732,7 +732,7 @@ QWidget *makeRifForm(AppContext &ctx, QWidget *parent)
         {QStringLiteral("Modulo M&G"), &rif::module(codes::MG), {},
          QStringLiteral("OPERAZIONI DI RECUPERO O SMALTIMENTO SVOLTE NELL'UNITA' LOCALE"), {}},
     };
-    return new SchedaForm(ctx, rif::spec(), buttons, parent);
+    return new SchedaForm(ctx, rif::scheda(), buttons, parent);
 }
 
 QWidget *makeIntForm(AppContext &ctx, QWidget *parent)
@@ -741,7 +741,7 @@ QWidget *makeIntForm(AppContext &ctx, QWidget *parent)
         {QStringLiteral("Moduli &UO"), &intsec::module(codes::UO), QStringLiteral("intQta"), {}, {}},
         {QStringLiteral("Moduli U&D"), &intsec::module(codes::UD), {}, {}, {}},
     };
-    return new SchedaForm(ctx, intsec::spec(), buttons, parent);
+    return new SchedaForm(ctx, intsec::scheda(), buttons, parent);
 }
 
 } // namespace wastegui

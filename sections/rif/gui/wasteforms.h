@@ -1,7 +1,7 @@
 #pragma once
 // The forms of the waste schede and their modules, on the shared record form
 // pattern: one scheda form for RIF and INT, one module form for the five RIF
-// module types and the two INT ones, each driven by its spec.
+// module types and the two INT ones, each driven by its data.
 
 #include "sections/rif/modules.h"
 #include "sections/rif/scheda.h"
@@ -24,10 +24,10 @@ class OperationGrid;
 class ModuleForm : public ui::RecordForm {
     Q_OBJECT
 public:
-    ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 parentId, const QString &wasteCode,
+    ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
                QWidget *parent = nullptr);
 
-    const waste::ModuleSpec &spec() const { return m_; }
+    const waste::ModuleKind &kind() const { return m_; }
     QComboBox *countryList() const { return country_; }
     QComboBox *plantList() const { return plant_; }
     QTabWidget *tabs() const { return tabs_; }
@@ -41,14 +41,14 @@ public:
     QVector<waste::OpRow> operations() const;
 
 private:
-    ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 parentId, const QString &wasteCode,
+    ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
                QWidget *parent, std::shared_ptr<ModuleForm *> self);
     void shownRecord();
     void municipalityChosen();
     void refreshTable();
 
     AppContext &ctx_;
-    const waste::ModuleSpec &m_;
+    const waste::ModuleKind &m_;
     qint64 parentId_;
     QString code_;
     QComboBox *country_ = nullptr, *plant_ = nullptr;
@@ -60,7 +60,7 @@ private:
 
 struct ModuleButton {
     QString caption;              // "Moduli RT"
-    const waste::ModuleSpec *spec;
+    const waste::ModuleKind *kind;
     QString beside;               // the quantity field it stands beside ("" none)
     QString group;                // or a new row of this frame, with rowLabel
     QString rowLabel;
@@ -69,28 +69,28 @@ struct ModuleButton {
 class SchedaForm : public ui::RecordForm {
     Q_OBJECT
 public:
-    SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVector<ModuleButton> &modules,
+    SchedaForm(AppContext &ctx, const waste::SchedaKind &s, const QVector<ModuleButton> &modules,
                QWidget *parent = nullptr);
     ~SchedaForm() override;
 
     // Opens the module form of a type for the scheda shown (nullptr when the
     // scheda is not saved). The form is a window of its own over this one.
-    ModuleForm *openModule(const waste::ModuleSpec &m);
+    ModuleForm *openModule(const waste::ModuleKind &m);
     QPushButton *moduleButton(const QString &code) const;
     QLabel *description() const { return desc_; }
     void openSchedaList();
     void openWasteTable();
 
 private:
-    SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVector<ModuleButton> &modules, QWidget *parent,
+    SchedaForm(AppContext &ctx, const waste::SchedaKind &s, const QVector<ModuleButton> &modules, QWidget *parent,
                qint64 saID, std::shared_ptr<ui::RecordForm *> self);
     void refreshHead();
 
     AppContext &ctx_;
-    const waste::SchedaSpec &s_;
+    const waste::SchedaKind &s_;
     qint64 saID_;
     QLabel *desc_;
-    QVector<QPair<QPushButton *, const waste::ModuleSpec *>> buttons_;
+    QVector<QPair<QPushButton *, const waste::ModuleKind *>> buttons_;
 };
 
 // The RIF and INT forms as the main window opens them.

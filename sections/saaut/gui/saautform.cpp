@@ -22,7 +22,7 @@ namespace {
 const QStringList listFields = {QStringLiteral("suEnte"), QStringLiteral("suTipo"), QStringLiteral("crClass1"),
                                 QStringLiteral("crClass2"), QStringLiteral("crClass3")};
 
-ui::RecordLayout spec()
+ui::RecordLayout formLayout()
 {
     ui::RecordLayout s;
     s.title = QStringLiteral("Scheda SA-AUT - Autorizzazioni");
@@ -75,7 +75,7 @@ ui::RecordBinding binding(AppContext &ctx, qint64 saID)
 SaAutForm::SaAutForm(AppContext &ctx, QWidget *parent) : SaAutForm(ctx, parent, wastegui::currentDeclaration(ctx)) {}
 
 SaAutForm::SaAutForm(AppContext &ctx, QWidget *parent, qint64 saID)
-    : ui::RecordForm(ctx, spec(), binding(ctx, saID), parent), ctx_(ctx)
+    : ui::RecordForm(ctx, formLayout(), binding(ctx, saID), parent), ctx_(ctx)
 {
     setObjectName(QStringLiteral("SaAut"));
     ui::FieldForm *ff = fields();
