@@ -4,6 +4,7 @@
 #include "exchange/gui/explist.h"
 #include "print/gui/printforms.h"
 #include "sections/anag/gui/forms.h"
+#include "sections/takeover/gui/riporta.h"
 #include "shell/formrule.h"
 #include "verify/gui/verifica.h"
 
@@ -21,4 +22,5 @@ void registerForms()
     formRegistry().insert(Form::Verifica, {verify::gui::makeVerificaForm, false});
     formRegistry().insert(Form::Export, {exch::gui::makeExpForm, false});
     formRegistry().insert(Form::ExportList, {exch::gui::makeExpList, false});
+    formRegistry().insert(Form::Takeover, {takeover::gui::makeRiportaForm, false});
 }
