@@ -333,6 +333,7 @@ bool readPrevious(dbClass &db, Messages &msg, QVector<Line> &out)
             }
         }
         l.schede = parts.isEmpty() ? QStringLiteral("solo anagrafica") : parts.join(QStringLiteral(", "));
+        l.present = exch::presentDeclaration(db, {l.codFisc, l.ragSoc, l.via, l.civico, l.prvIstat, l.comIstat}) > 0;
         out.append(l);
     }
     return true;

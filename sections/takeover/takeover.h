@@ -45,6 +45,7 @@ struct Line {
     QString comDesc, prvSigla;      // from this year's reference tables
     int chamber = 0;                // Comuni.comCCIAA of the municipality
     QString schede;                 // "RIF 3, INT 1, IMB 1", or "solo anagrafica"
+    bool present = false;           // already in the current year (skipped by run())
 };
 
 // Reads the previous year's declarations, ordered by name. False, after

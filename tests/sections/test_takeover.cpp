@@ -196,6 +196,7 @@ private Q_SLOTS:
         QCOMPARE(lines[1].prvSigla, s("MI"));
         QCOMPARE(lines[2].comIstat, 317);
         QVERIFY(!lines[2].comDesc.isEmpty());
+        QVERIFY(!lines[0].present && !lines[1].present && !lines[2].present);
 
         auto shown = [&](const takeover::Filter &f) {
             QStringList names;
@@ -244,7 +245,11 @@ private Q_SLOTS:
         // The counterpart of a module is not touched without the structure.
         QCOMPARE(p.count(s("SELECT COUNT(*) FROM Ditte")), 1);
 
-        // Again: already present, nothing added.
+        // Again: already present (so listed), nothing added.
+        QVector<takeover::Line> lines;
+        QVERIFY(takeover::readPrevious(*p.db, p.msg, lines));
+        QCOMPARE(lines.size(), 1);
+        QVERIFY(lines[0].present);
         const Result again = takeover::run(*p.ctx, allIds(*p.db), {true, false});
         QCOMPARE(again.taken, 0);
         QCOMPARE(again.skipped, 1);

@@ -96,7 +96,8 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(&f));
         QVERIFY(f.loaded());
         QCOMPARE(shownNames(f.list()), (QStringList{s("ACME SPA"), s("BETA SRL"), s("DELTA SAS"), s("GAMMA SNC")}));
-        QCOMPARE(f.list()->topLevelItem(0)->text(5), s("RIF 1"));
+        QCOMPARE(f.list()->topLevelItem(0)->text(6), s("RIF 1"));
+        QCOMPARE(f.list()->topLevelItem(0)->text(5), QString());
         QVERIFY(f.setupBox()->isEnabled());
         QVERIFY(!f.setupBox()->isChecked());
 
@@ -147,9 +148,12 @@ private Q_SLOTS:
         QCOMPARE(db->scalar(s("SELECT RagSoc FROM SezAnag")).toString(), s("GAMMA SNC"));
         QCOMPARE(db->scalar(s("SELECT COUNT(*) FROM SezRif WHERE qtaProd IS NULL")).toInt(), 1);
         QCOMPARE(db->scalar(s("SELECT RagSoc FROM Setup")).toString(), s("STUDIO"));
-        // Taken once, the user's data are not offered again.
+        // Taken once, the user's data are not offered again; the declaration
+        // is marked as present.
         QVERIFY(!f.setupBox()->isEnabled());
         QVERIFY(f.ticked().isEmpty());
+        QCOMPARE(f.list()->topLevelItem(3)->text(5), s("già presente"));
+        QCOMPARE(f.list()->topLevelItem(2)->text(5), QString());
 
         // Everything now: the one already here is counted apart.
         f.tickAll(true);

@@ -26,7 +26,7 @@ namespace takeover::gui {
 
 namespace {
 
-enum Column { ColName, ColCodFisc, ColUnit, ColMunicipality, ColProvince, ColSchede };
+enum Column { ColName, ColCodFisc, ColUnit, ColMunicipality, ColProvince, ColCurrent, ColSchede };
 
 // Closes the form: its sub-window inside the main window, or itself.
 void closeHost(QWidget *w)
@@ -92,7 +92,7 @@ RiportaForm::RiportaForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ct
     list_->setUniformRowHeights(true);
     list_->setHeaderLabels({QStringLiteral("Ragione sociale"), QStringLiteral("Codice fiscale"),
                             QStringLiteral("Unità locale"), QStringLiteral("Comune"), QStringLiteral("Prov."),
-                            QStringLiteral("Schede %1").arg(prev)});
+                            QStringLiteral("Anno %1").arg(cur), QStringLiteral("Schede %1").arg(prev)});
     list_->header()->setStretchLastSection(true);
     outer->addWidget(list_, 1);
     auto *sel = new QHBoxLayout;
@@ -196,6 +196,7 @@ void RiportaForm::fill()
         it->setText(ColUnit, (l.via + u' ' + l.civico).trimmed());
         it->setText(ColMunicipality, l.comDesc);
         it->setText(ColProvince, l.prvSigla);
+        it->setText(ColCurrent, l.present ? QStringLiteral("già presente") : QString());
         it->setText(ColSchede, l.schede);
         it->setData(ColName, Qt::UserRole, l.saID);
         it->setFlags(it->flags() | Qt::ItemIsUserCheckable);
@@ -322,21 +323,16 @@ void RiportaForm::start()
     status_->setText(text);
     if (!r.newIds.isEmpty())
         Q_EMIT ui::Events::instance().declarationSaved(r.newIds.first());
-    // The list stays as it is; the ticks of what was done are cleared.
-    {
-        const QSignalBlocker block(list_);
-        for (int i = 0; i < list_->topLevelItemCount(); ++i)
-            list_->topLevelItem(i)->setCheckState(ColName, Qt::Unchecked);
-    }
+    // The list is read again, with the same filters: what was taken over is
+    // now marked as present and nothing is ticked.
+    QTreeWidgetItem *current = list_->currentItem();
+    const qint64 currentId = current ? current->data(ColName, Qt::UserRole).toLongLong() : 0;
     list_->setEnabled(true);
-    for (QWidget *w : std::initializer_list<QWidget *>{name_, codFisc_, sigla_, all_, none_, start_, structure_})
-        w->setEnabled(loaded_);
-    bool setupHere = true, setupThere = false;
-    anag::loadSetup(ctx_.db, dbClass::Which::Current, &setupHere);
-    anag::loadSetup(ctx_.db, dbClass::Which::Previous, &setupThere);
-    setup_->setEnabled(!setupHere && setupThere);
-    setup_->setChecked(false);
-    updateCount();
+    fill();
+    applyFilters();
+    for (int i = 0; i < list_->topLevelItemCount(); ++i)
+        if (list_->topLevelItem(i)->data(ColName, Qt::UserRole).toLongLong() == currentId)
+            list_->setCurrentItem(list_->topLevelItem(i));
     list_->setFocus();
 }
 
