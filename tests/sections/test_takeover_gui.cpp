@@ -185,29 +185,6 @@ private Q_SLOTS:
         QTRY_COMPARE(app->currentForm, Form::TakeoverClosed);
         QCOMPARE(w.mdi()->subWindowList().size(), 0);
     }
-
-    void unreadablePreviousYear()
-    {
-        // The previous year's file disappears behind a working connection.
-        dbClass broken(*app, msg);
-        broken.setCurrentPath(db->currentPath());
-        const QString bad = dir.filePath(s("rotto.db"));
-        QFile f(bad);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QByteArray(2048, 'z'));
-        f.close();
-        broken.setPreviousPath(bad);
-        msg.clear();
-        QVERIFY(broken.connect());
-        QVERIFY(!broken.isPreviousOpen());
-        AppContext c{*app, broken, msg};
-        msg.clear();
-        RiportaForm form(c);
-        QCOMPARE(msg.last(), s("Errore apertura database dichiarazioni anno precedente"));
-        QVERIFY(!form.loaded());
-        QVERIFY(!form.startButton()->isEnabled());
-        QCOMPARE(form.list()->topLevelItemCount(), 0);
-    }
 };
 
 QTEST_MAIN(TestTakeoverGui)
