@@ -200,20 +200,10 @@ bool Loader::declaration(const QVariantMap &v, const Layout &l)
             a.insert(lc(c), s.com);
         }
     }
-    // Already present: same tax code, place, name, street and number; a blank
-    // text matches a null column.
-    QString sql = QStringLiteral("SELECT saID FROM SezAnag WHERE (prvIstat = ? AND comIstat = ?");
-    QVariantList params{a.value(lc("prvistat")), a.value(lc("comistat"))};
-    for (const char *c : {"CodFisc", "RagSoc", "Via", "Civico"}) {
-        const QVariant x = a.value(QString::fromLatin1(c).toLower());
-        if (x.toString().isEmpty()) {
-            sql += QStringLiteral(" AND (%1 IS NULL OR %1 = '')").arg(QLatin1String(c));
-        } else {
-            sql += QStringLiteral(" AND %1 = ?").arg(QLatin1String(c));
-            params << x;
-        }
-    }
-    QSqlQuery *q = st_.run(sql + u')', params);
+    const PresenceTest present = presenceTest({a.value(lc("codfisc")), a.value(lc("ragsoc")), a.value(lc("via")),
+                                               a.value(lc("civico")), a.value(lc("prvistat")),
+                                               a.value(lc("comistat"))});
+    QSqlQuery *q = st_.run(present.sql, present.params);
     if (!q)
         return false;
     skipping_ = q->next();
@@ -417,6 +407,37 @@ bool Loader::line(const Layout &l, const QByteArray &bytes)
 }
 
 } // namespace
+
+PresenceTest presenceTest(const DeclarationIdentity &d)
+{
+    // Same tax code, place, name, street and number; a blank text matches a
+    // null column.
+    PresenceTest t;
+    t.sql = QStringLiteral("SELECT saID FROM SezAnag WHERE (prvIstat = ? AND comIstat = ?");
+    t.params = {d.prvIstat, d.comIstat};
+    const std::pair<const char *, const QVariant *> texts[] = {
+        {"CodFisc", &d.codFisc}, {"RagSoc", &d.ragSoc}, {"Via", &d.via}, {"Civico", &d.civico}};
+    for (const auto &[c, x] : texts) {
+        if (x->toString().isEmpty()) {
+            t.sql += QStringLiteral(" AND (%1 IS NULL OR %1 = '')").arg(QLatin1String(c));
+        } else {
+            t.sql += QStringLiteral(" AND %1 = ?").arg(QLatin1String(c));
+            t.params << *x;
+        }
+    }
+    t.sql += u')';
+    return t;
+}
+
+qint64 presentDeclaration(dbClass &db, const DeclarationIdentity &d)
+{
+    const PresenceTest t = presenceTest(d);
+    bool ok = false;
+    QSqlQuery q = db.query(t.sql, t.params, dbClass::Which::Current, &ok);
+    if (!ok)
+        return -1;
+    return q.next() ? q.value(0).toLongLong() : 0;
+}
 
 bool registerCounterpart(dbClass &db, const QVariantMap &company)
 {

@@ -7,6 +7,7 @@
 #include "exchange/reader.h"
 
 #include <QString>
+#include <QVariantList>
 
 class dbClass;
 class Messages;
@@ -25,6 +26,22 @@ struct ImportResult {
 // Progress of the load pass runs over the declaration records (header total).
 ImportResult importFile(dbClass &db, Messages &msg, const QString &path,
                         const Progress &progress = {});
+
+// The test for a declaration already present in the current year, shared by
+// the import and the takeover from the previous year: same tax code,
+// municipality of the local unit, name, street and number, with the values
+// as they are to be stored (municipality codes already converted).
+struct DeclarationIdentity {
+    QVariant codFisc, ragSoc, via, civico, prvIstat, comIstat;
+};
+struct PresenceTest {
+    QString sql;           // selects the saID of the declaration already present
+    QVariantList params;
+};
+PresenceTest presenceTest(const DeclarationIdentity &d);
+// Runs the test on the current connection: the saID found, 0 when there is
+// none, -1 on a failure (reported).
+qint64 presentDeclaration(dbClass &db, const DeclarationIdentity &d);
 
 // Adds a counterpart company to the register when its tax code is not there
 // yet; an existing company is left unchanged. False on a database failure.

@@ -6,6 +6,7 @@
 #include "sections/anag/gui/forms.h"
 #include "sections/rif/gui/wasteforms.h"
 #include "sections/saaut/gui/saautform.h"
+#include "sections/takeover/gui/riporta.h"
 #include "shell/formrule.h"
 #include "verify/gui/verifica.h"
 
@@ -27,4 +28,5 @@ void registerForms()
     formRegistry().insert(Form::Verifica, {verify::gui::makeVerificaForm, false});
     formRegistry().insert(Form::Export, {exch::gui::makeExpForm, false});
     formRegistry().insert(Form::ExportList, {exch::gui::makeExpList, false});
+    formRegistry().insert(Form::Takeover, {takeover::gui::makeRiportaForm, false});
 }
