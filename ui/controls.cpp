@@ -572,7 +572,7 @@ Navigator::Navigator(const QString &text, QWidget *parent) : QWidget(parent), te
 QString Navigator::caption() const
 {
     if (pos_ == 0)
-        return text_ + QStringLiteral(" nuova (%1)").arg(count_);
+        return text_ + QStringLiteral(" - nuovo inserimento (totale %1)").arg(count_);
     return text_ + QStringLiteral(" %1 di %2").arg(pos_).arg(count_);
 }
 

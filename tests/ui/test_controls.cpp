@@ -308,7 +308,7 @@ private Q_SLOTS:
         QVERIFY(!module->isEnabled()); // no saved row shown yet
         f.show();
         QVERIFY(QTest::qWaitForWindowActive(&f));
-        QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo nuova (2)"));
+        QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo - nuovo inserimento (totale 2)"));
         f.moveTo(1);
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo 1 di 2"));
         QVERIFY(module->isEnabled());
