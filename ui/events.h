@@ -17,6 +17,7 @@ Q_SIGNALS:
     void currentDeclarationChanged(qint64 saID); // the user chose another one in the list
     void declarationChosen(qint64 saID);   // a form moved to another declaration
     void openFormRequested(int number);    // a form asks for another form
+    void sectionsChanged(qint64 saID);     // a scheda or module of a declaration was saved or removed
 };
 
 } // namespace ui

@@ -11,6 +11,8 @@
 #include "sections/rif/scheda.h"
 #include "sections/saaut/gui/saautform.h"
 #include "sections/saaut/saaut.h"
+#include "sections/anag/gui/sa1form.h"
+#include "sections/anag/sa1.h"
 #include "ui/controls.h"
 #include "ui/fieldform.h"
 
@@ -299,18 +301,57 @@ private Q_SLOTS:
         QCOMPARE(rows(QStringLiteral("SELECT COUNT(*) FROM RecRif")), 0);
     }
 
+    void summaryBesideSa1FollowsTheModules()
+    {
+        Sa1Form sa1(*t.ctx);
+        QCOMPARE(sa1.currentKey(), saID);
+        int rt = -1;
+        const auto lines = sa1::summary(*t.ctx, saID);
+        for (int i = 0; i < lines.size(); ++i)
+            if (lines[i].what == QLatin1String("Moduli RT"))
+                rt = i;
+        QVERIFY(rt >= 0);
+        const QString before = sa1.summaryCounts().at(rt)->text();
+
+        std::unique_ptr<QWidget> w(wastegui::makeRifForm(*t.ctx, nullptr));
+        auto &f = *static_cast<SchedaForm *>(w.get());
+        QVERIFY(activate(f));
+        f.newButton()->click();
+        typeIn(f, "rifCod", QStringLiteral("200301"));
+        tab();
+        f.fields()->control(QStringLiteral("sfAltro"))->setFocus();
+        key(Qt::Key_Space);
+        quantity(f, "qtaTerzi", QStringLiteral("5"));
+        save();
+        QVERIFY(f.currentKey() > 0);
+        ModuleForm *m = f.openModule(rif::module(codes::RT));
+        QVERIFY(activate(*m));
+        m->fields()->control(QStringLiteral("Privati"))->setFocus();
+        key(Qt::Key_Space);
+        typeIn(*m, "prvIstat", QStringLiteral("TORINO"));
+        tab();
+        quantity(*m, "qtaMod", QStringLiteral("5"));
+        save();
+        QVERIFY2(m->currentKey() > 0, qPrintable(t.msg.last()));
+        QCOMPARE(sa1.summaryCounts().at(rt)->text(), QString::number(before.toInt() + 1));
+        m->close();
+    }
+
     void leavingAChangedSchedaAsks()
     {
         std::unique_ptr<QWidget> w(wastegui::makeRifForm(*t.ctx, nullptr));
         auto &f = *static_cast<SchedaForm *>(w.get());
         QVERIFY(activate(f));
+        f.newButton()->click();
         typeIn(f, "rifCod", QStringLiteral("170405"));
         tab();
         f.fields()->control(QStringLiteral("sfLiquido"))->setFocus();
         key(Qt::Key_Space);
         // Closing a changed scheda: Yes saves it, after the no-quantity question.
+        t.msg.clear();
         t.msg.answer({true, true});
         QVERIFY(f.close());
+        QCOMPARE(t.msg.shown.size(), 2);
         QCOMPARE(t.msg.shown.at(0).text, QStringLiteral("Attenzione, scheda modificata, vuoi salvarla?"));
         QCOMPARE(t.msg.shown.at(1).text, QStringLiteral("Attenzione, nessuna quantità inserita, salvo lo stesso la scheda?"));
         QCOMPARE(rows(QStringLiteral("SELECT COUNT(*) FROM SezRif WHERE (saID = ? AND rifCod = '170405')"), {saID}), 1);

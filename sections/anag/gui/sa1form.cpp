@@ -108,6 +108,11 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
         Q_EMIT ui::Events::instance().declarationSaved(id);
     });
     connect(this, &RecordForm::removed, this, [](qint64 id) { Q_EMIT ui::Events::instance().declarationRemoved(id); });
+    // The summary follows the schede and modules entered in the other forms.
+    connect(&ui::Events::instance(), &ui::Events::sectionsChanged, this, [this](qint64 id) {
+        if (id == currentKey())
+            refreshInfo();
+    });
     connect(&ui::Events::instance(), &ui::Events::currentDeclarationChanged, this, [this](qint64 id) {
         if (id == currentKey() || (id == 0 && currentKey() == 0))
             return;

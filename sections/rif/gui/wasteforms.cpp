@@ -10,6 +10,7 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "ui/controls.h"
+#include "ui/events.h"
 #include "ui/fieldform.h"
 
 #include <QCheckBox>
@@ -160,7 +161,7 @@ ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleSpec &m, qin
     ui::RecordBinding b;
     const waste::ModuleSpec *mp = &m;
     AppContext *c = &ctx;
-    b.keys = [c, mp, parentId] { return waste::ids(*c, *mp, parentId); };
+    b.keys = [c, mp, parentId](qint64) { return waste::ids(*c, *mp, parentId); };
     b.load = [c, mp](qint64 k) { return waste::load(*c, *mp, k); };
     b.blank = [mp] { return waste::blank(*mp); };
     b.remove = [c, mp](qint64 k) { return waste::remove(*c, *mp, k); };
@@ -302,8 +303,11 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 paren
         resize(760, 620);
     }
 
-    if (m.listDelete) {
-        // TE and RE: the modules of the scheda stand in a table beside the form.
+    if (m.listDelete || m.operations) {
+        // TE and RE: the modules of the scheda stand in a table beside the
+        // form; MG: the list of its modules with "Seleziona".
+        if (m.operations)
+            sidePanel()->addWidget(new QLabel(QStringLiteral("Elenco dei moduli MG"), this));
         table_ = new QTreeWidget(this);
         table_->setObjectName(QStringLiteral("moduleTable"));
         table_->setRootIsDecorated(false);
@@ -311,11 +315,21 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleSpec &m, qint64 paren
         table_->setMinimumWidth(360);
         table_->setProperty("causesValidation", false);
         sidePanel()->addWidget(table_, 1);
-        connect(table_, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem *it) {
+        auto select = [this](QTreeWidgetItem *it) {
+            if (!it)
+                return;
             const qint64 k = it->data(0, Qt::UserRole).toLongLong();
             if (k != currentKey() && confirmLeave())
                 showRecord(k);
-        });
+        };
+        connect(table_, &QTreeWidget::itemActivated, this, select);
+        if (m.operations) {
+            table_->setMinimumWidth(300);
+            auto *pick = new QPushButton(QStringLiteral("Selezi&ona"), this);
+            pick->setProperty("causesValidation", false);
+            sidePanel()->addWidget(pick);
+            connect(pick, &QPushButton::clicked, this, [this, select] { select(table_->currentItem()); });
+        }
     }
 
     // Whatever opens or closes fields.
@@ -489,7 +503,7 @@ ui::RecordBinding schedaBinding(AppContext &ctx, const waste::SchedaSpec &s, qin
     ui::RecordBinding b;
     AppContext *c = &ctx;
     const waste::SchedaSpec *sp = &s;
-    b.keys = [c, sp, saID] { return waste::ids(*c, *sp, saID); };
+    b.keys = [c, sp, saID](qint64) { return waste::ids(*c, *sp, saID); };
     b.load = [c, sp](qint64 k) { return waste::load(*c, *sp, k); };
     b.blank = [sp] { return waste::blank(*sp); };
     b.remove = [c, sp](qint64 k) { return waste::remove(*c, *sp, k); };
@@ -592,6 +606,9 @@ SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaSpec &s, const QVecto
     }
     connect(this, &RecordForm::shown, this, &SchedaForm::refreshHead);
     connect(this, &RecordForm::saved, this, &SchedaForm::refreshHead);
+    auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
+    connect(this, &RecordForm::saved, this, changed);
+    connect(this, &RecordForm::removed, this, changed);
     connect(ff, &ui::FieldForm::modifiedChanged, this, [this] {
         // The code may have been changed: its description follows.
         desc_->setText(waste::wasteDescription(ctx_, fields()->record().value(QStringLiteral("rifCod")).toString()));
@@ -637,6 +654,10 @@ ModuleForm *SchedaForm::openModule(const waste::ModuleSpec &m)
             ctx_.msg.information(notice);
     }
     auto *f = new ModuleForm(ctx_, m, currentKey(), code, this);
+    const qint64 saID = saID_;
+    auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
+    connect(f, &RecordForm::saved, this, changed);
+    connect(f, &RecordForm::removed, this, changed);
     f->setWindowFlag(Qt::Window);
     f->setAttribute(Qt::WA_DeleteOnClose);
     f->setWindowModality(Qt::ApplicationModal);

@@ -5,6 +5,7 @@
 #include "sections/rif/gui/formkit.h"
 #include "sections/saaut/saaut.h"
 #include "ui/controls.h"
+#include "ui/events.h"
 #include "ui/fieldform.h"
 
 #include <QCheckBox>
@@ -50,7 +51,7 @@ ui::RecordBinding binding(AppContext &ctx, qint64 saID)
 {
     ui::RecordBinding b;
     AppContext *c = &ctx;
-    b.keys = [c, saID] { return saaut::ids(*c, saID); };
+    b.keys = [c, saID](qint64) { return saaut::ids(*c, saID); };
     b.load = [c](qint64 k) { return saaut::load(*c, k); };
     b.blank = [] { return saaut::blank(); };
     b.remove = [c](qint64 k) { return saaut::remove(*c, k); };
@@ -156,6 +157,9 @@ SaAutForm::SaAutForm(AppContext &ctx, QWidget *parent, qint64 saID)
 
     connect(this, &RecordForm::shown, this, &SaAutForm::shownRecord);
     connect(this, &RecordForm::saved, this, &SaAutForm::shownRecord);
+    auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
+    connect(this, &RecordForm::saved, this, changed);
+    connect(this, &RecordForm::removed, this, changed);
     const QVector<qint64> keys = saaut::ids(ctx, saID);
     showRecord(keys.isEmpty() ? 0 : keys.first());
     QTimer::singleShot(0, this, [this] { fields()->focusField(0); });
