@@ -4,6 +4,8 @@
 #include "exchange/gui/explist.h"
 #include "print/gui/printforms.h"
 #include "sections/anag/gui/forms.h"
+#include "sections/imb/gui/imbform.h"
+#include "sections/mat/gui/matform.h"
 #include "sections/rif/gui/wasteforms.h"
 #include "sections/saaut/gui/saautform.h"
 #include "shell/formrule.h"
@@ -23,6 +25,8 @@ void registerForms()
     formRegistry().insert(Form::Int, {[](AppContext &c, QWidget *p) { return wastegui::makeIntForm(c, p); }, true});
     formRegistry().insert(Form::SaAut,
                           {[](AppContext &c, QWidget *p) -> QWidget * { return new SaAutForm(c, p); }, true});
+    formRegistry().insert(Form::Imb, {imbgui::makeImbForm, true});
+    formRegistry().insert(Form::Mat, {matgui::makeMatForm, true});
     registerPrintForms();
     formRegistry().insert(Form::Verifica, {verify::gui::makeVerificaForm, false});
     formRegistry().insert(Form::Export, {exch::gui::makeExpForm, false});

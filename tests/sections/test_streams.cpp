@@ -50,8 +50,11 @@ class TestStreams : public QObject {
     qint64 count(const QString &sql, const QVariantList &p = {}) { return t.db->scalar(sql, p).toLongLong(); }
     qint64 newDeclaration()
     {
+        // A seat in a known municipality: the verification reads the declarations with it.
         return t.db->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("00488410010")},
-                                                           {QStringLiteral("RagSoc"), QStringLiteral("ACME SPA")}});
+                                                           {QStringLiteral("RagSoc"), QStringLiteral("ACME SPA")},
+                                                           {QStringLiteral("prvIstat"), 15},
+                                                           {QStringLiteral("comIstat"), 146}});
     }
     QString report(qint64 saID)
     {
