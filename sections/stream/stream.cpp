@@ -345,6 +345,25 @@ qint64 save(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const 
     return key;
 }
 
+bool removeRow(AppContext &ctx, const StreamSpec &s, qint64 id, const Row &row)
+{
+    if (!fields::confirmDelete(ctx.msg, QStringLiteral("rifiuto selezionato ed i relativi moduli,")))
+        return false;
+    if (row.id > 0
+        && !ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(s.rowTable, s.rowKey), {row.id}))
+        return false;
+    if (id <= 0 || row.rifCod.isEmpty())
+        return true;
+    const int left = ctx.db.scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE (%2 = ? AND rifCod = ?)")
+                                       .arg(s.rowTable, s.key),
+                                   {id, row.rifCod})
+                         .toInt();
+    if (left > 0)
+        return true;
+    return ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ? AND rifCod = ?)").arg(s.modTable, s.key),
+                          {id, row.rifCod});
+}
+
 bool remove(AppContext &ctx, const StreamSpec &s, qint64 id)
 {
     if (id <= 0

@@ -65,6 +65,9 @@ int saveCheck(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, cons
 // Writes the scheda and rewrites its rows; returns the key, 0 on failure.
 qint64 save(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const fields::Record &r,
             const QVector<Row> &rows);
+// CANC on a row: "Elimino rifiuto selezionato ed i relativi moduli,"; the
+// stored row goes, and the modules of its code once no row carries it.
+bool removeRow(AppContext &ctx, const StreamSpec &s, qint64 id, const Row &row);
 // "Elimino scheda ... e relativi moduli," then the scheda with its rows and
 // modules.
 bool remove(AppContext &ctx, const StreamSpec &s, qint64 id);

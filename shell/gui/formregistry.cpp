@@ -6,6 +6,7 @@
 #include "sections/anag/gui/forms.h"
 #include "sections/imb/gui/imbform.h"
 #include "sections/mat/gui/matform.h"
+#include "sections/stream/gui/streamform.h"
 #include "sections/rif/gui/wasteforms.h"
 #include "sections/saaut/gui/saautform.h"
 #include "shell/formrule.h"
@@ -27,6 +28,12 @@ void registerForms()
                           {[](AppContext &c, QWidget *p) -> QWidget * { return new SaAutForm(c, p); }, true});
     formRegistry().insert(Form::Imb, {imbgui::makeImbForm, true});
     formRegistry().insert(Form::Mat, {matgui::makeMatForm, true});
+    for (auto [form, kind] : {std::pair{Form::VfuAut, 1}, {Form::VfuRot, 2}, {Form::VfuFra, 3}})
+        formRegistry().insert(form, {[kind](AppContext &c, QWidget *p) { return streamgui::makeVfuForm(c, p, kind); },
+                                     true});
+    for (auto [form, kind] : {std::pair{Form::RaeeTra, 1}, {Form::RaeeCr, 2}})
+        formRegistry().insert(form, {[kind](AppContext &c, QWidget *p) { return streamgui::makeRaeeForm(c, p, kind); },
+                                     true});
     registerPrintForms();
     formRegistry().insert(Form::Verifica, {verify::gui::makeVerificaForm, false});
     formRegistry().insert(Form::Export, {exch::gui::makeExpForm, false});

@@ -117,7 +117,8 @@ bool WasteGrid::enterCode(int line, const QString &typed)
     QVector<imb::Row> others = rows();
     if (line < others.size())
         others.remove(line);
-    if (!imb::codeEntry(ctx_, pos_, typed, others))
+    const bool ok = check_ ? check_(pos_, typed, others) : imb::codeEntry(ctx_, pos_, typed, others);
+    if (!ok)
         return false;
     imb::Row r;
     r.posizione = pos_;
@@ -177,7 +178,7 @@ bool WasteGrid::removeLine(int line, qint64 siID)
     if (line < 0 || line >= rowCount() - 1)
         return false;
     const imb::Row r = rows().at(line);
-    if (!imb::removeRow(ctx_, siID, r))
+    if (!(remove_ ? remove_(r) : imb::removeRow(ctx_, siID, r)))
         return false;
     filling_ = true;
     removeRow(line);

@@ -7,6 +7,7 @@
 
 #include <QTableWidget>
 #include <QWidget>
+#include <functional>
 
 class QLabel;
 class QPushButton;
@@ -23,6 +24,11 @@ class WasteGrid : public QTableWidget {
     Q_OBJECT
 public:
     WasteGrid(AppContext &ctx, int posizione, QWidget *parent);
+    // The checks of a code typed in this grid and the removal of a row
+    // (defaults: those of scheda IMB). Other sections give their own.
+    using Check = std::function<bool(int posizione, const QString &typed, const QVector<imb::Row> &others)>;
+    using Remove = std::function<bool(const imb::Row &row)>;
+    void setRules(Check check, Remove remove) { check_ = std::move(check); remove_ = std::move(remove); }
     int posizione() const { return pos_; }
     void setRows(const QVector<imb::Row> &rows);
     QVector<imb::Row> rows() const; // without the "[nuovo]" line
@@ -48,6 +54,8 @@ private:
     AppContext &ctx_;
     int pos_;
     bool filling_ = false;
+    Check check_;
+    Remove remove_;
 };
 
 class ImbForm : public QWidget {
