@@ -139,6 +139,15 @@ private Q_SLOTS:
         // The verification reads what was written: received 3000 kg, RT-VEIC 1000 kg.
         QVERIFY(report(sa).contains(QStringLiteral("alla somma delle quantità indicate nei moduli RT-VEIC.")));
 
+        // CANC on the produced row: its DR-VEIC module goes with it; the received row keeps its module.
+        const QVector<stream::Row> stored = stream::loadRows(ctx(), aut, id);
+        t.msg.answer({true});
+        QVERIFY(stream::removeRow(ctx(), aut, id, stored[1]));
+        QCOMPARE(t.msg.last(), QStringLiteral("Elimino rifiuto selezionato ed i relativi moduli,\nsei sicuro?"));
+        QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM ModVfu WHERE mvID = ?"), {drId}), 0);
+        QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM ModVfu WHERE mvID = ?"), {mod}), 1);
+        QCOMPARE(stream::loadRows(ctx(), aut, id).size(), 1);
+
         // Deleting the scheda takes its rows, modules and their rows.
         t.msg.answer({true});
         QVERIFY(stream::remove(ctx(), aut, id));
