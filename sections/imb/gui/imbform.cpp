@@ -7,6 +7,8 @@
 #include "shell/messages.h"
 #include "shell/qty.h"
 #include "ui/controls.h"
+#include "ui/events.h"
+#include "ui/recordform.h"
 #include "ui/fieldform.h"
 
 #include <QCloseEvent>
@@ -352,13 +354,16 @@ bool ImbForm::save()
     if (id <= 0)
         return false;
     load();
+    Q_EMIT ui::Events::instance().sectionsChanged(saID_);
     return true;
 }
 
 void ImbForm::removeScheda()
 {
-    if (siID_ > 0 && imb::remove(ctx_, siID_))
+    if (siID_ > 0 && imb::remove(ctx_, siID_)) {
         load();
+        Q_EMIT ui::Events::instance().sectionsChanged(saID_);
+    }
 }
 
 QWidget *ImbForm::openModules(int tipoMod, int choice)
@@ -388,6 +393,10 @@ QWidget *ImbForm::openModules(int tipoMod, int choice)
     auto *f = new wastegui::ModuleForm(ctx_, m, siID_, a.rifCod, nullptr, a.attachment());
     f->setAttribute(Qt::WA_DeleteOnClose);
     f->setWindowTitle(m.title + QStringLiteral(" - ") + a.label);
+    const qint64 saID = saID_;
+    auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
+    connect(f, &ui::RecordForm::saved, this, changed);
+    connect(f, &ui::RecordForm::removed, this, changed);
     f->show();
     return f;
 }

@@ -7,6 +7,7 @@
 #include "shell/messages.h"
 #include "shell/qty.h"
 #include "ui/controls.h"
+#include "ui/events.h"
 #include "ui/fieldform.h"
 
 #include <QGroupBox>
@@ -118,6 +119,10 @@ StreamForm::StreamForm(AppContext &ctx, const stream::StreamSpec &s, qint64 saID
     }
     connect(this, &RecordForm::shown, this, &StreamForm::shownScheda);
     connect(this, &RecordForm::saved, this, &StreamForm::shownScheda);
+    // The summary beside SA1 follows what is saved or removed here.
+    auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
+    connect(this, &RecordForm::saved, this, changed);
+    connect(this, &RecordForm::removed, this, changed);
     const QVector<qint64> keys = stream::ids(ctx, s, saID);
     showRecord(keys.isEmpty() ? 0 : keys.first());
     resize(980, 720);
@@ -180,6 +185,10 @@ QWidget *StreamForm::openModules(int tipoMod, int choice)
                                        {{QStringLiteral("rifCod"), found[choice].rifCod}});
     f->setAttribute(Qt::WA_DeleteOnClose);
     f->setWindowTitle(m.title + QStringLiteral(" - ") + found[choice].label);
+    const qint64 saID = saID_;
+    auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
+    connect(f, &RecordForm::saved, this, changed);
+    connect(f, &RecordForm::removed, this, changed);
     f->show();
     return f;
 }
