@@ -109,9 +109,15 @@ private Q_SLOTS:
         rt->close();
         QWidget *dr = f.openModules(codes::DR, 0);
         QVERIFY(dr);
+        // DR-IMB carries one grid of destination operations.
+        auto *drForm = qobject_cast<wastegui::ModuleForm *>(dr);
+        QVERIFY(drForm && drForm->grid(1));
         shot(dr, "dr-imb");
         dr->close();
+        // The row taken away by CANC left the scheda changed: closing asks.
+        t.msg.clear();
         f.close();
+        QCOMPARE(t.msg.last(), QStringLiteral("Attenzione, scheda modificata, vuoi salvarla?"));
     }
 
     void noCodeMessage()
