@@ -406,9 +406,10 @@ const waste::ModuleSpec &module(const StreamSpec &s, int tipoMod)
                 m.opTable = s.opTable;
             v[t] = m;
         }
-        it = built.insert(s.name, v);
+        it = built.insert(s.name, std::move(v));
     }
-    return (*it)[tipoMod >= codes::RT && tipoMod <= codes::MG ? tipoMod : codes::RT];
+    // Read through at(): the vector is never detached, so the reference stays valid.
+    return it->at(tipoMod >= codes::RT && tipoMod <= codes::MG ? tipoMod : codes::RT);
 }
 
 QVector<Attachable> attachable(AppContext &ctx, const StreamSpec &s, qint64 id, int tipoMod)
