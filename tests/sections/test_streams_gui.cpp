@@ -7,6 +7,8 @@
 #include "sections/codes.h"
 #include "sections/imb/gui/imbform.h"
 #include "sections/stream/gui/streamform.h"
+#include "shell/formrule.h"
+#include "shell/gui/formregistry.h"
 #include "ui/fieldform.h"
 
 #include <QDir>
@@ -61,6 +63,27 @@ private Q_SLOTS:
         // Produced rows are not offered to RT-VEIC.
         QWidget *none = f.openModules(codes::RT, 1);
         QVERIFY(!none);
+    }
+
+    void menuFormsOpenByNumber()
+    {
+        registerForms();
+        t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(saID));
+        const QVector<std::pair<int, QString>> forms = {
+            {Form::VfuAut, QStringLiteral("Scheda AUT - Autodemolizione")},
+            {Form::VfuRot, QStringLiteral("Scheda ROT - Rottamazione")},
+            {Form::VfuFra, QStringLiteral("Scheda FRA - Frantumazione")},
+            {Form::RaeeTra, QStringLiteral("Scheda TRA-RAEE - Impianti di trattamento")},
+            {Form::RaeeCr, QStringLiteral("Scheda CR-RAEE - Centri di raccolta")},
+            {Form::Imb, QStringLiteral("Scheda IMB - Gestione rifiuti da imballaggio")},
+            {Form::Mat, QStringLiteral("Scheda MAT - Materiali secondari")}};
+        for (const auto &[number, title] : forms) {
+            QVERIFY2(formRegistry().contains(number), qPrintable(title));
+            QVERIFY(formRegistry().value(number).needsDeclaration);
+            std::unique_ptr<QWidget> w(formRegistry().value(number).make(*t.ctx, nullptr));
+            QVERIFY(w);
+            QCOMPARE(w->windowTitle(), title);
+        }
     }
 
     void otherKindsOpen()
