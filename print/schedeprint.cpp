@@ -391,9 +391,8 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         "Rifiuto prodotto nell'unità locale da trattamento imballaggi monomateriale",
         "Rifiuto prodotto nell'unità locale da trattamento imballaggi multimateriale",
     };
-    // secondary materials, msQta01.. in this order
-    static const char *const materials[] = {"Altro", "Legno", "Plastica", "Carta e cartone", "Rottami in alluminio",
-                                            "Rottami in vetro", "Rottami di ferro e acciaio"};
+    // secondary materials, msQta01.. in the order of the codes module
+    const QStringList &materials = codes::imbMaterials();
     bool ok = false;
     QSqlQuery s = db.query(QStringLiteral("SELECT * FROM SezImb WHERE (saID = ?) ORDER BY siID"), {saID},
                            dbClass::Which::Current, &ok);
@@ -428,9 +427,9 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                           {u8("Rifiuti in giacenza al 31/12"), r.qty("qtaGiac", "umiGiac"), 55}}}});
         FormFrame ms{u8("Materiali secondari"), {{heading("ai sensi dell'Art. 184-TER del D.L.GS. N. 152/2006")}}};
         FormRow row;
-        for (int i = 0; i < 7; ++i) {
+        for (int i = 0; i < materials.size(); ++i) {
             const QByteArray n = QByteArray::number(i + 1).rightJustified(2, '0');
-            row.append({u8(materials[i]), r.qty(("msQta" + n).constData(), ("msUmi" + n).constData()), 55});
+            row.append({materials[i], r.qty(("msQta" + n).constData(), ("msUmi" + n).constData()), 55});
             if (row.size() == 3) {
                 ms.rows.append(row);
                 row.clear();

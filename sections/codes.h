@@ -106,6 +106,31 @@ inline const QStringList &imbTreatments()
     return l;
 }
 
+// Secondary materials of scheda IMB: msQta01..msQta07 in this order.
+inline const QStringList &imbMaterials()
+{
+    static const QStringList l = {QStringLiteral("Altro"), QStringLiteral("Legno"), QStringLiteral("Plastica"),
+                                  QStringLiteral("Carta e cartone"), QStringLiteral("Rottami in alluminio"),
+                                  QStringLiteral("Rottami in vetro"), QStringLiteral("Rottami di ferro e acciaio")};
+    return l;
+}
+// Secondary materials of scheda MAT (SezAnag): msQta01..msQta20 in this order.
+inline const QStringList &matMaterials()
+{
+    static const QStringList l = {
+        QStringLiteral("Compost di qualità"), QStringLiteral("Ammendante compostato misto"),
+        QStringLiteral("Ammendante compostato verde"), QStringLiteral("Digestato"),
+        QStringLiteral("Combustibile solido secondario (CSS)"), QStringLiteral("Plastica"), QStringLiteral("Legno"),
+        QStringLiteral("Carta e cartone"), QStringLiteral("Vetro"), QStringLiteral("Rottami di ferro e acciaio"),
+        QStringLiteral("Rottami di alluminio"), QStringLiteral("Rottami di rame"),
+        QStringLiteral("Altri metalli non ferrosi"), QStringLiteral("Gomma"), QStringLiteral("Tessili"),
+        QStringLiteral("Aggregati riciclati"), QStringLiteral("Conglomerato bituminoso"),
+        QStringLiteral("Oli rigenerati"), QStringLiteral("Solventi rigenerati"), QStringLiteral("Altro")};
+    return l;
+}
+// The packaging code split by metal.
+inline QString splitCode() { return QStringLiteral("150104"); }
+
 // Text of a stored code; empty for codes outside the list.
 inline QString listText(const QStringList &l, int code)
 {

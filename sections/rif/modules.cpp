@@ -134,12 +134,19 @@ fields::Record withClosedCleared(const ModuleKind &m, const QString &wasteCode, 
     return r;
 }
 
-QVector<qint64> ids(AppContext &ctx, const ModuleKind &m, qint64 parentId)
+QVector<qint64> ids(AppContext &ctx, const ModuleKind &m, qint64 parentId, const Attachment &a)
 {
     QVector<qint64> out;
-    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1 FROM %2 WHERE (%3 = ? AND tipoMod = ?) ORDER BY %4")
-                                   .arg(m.key, m.table, m.parentKey, m.orderBy),
-                               {parentId, m.tipoMod});
+    QString where;
+    QVariantList params{parentId, m.tipoMod};
+    for (const QString &c : m.attach)
+        if (a.contains(c)) {
+            where += QStringLiteral(" AND %1 = ?").arg(c);
+            params << a.value(c);
+        }
+    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1 FROM %2 WHERE (%3 = ? AND tipoMod = ?%5) ORDER BY %4")
+                                   .arg(m.key, m.table, m.parentKey, m.orderBy, where),
+                               params);
     while (q.next())
         out << q.value(0).toLongLong();
     return out;
@@ -200,10 +207,18 @@ fields::Record load(AppContext &ctx, const ModuleKind &m, qint64 id, bool *found
 
 QVector<OpRow> loadOperations(AppContext &ctx, qint64 mrID)
 {
+    return loadOperations(ctx, rif::module(codes::MG), mrID);
+}
+
+QVector<OpRow> loadOperations(AppContext &ctx, const ModuleKind &m, qint64 id)
+{
     QVector<OpRow> out;
-    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT Posizione, Codice, qta, umi FROM RecRif WHERE "
-                                              "(mrID = ?) ORDER BY Posizione, Codice, rrID"),
-                               {mrID});
+    if (m.opTable.isEmpty())
+        return out;
+    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT Posizione, Codice, qta, umi FROM %1 WHERE "
+                                              "(%2 = ?) ORDER BY Posizione, Codice")
+                                   .arg(m.opTable, m.key),
+                               {id});
     while (q.next()) {
         OpRow o;
         o.posizione = q.value(0).toInt();
@@ -326,7 +341,8 @@ Check saveCheck(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id
     }
     // 4. From abroad: the treatment quantities add up to the quantity of the
     // module, within the tolerance. Checked once any of them is entered.
-    if (!m.treatment.isEmpty() && r.value(EsteroField).toInt() == SideEstero) {
+    if (!m.treatment.isEmpty() && !m.treatmentMessage.isEmpty()
+        && r.value(EsteroField).toInt() == SideEstero) {
         Qty sum;
         bool entered = false;
         for (const QString &n : m.treatment) {
@@ -383,10 +399,14 @@ Check saveCheck(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id
 }
 
 qint64 save(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
-            const QString &wasteCode, const fields::Record &rIn, const QVector<OpRow> &ops)
+            const QString &wasteCode, const fields::Record &rIn, const QVector<OpRow> &ops,
+            const Attachment &a)
 {
     const fields::Record r = withClosedCleared(m, wasteCode, rIn);
     QVariantMap values = fields::storeValues(m.fields, r);
+    for (const QString &c : m.attach)
+        if (a.contains(c))
+            values.insert(c, a.value(c));
     for (auto it = m.optionCodes.cbegin(); it != m.optionCodes.cend(); ++it)
         values.insert(it.key(), optionCode(m, it.key(), r.value(it.key()).toInt() - 1));
     qint64 key = id;
@@ -399,19 +419,19 @@ qint64 save(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
     } else if (!ctx.db.updateRow(m.table, m.key, id, values)) {
         return 0;
     }
-    if (m.operations) {
+    if (!m.opTable.isEmpty()) {
         // The rows are rewritten whole from the grids.
-        if (!ctx.db.execute(QStringLiteral("DELETE FROM RecRif WHERE (mrID = ?)"), {key}))
+        if (!ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(m.opTable, m.key), {key}))
             return 0;
         for (const OpRow &o : ops) {
             if (o.codice.isEmpty())
                 continue;
-            QVariantMap row{{QStringLiteral("mrID"), key},
+            QVariantMap row{{m.key, key},
                             {QStringLiteral("Posizione"), o.posizione},
                             {QStringLiteral("Codice"), o.codice.left(5)},
                             {QStringLiteral("qta"), o.qta.isNull() ? QVariant(qlonglong(0)) : o.qta},
                             {QStringLiteral("umi"), o.umi}};
-            if (ctx.db.insertRow(QStringLiteral("RecRif"), row) < 0)
+            if (ctx.db.insertRow(m.opTable, row) < 0)
                 return 0;
         }
     }
@@ -433,7 +453,9 @@ bool remove(AppContext &ctx, const ModuleKind &m, qint64 id)
 {
     if (id <= 0)
         return false;
-    const QString what = m.listDelete ? QStringLiteral("modulo selezionato") : QStringLiteral("modulo corrente,");
+    const QString what = !m.deleteWhat.isEmpty() ? m.deleteWhat
+                         : m.listDelete      ? QStringLiteral("modulo selezionato")
+                                             : QStringLiteral("modulo corrente,");
     if (!fields::confirmDelete(ctx.msg, what))
         return false;
     return ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(m.table, m.key), {id});
@@ -452,11 +474,11 @@ QStringList listColumns(const ModuleKind &m)
             QStringLiteral("Comune / Paese"), QStringLiteral("Quantità")};
 }
 
-QVector<ModuleRow> list(AppContext &ctx, const ModuleKind &m, qint64 parentId)
+QVector<ModuleRow> list(AppContext &ctx, const ModuleKind &m, qint64 parentId, const Attachment &a)
 {
     QVector<ModuleRow> out;
     int n = 0;
-    for (qint64 id : ids(ctx, m, parentId)) {
+    for (qint64 id : ids(ctx, m, parentId, a)) {
         ++n;
         const fields::Record r = load(ctx, m, id);
         ModuleRow row{id, {}};
@@ -677,6 +699,7 @@ const waste::ModuleKind &module(int tipoMod)
 
         waste::ModuleKind mg = base(codes::MG, "MG", "Modulo MG - Operazioni di gestione rifiuti svolte nell'unità locale");
         mg.operations = true;
+        mg.opTable = QStringLiteral("RecRif");
         QStringList landfill;
         for (const auto &[code, caption] : codes::landfillClasses())
             landfill << QString::fromUtf8(caption);

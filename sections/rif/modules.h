@@ -14,7 +14,7 @@
 namespace waste {
 
 struct ModuleKind {
-    QString table;        // ModRif, ModInt
+    QString table;        // ModRif, ModInt, ModImb, ModVfu, ModRaee
     QString key;          // mrID, miID
     QString parentKey;    // rifID, intID
     int tipoMod = 0;
@@ -32,8 +32,14 @@ struct ModuleKind {
     bool urbanFlag = false;    // RT: discDep for codes of urban origin
     bool batteryFrame = false; // RT: disc191 for battery codes
     bool operations = false;   // MG: grids of operation rows, landfill frames
+    QString opTable;           // table of the operation rows (RecRif...); empty: none
+    // Columns that tie a module to a row of its scheda (ModImb: rifCod and
+    // the surface in mbFlag; ModVfu, ModRaee: rifCod). Their values are given
+    // by the caller as an Attachment; the module lists filter on them.
+    QStringList attach;
     bool uniquePlace = false;  // RE: one module per municipality and activity
     bool listDelete = false;   // TE, RE: deleted from their list ("modulo selezionato")
+    QString deleteWhat;        // what the delete confirmation names, when not one of those
     // Stored codes of option fields whose codes are not simply 1, 2, ... in
     // the order of their captions (landfill classes, RE activities). The
     // record holds the option's position (1, 2, ...; 0 none) like every
@@ -67,13 +73,17 @@ struct OpRow {
     int umi = 1;
 };
 
+// Values of the attach columns of a module (empty for RIF and INT).
+using Attachment = QVariantMap;
+
 // Keys of a scheda's modules of one type, in listing order (a module's number
 // is its position here).
-QVector<qint64> ids(AppContext &ctx, const ModuleKind &m, qint64 parentId);
+QVector<qint64> ids(AppContext &ctx, const ModuleKind &m, qint64 parentId, const Attachment &a = {});
 
 fields::Record blank(const ModuleKind &m);
 fields::Record load(AppContext &ctx, const ModuleKind &m, qint64 id, bool *found = nullptr);
 QVector<OpRow> loadOperations(AppContext &ctx, qint64 mrID);
+QVector<OpRow> loadOperations(AppContext &ctx, const ModuleKind &m, qint64 id);
 
 // RT: another private module of the scheda for the same municipality (0 none).
 qint64 privateModuleFor(AppContext &ctx, const ModuleKind &m, qint64 parentId, int prvIstat,
@@ -95,7 +105,8 @@ Check saveCheck(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id
 // Writes the module (and an MG module's rows, rewritten whole), then adds the
 // counterpart to the company register. Returns the key, 0 on failure.
 qint64 save(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
-            const QString &wasteCode, const fields::Record &r, const QVector<OpRow> &ops = {});
+            const QString &wasteCode, const fields::Record &r, const QVector<OpRow> &ops = {},
+            const Attachment &a = {});
 
 // Confirmation ("modulo corrente," or, from a list, "modulo selezionato"),
 // then the module goes with its rows.
@@ -107,7 +118,7 @@ struct ModuleRow {
     QStringList texts;
 };
 QStringList listColumns(const ModuleKind &m);
-QVector<ModuleRow> list(AppContext &ctx, const ModuleKind &m, qint64 parentId);
+QVector<ModuleRow> list(AppContext &ctx, const ModuleKind &m, qint64 parentId, const Attachment &a = {});
 
 } // namespace waste
 

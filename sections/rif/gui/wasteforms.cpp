@@ -156,17 +156,18 @@ ui::RecordLayout moduleLayout(const waste::ModuleKind &m)
 }
 
 ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId,
-                                const QString &code, std::shared_ptr<ModuleForm *> self)
+                                const QString &code, const waste::Attachment &a,
+                                std::shared_ptr<ModuleForm *> self)
 {
     ui::RecordBinding b;
     const waste::ModuleKind *mp = &m;
     AppContext *c = &ctx;
-    b.keys = [c, mp, parentId](qint64) { return waste::ids(*c, *mp, parentId); };
+    b.keys = [c, mp, parentId, a](qint64) { return waste::ids(*c, *mp, parentId, a); };
     b.load = [c, mp](qint64 k) { return waste::load(*c, *mp, k); };
     b.blank = [mp] { return waste::blank(*mp); };
     b.remove = [c, mp](qint64 k) { return waste::remove(*c, *mp, k); };
-    b.listRow = [c, mp, parentId](qint64 k) {
-        for (const waste::ModuleRow &r : waste::list(*c, *mp, parentId))
+    b.listRow = [c, mp, parentId, a](qint64 k) {
+        for (const waste::ModuleRow &r : waste::list(*c, *mp, parentId, a))
             if (r.id == k)
                 return r.texts;
         return QStringList();
@@ -184,7 +185,7 @@ ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleKind &m, qin
         Q_UNUSED(mp);
         return true;
     };
-    b.save = [c, mp, parentId, code, self](qint64 k, const fields::Record &r, int *failed) -> qint64 {
+    b.save = [c, mp, parentId, code, a, self](qint64 k, const fields::Record &r, int *failed) -> qint64 {
         ModuleForm *form = *self;
         const QVector<waste::OpRow> ops = form->operations();
         const waste::Check chk = waste::saveCheck(*c, *mp, parentId, k, code, r, ops);
@@ -203,7 +204,7 @@ ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleKind &m, qin
                 QTimer::singleShot(0, list, [list] { list->setFocus(); });
             return 0;
         }
-        return waste::save(*c, *mp, parentId, k, code, r, ops);
+        return waste::save(*c, *mp, parentId, k, code, r, ops, a);
     };
     return b;
 }
@@ -211,15 +212,15 @@ ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleKind &m, qin
 } // namespace
 
 ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
-                       QWidget *parent)
-    : ModuleForm(ctx, m, parentId, wasteCode, parent, std::make_shared<ModuleForm *>(nullptr))
+                       QWidget *parent, const waste::Attachment &a)
+    : ModuleForm(ctx, m, parentId, wasteCode, parent, a, std::make_shared<ModuleForm *>(nullptr))
 {
 }
 
 ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
-                       QWidget *parent, std::shared_ptr<ModuleForm *> self)
-    : ui::RecordForm(ctx, moduleLayout(m), moduleBinding(ctx, m, parentId, wasteCode, self), parent),
-      ctx_(ctx), m_(m), parentId_(parentId), code_(wasteCode)
+                       QWidget *parent, const waste::Attachment &a, std::shared_ptr<ModuleForm *> self)
+    : ui::RecordForm(ctx, moduleSpec(m), moduleBinding(ctx, m, parentId, wasteCode, a, self), parent),
+      ctx_(ctx), m_(m), parentId_(parentId), code_(wasteCode), attach_(a)
 {
     *self = this;
     setObjectName(QStringLiteral("Modulo") + m.code);
@@ -312,7 +313,16 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
         }
         if (auto *outer = qobject_cast<QVBoxLayout *>(ff->layout()))
             outer->insertWidget(1, tabs_, 1);
-        resize(1180, 700);
+        resize(760, 620);
+    } else if (!m.opTable.isEmpty()) {
+        // DR modules of the special streams: one grid of destination operations.
+        auto *g = new OperationGrid(QStringLiteral("Operazioni di destinazione"),
+                                    refdata::codeList(ctx.db, refdata::CodeList::Types11and12), 1,
+                                    [this] { fields()->setModified(true); }, ff);
+        grids_.append(g);
+        if (auto *outer = qobject_cast<QVBoxLayout *>(ff->layout()))
+            outer->addWidget(g, 1);
+        resize(760, 680);
     }
 
     if (m.listDelete || m.operations) {
@@ -359,7 +369,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
     });
     connect(this, &RecordForm::removed, this, &ModuleForm::refreshTable);
 
-    const QVector<qint64> keys = waste::ids(ctx, m, parentId);
+    const QVector<qint64> keys = waste::ids(ctx, m, parentId, a);
     showRecord(keys.isEmpty() ? 0 : keys.first());
     QTimer::singleShot(0, this, [this] { fields()->focusField(0); });
 }
@@ -385,7 +395,7 @@ void ModuleForm::shownRecord()
     syncList(this, country_, QStringLiteral("nazID"));
     syncList(this, plant_, QStringLiteral("Privati"));
     if (!grids_.isEmpty()) {
-        const QVector<waste::OpRow> ops = currentKey() > 0 ? waste::loadOperations(ctx_, currentKey())
+        const QVector<waste::OpRow> ops = currentKey() > 0 ? waste::loadOperations(ctx_, m_, currentKey())
                                                            : QVector<waste::OpRow>{};
         for (OperationGrid *g : grids_)
             g->setRows(ops);
@@ -443,7 +453,7 @@ void ModuleForm::refreshTable()
     if (!table_)
         return;
     table_->clear();
-    for (const waste::ModuleRow &r : waste::list(ctx_, m_, parentId_)) {
+    for (const waste::ModuleRow &r : waste::list(ctx_, m_, parentId_, attach_)) {
         auto *it = new QTreeWidgetItem(table_, r.texts);
         it->setData(0, Qt::UserRole, r.id);
         if (r.id == currentKey())

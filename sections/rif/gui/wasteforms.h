@@ -24,8 +24,9 @@ class OperationGrid;
 class ModuleForm : public ui::RecordForm {
     Q_OBJECT
 public:
+    // a: the scheda row the modules are attached to (IMB, VFU, RAEE).
     ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
-               QWidget *parent = nullptr);
+               QWidget *parent = nullptr, const waste::Attachment &a = {});
 
     const waste::ModuleKind &kind() const { return m_; }
     QComboBox *countryList() const { return country_; }
@@ -42,7 +43,7 @@ public:
 
 private:
     ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
-               QWidget *parent, std::shared_ptr<ModuleForm *> self);
+               QWidget *parent, const waste::Attachment &a, std::shared_ptr<ModuleForm *> self);
     void shownRecord();
     void municipalityChosen();
     void refreshTable();
@@ -51,6 +52,7 @@ private:
     const waste::ModuleKind &m_;
     qint64 parentId_;
     QString code_;
+    waste::Attachment attach_;
     QComboBox *country_ = nullptr, *plant_ = nullptr;
     QTabWidget *tabs_ = nullptr;
     QVector<OperationGrid *> grids_;
