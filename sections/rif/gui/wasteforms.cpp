@@ -219,7 +219,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
 
 ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 parentId, const QString &wasteCode,
                        QWidget *parent, const waste::Attachment &a, std::shared_ptr<ModuleForm *> self)
-    : ui::RecordForm(ctx, moduleSpec(m), moduleBinding(ctx, m, parentId, wasteCode, a, self), parent),
+    : ui::RecordForm(ctx, moduleLayout(m), moduleBinding(ctx, m, parentId, wasteCode, a, self), parent),
       ctx_(ctx), m_(m), parentId_(parentId), code_(wasteCode), attach_(a)
 {
     *self = this;

@@ -19,9 +19,9 @@ namespace streamgui {
 
 namespace {
 
-ui::RecordSpec recordSpec(const stream::StreamSpec &s)
+ui::RecordLayout recordSpec(const stream::StreamSpec &s)
 {
-    ui::RecordSpec r;
+    ui::RecordLayout r;
     r.title = s.title;
     r.navText = QStringLiteral("Scheda ") + s.name;
     r.fields = s.categories ? wastegui::laidOut(s.fields, {QStringLiteral("srRAEE")}) : wastegui::laidOut(s.fields);
