@@ -5,6 +5,8 @@
 #include <QSqlError>
 #include <QSqlRecord>
 
+#include <memory>
+
 namespace verify {
 
 Qty Module::opsSum(const std::function<bool(const QString &)> &code) const
@@ -115,17 +117,25 @@ bool Declaration::onlyAnagrafica() const
 
 namespace {
 
-// Column access by name on a result set, each index looked up once (keyed
-// by the address of the name, which is always a literal or a fixed table).
+// Column access by name on the result of a prepared statement, each index
+// looked up once for the life of the statement (keyed by the address of the
+// name, which is always a literal or a fixed table): reading the result's
+// record costs more than reading a row.
 class Columns {
 public:
-    explicit Columns(const QSqlQuery &q) : rec_(q.record()) {}
+    // The record of the statement, read after its first execution.
+    Columns &of(const QSqlQuery &q)
+    {
+        if (!rec_)
+            rec_ = std::make_unique<QSqlRecord>(q.record());
+        return *this;
+    }
     int index(const char *name)
     {
         auto it = cache_.constFind(name);
         if (it != cache_.constEnd())
             return *it;
-        const int i = rec_.indexOf(QString::fromLatin1(name));
+        const int i = rec_->indexOf(QString::fromLatin1(name));
         cache_.insert(name, i);
         return i;
     }
@@ -142,7 +152,7 @@ public:
     }
 
 private:
-    QSqlRecord rec_;
+    std::unique_ptr<QSqlRecord> rec_;
     QHash<const void *, int> cache_;
 };
 
@@ -198,9 +208,11 @@ const StreamTables Raee{"SezRaee", "srID", "RecRaee", "rsrID", "Posizione, RecRa
 struct Loader::Impl {
     QSqlDatabase db;
     QSqlQuery rif, rifMods, rifOps, sint, intMods, aut;
+    Columns rifC, rifModsC, rifOpsC, sintC, intModsC, autC;
     struct Stream {
         const StreamTables *t;
         QSqlQuery sez, rows, mods, ops;
+        Columns sezC, rowsC, modsC, opsC;
     };
     std::vector<Stream> streams;
     QString error;
@@ -294,9 +306,9 @@ Loader::~Loader() = default;
 namespace {
 
 // Reads the operation rows of a run of modules and hangs them on their owner.
-bool attachOps(QSqlQuery &q, QHash<qint64, Module *> &byId)
+bool attachOps(QSqlQuery &q, Columns &cols, QHash<qint64, Module *> &byId)
 {
-    Columns c(q);
+    Columns &c = cols.of(q);
     while (q.next()) {
         Module *m = byId.value(c.num(q, "owner"));
         if (!m)
@@ -325,7 +337,7 @@ bool Loader::load(Declaration &d)
     if (p.hasRif.contains(d.saID) && !p.exec(p.rif, d.saID))
         return error_ = p.error, false;
     if (p.hasRif.contains(d.saID)) {
-        Columns c(p.rif);
+        Columns &c = p.rifC.of(p.rif);
         while (p.rif.next()) {
             RifScheda s;
             s.id = c.num(p.rif, "rifID");
@@ -348,7 +360,7 @@ bool Loader::load(Declaration &d)
             schede.insert(s.id, &s);
         if (!p.exec(p.rifMods, d.saID))
             return error_ = p.error, false;
-        Columns c(p.rifMods);
+        Columns &c = p.rifModsC.of(p.rifMods);
         while (p.rifMods.next())
             if (RifScheda *s = schede.value(c.num(p.rifMods, "rifID")))
                 s->mods.push_back(readModule(p.rifMods, c, "mrID"));
@@ -359,7 +371,7 @@ bool Loader::load(Declaration &d)
         if (!byId.isEmpty()) {
             if (!p.exec(p.rifOps, d.saID))
                 return error_ = p.error, false;
-            attachOps(p.rifOps, byId);
+            attachOps(p.rifOps, p.rifOpsC, byId);
         }
     }
 
@@ -367,7 +379,7 @@ bool Loader::load(Declaration &d)
     if (p.hasInt.contains(d.saID)) {
         if (!p.exec(p.sint, d.saID))
             return error_ = p.error, false;
-        Columns c(p.sint);
+        Columns &c = p.sintC.of(p.sint);
         while (p.sint.next())
             d.intermediation.push_back({c.num(p.sint, "intID"), c.text(p.sint, "rifCod"),
                                         c.kg(p.sint, "intQta", "intUmi"), {}});
@@ -375,7 +387,7 @@ bool Loader::load(Declaration &d)
     if (!d.intermediation.empty()) {
         if (!p.exec(p.intMods, d.saID))
             return error_ = p.error, false;
-        Columns c(p.intMods);
+        Columns &c = p.intModsC.of(p.intMods);
         while (p.intMods.next()) {
             const qint64 parent = c.num(p.intMods, "intID");
             for (IntScheda &s : d.intermediation)
@@ -388,7 +400,7 @@ bool Loader::load(Declaration &d)
     if (p.hasAut.contains(d.saID)) {
         if (!p.exec(p.aut, d.saID))
             return error_ = p.error, false;
-        Columns c(p.aut);
+        Columns &c = p.autC.of(p.aut);
         while (p.aut.next()) {
             Authorisation a;
             a.estremi = c.text(p.aut, "suEstremi").trimmed();
@@ -424,7 +436,7 @@ bool Loader::load(Declaration &d)
         if (!p.exec(s.sez, d.saID))
             return error_ = p.error, false;
         {
-            Columns c(s.sez);
+            Columns &c = s.sezC.of(s.sez);
             while (s.sez.next()) {
                 StreamScheda sc;
                 sc.id = c.num(s.sez, s.t->key);
@@ -445,7 +457,7 @@ bool Loader::load(Declaration &d)
         if (!p.exec(s.rows, d.saID))
             return error_ = p.error, false;
         {
-            Columns c(s.rows);
+            Columns &c = s.rowsC.of(s.rows);
             while (s.rows.next())
                 if (StreamScheda *sc = byKey.value(c.num(s.rows, s.t->key)))
                     sc->rows.push_back({int(c.num(s.rows, "Posizione")),
@@ -455,7 +467,7 @@ bool Loader::load(Declaration &d)
         if (!p.exec(s.mods, d.saID))
             return error_ = p.error, false;
         {
-            Columns c(s.mods);
+            Columns &c = s.modsC.of(s.mods);
             while (s.mods.next())
                 if (StreamScheda *sc = byKey.value(c.num(s.mods, s.t->key)))
                     sc->mods.push_back(readModule(s.mods, c, s.t->modKey));
@@ -467,7 +479,7 @@ bool Loader::load(Declaration &d)
         if (!byId.isEmpty()) {
             if (!p.exec(s.ops, d.saID))
                 return error_ = p.error, false;
-            attachOps(s.ops, byId);
+            attachOps(s.ops, s.opsC, byId);
         }
     }
     return true;

@@ -63,7 +63,23 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             run.vehicleCodes.insert(q.value(0).toString());
     }
 
-    if (markExportable && !db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 0"))) {
+    // The marks of a run go in one transaction (when the caller has none
+    // open): one write to disk instead of one per declaration. It is
+    // committed however the run ends, so the marks of the declarations
+    // checked before a stop or a failure are kept, as they would be one by one.
+    struct Marks {
+        QSqlDatabase db;
+        bool own = false;
+        ~Marks()
+        {
+            if (own)
+                db.commit();
+        }
+    } marks{db, markExportable && db.transaction()};
+    QSqlQuery mark(db);
+    if (markExportable
+        && (!db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 0"))
+            || !mark.prepare(QStringLiteral("UPDATE SezAnag SET saExp = 1 WHERE (saID = ?)")))) {
         failed_ = true;
         report_.close();
         return false;
@@ -153,11 +169,15 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             report_.remark(OnlyAnagrafica, QStringLiteral("Scheda SA1"));
 
         const int level = report_.remarkLevel();
-        if (markExportable && level < 2
-            && !db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 1 WHERE (saID = ?)"), {d.saID})) {
-            failed_ = true;
-            report_.close();
-            return progress_.withErrors > 0;
+        if (markExportable && level < 2) {
+            mark.bindValue(0, d.saID);
+            if (!mark.exec()) {
+                msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, mark.lastError().text(),
+                                 mark.lastQuery());
+                failed_ = true;
+                report_.close();
+                return progress_.withErrors > 0;
+            }
         }
         ++progress_.done;
         (level > 0 ? progress_.withRemarks : progress_.withoutRemarks)++;
