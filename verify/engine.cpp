@@ -142,7 +142,11 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
     }
     progress_.total = int(selected.size());
 
-    Loader loader(db);
+    std::vector<qint64> order;
+    order.reserve(selected.size());
+    for (const Declaration &d : selected)
+        order.push_back(d.saID);
+    Loader loader(db, order);
     for (Declaration &d : selected) {
         if (!loader.load(d))
             return fail(QStringLiteral("Lettura della dichiarazione non riuscita."), loader.lastError());
