@@ -1,5 +1,7 @@
 #include "verify/declaration.h"
 
+#include "shell/schema/schema.h"
+
 #include <QHash>
 #include <QSet>
 #include <QSqlError>
@@ -205,6 +207,46 @@ const StreamTables Raee{"SezRaee", "srID", "RecRaee", "rsrID", "Posizione, RecRa
 
 } // namespace
 
+// The columns of a table the checks read, as a select list: only those the
+// table has (a module table lacks some of the others' columns, which then
+// read as null, as with "SELECT *"). Fetching a row converts every column it
+// has, so the list is kept to what is read.
+QString pick(const QString &table, std::initializer_list<const char *> wanted,
+             const std::vector<std::pair<const char *, const char *>> &pairs = {})
+{
+    const schema::Table *t = schema::table(table);
+    QStringList out;
+    auto add = [&](const char *name) {
+        const schema::Column *c = t ? schema::column(*t, QString::fromLatin1(name)) : nullptr;
+        if (c && !out.contains(table + u'.' + c->name))
+            out << table + u'.' + c->name;
+    };
+    for (const char *w : wanted)
+        add(w);
+    for (const auto &[q, u] : pairs) {
+        add(q);
+        add(u);
+    }
+    if (!t || out.isEmpty())
+        return table + QStringLiteral(".*");
+    return out.join(QStringLiteral(", "));
+}
+
+std::initializer_list<const char *> moduleColumns()
+{
+    static const std::initializer_list<const char *> c = {
+        "tipoMod", "Privati", "nazID", "discDep", "disc191", "mbFlag", "rifCod", "qtaMod", "umiMod",
+        "qtaSmalt", "umiSmalt", "qtaDep", "umiDep", "qta191", "umi191", "qtaInc", "umiInc", "qtaDisc", "umiDisc"};
+    return c;
+}
+
+QString modulePick(const QString &table, const char *key, const char *parent)
+{
+    QString cols = pick(table, {key, parent});
+    const QString more = pick(table, moduleColumns());
+    return cols + QStringLiteral(", ") + more;
+}
+
 // A statement run once for the whole selection: its rows come ordered by
 // the declaration's place in the selection (column qor_ord), then as the
 // checks want them, and each declaration takes its own rows as the run
@@ -302,10 +344,13 @@ Loader::Loader(QSqlDatabase db, const std::vector<qint64> &order) : p_(std::make
     p_->db = db;
     Impl &p = *p_;
     bool ok = p.fillRun(order);
-    ok = ok && p.prepare(p.rif, QStringLiteral("SezRif.*"), QStringLiteral("SezRif"), QStringLiteral("SezRif.saID"),
+    ok = ok && p.prepare(p.rif, pick(QStringLiteral("SezRif"), {"rifID", "rifCod"},
+                                              {{"qtaProd", "umiProd"}, {"qtaTerzi", "umiTerzi"}, {"qtaFuori", "umiFuori"},
+                                               {"qtaTras", "umiTras"}, {"qtaCons", "umiCons"}, {"qtaGiacRec", "umiGiacRec"},
+                                               {"qtaGiacSmalt", "umiGiacSmalt"}, {"qtaRec", "umiRec"}, {"qtaSmalt", "umiSmalt"}}), QStringLiteral("SezRif"), QStringLiteral("SezRif.saID"),
                          {}, QStringLiteral("SezRif.rifCod, SezRif.rifID"));
     // RT modules are numbered in Privati, mrID order; the other types by mrID.
-    ok = ok && p.prepare(p.rifMods, QStringLiteral("ModRif.*"),
+    ok = ok && p.prepare(p.rifMods, modulePick(QStringLiteral("ModRif"), "mrID", "rifID"),
                          QStringLiteral("ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID"),
                          QStringLiteral("SezRif.saID"), {},
                          QStringLiteral("ModRif.rifID, ModRif.tipoMod, "
@@ -316,13 +361,17 @@ Loader::Loader(QSqlDatabase db, const std::vector<qint64> &order) : p_(std::make
                                         "INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID"),
                          QStringLiteral("SezRif.saID"), {},
                          QStringLiteral("RecRif.mrID, RecRif.Posizione, RecRif.Codice"));
-    ok = ok && p.prepare(p.sint, QStringLiteral("SezInt.*"), QStringLiteral("SezInt"), QStringLiteral("SezInt.saID"),
+    ok = ok && p.prepare(p.sint, pick(QStringLiteral("SezInt"), {"intID", "rifCod", "intQta", "intUmi"}), QStringLiteral("SezInt"), QStringLiteral("SezInt.saID"),
                          {}, QStringLiteral("SezInt.rifCod, SezInt.intID"));
-    ok = ok && p.prepare(p.intMods, QStringLiteral("ModInt.*"),
+    ok = ok && p.prepare(p.intMods, modulePick(QStringLiteral("ModInt"), "miID", "intID"),
                          QStringLiteral("ModInt INNER JOIN SezInt ON ModInt.intID = SezInt.intID"),
                          QStringLiteral("SezInt.saID"), {},
                          QStringLiteral("ModInt.intID, ModInt.tipoMod, ModInt.miID"));
-    ok = ok && p.prepare(p.aut, QStringLiteral("SaAut.*"), QStringLiteral("SaAut"), QStringLiteral("SaAut.saID"), {},
+    ok = ok && p.prepare(p.aut, pick(QStringLiteral("SaAut"),
+                                              {"suEstremi", "suDataRil", "suDataScad", "suEnte", "suTipo", "suRecupero",
+                                               "suSmaltimento", "suVFU", "suRAEE", "Incenerimento", "Coincenerimento",
+                                               "incQta", "conQta", "crClass1", "crClass2", "crClass3", "crQta1",
+                                               "crQta2", "crQta3"}), QStringLiteral("SaAut"), QStringLiteral("SaAut.saID"), {},
                          QStringLiteral("SaAut.suID"));
     for (const StreamTables *t : {&Vfu, &Imb, &Raee}) {
         Impl::Stream s;
@@ -331,11 +380,15 @@ Loader::Loader(QSqlDatabase db, const std::vector<qint64> &order) : p_(std::make
         const QString rows = QString::fromLatin1(t->rows), mods = QString::fromLatin1(t->mods);
         const QString modKey = QString::fromLatin1(t->modKey), ops = QString::fromLatin1(t->ops);
         const QString saID = sez + QStringLiteral(".saID");
-        ok = ok && p.prepare(s.sez, sez + QStringLiteral(".*"), sez, saID, {}, sez + u'.' + key);
-        ok = ok && p.prepare(s.rows, rows + QStringLiteral(".*"),
+        std::vector<std::pair<const char *, const char *>> sezPairs = t->amounts;
+        for (int i = 1; i <= 15; ++i)
+            sezPairs.emplace_back(MaterialQta[i], MaterialUmi[i]);
+        ok = ok && p.prepare(s.sez, pick(sez, {t->key, "vfuTipo", "srTipo", "srRAEE"}, sezPairs), sez, saID, {},
+                             sez + u'.' + key);
+        ok = ok && p.prepare(s.rows, pick(rows, {t->key, "Posizione", "rifCod", "allAcc", "qta", "umi"}),
                              QStringLiteral("%3 INNER JOIN %1 ON %3.%2 = %1.%2").arg(sez, key, rows), saID, {},
                              QStringLiteral("%1.%2, %1.%3").arg(rows, key, QString::fromLatin1(t->rowOrder)));
-        ok = ok && p.prepare(s.mods, mods + QStringLiteral(".*"),
+        ok = ok && p.prepare(s.mods, modulePick(mods, t->modKey, t->key),
                              QStringLiteral("%3 INNER JOIN %1 ON %3.%2 = %1.%2").arg(sez, key, mods), saID, {},
                              QStringLiteral("%1.%2, %1.tipoMod, %1.%3").arg(mods, key, modKey));
         ok = ok && p.prepare(s.ops, QStringLiteral("%1.%2 AS owner, %1.Posizione, %1.Codice, %1.qta, %1.umi").arg(ops, modKey),
