@@ -85,12 +85,19 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
         return false;
     }
 
+    // Only the columns read below: fetching a row converts every column.
+    QString columns = QStringLiteral("SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.Via, "
+                                     "SezAnag.Civico, SezAnag.REA");
+    for (int i = 1; i <= 20; ++i) {
+        const QString d2 = QString::number(i).rightJustified(2, u'0');
+        columns += QStringLiteral(", SezAnag.msQta%1, SezAnag.msUmi%1").arg(d2);
+    }
     QString sql = QStringLiteral(
-        "SELECT SezAnag.*, Comuni.comDesc, Comuni.comCCIAA, Province.prvDesc, Attivita.attCod "
+        "SELECT %1, Comuni.comDesc, Comuni.comCCIAA, Province.prvDesc, Attivita.attCod "
         "FROM ((SezAnag INNER JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) "
         "AND (SezAnag.prvIstat = Comuni.prvIstat)) "
         "INNER JOIN Province ON SezAnag.prvIstat = Province.prvIstat) "
-        "LEFT JOIN Attivita ON SezAnag.attIstat = Attivita.attCod ");
+        "LEFT JOIN Attivita ON SezAnag.attIstat = Attivita.attCod ").arg(columns);
     QVariantList params;
     const QString notExported = includeExported ? QStringLiteral(")") : QStringLiteral(" AND SezAnag.ExpID = 0)");
     switch (mode) {
