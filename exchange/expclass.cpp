@@ -128,7 +128,7 @@ expClass::~expClass()
 // run statement selects the place, the parent key, then the same columns.
 void expClass::addSources()
 {
-    const QString run = QStringLiteral(" INNER JOIN temp.qor_export_run AS run ON run.saID = ");
+    const QString run = QStringLiteral(" INNER JOIN qor_export_run AS run ON run.saID = ");
     auto add = [&](const QString &perParent, const QString &runSql) {
         auto *src = new Source;
         src->q = QSqlQuery(db_.current());
@@ -229,8 +229,8 @@ bool expClass::setOrder(const QList<qint64> &saIDs)
     QSqlQuery q(db);
     if (!q.exec(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_export_run "
                                "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"))
-        || !q.exec(QStringLiteral("DELETE FROM temp.qor_export_run"))
-        || !q.prepare(QStringLiteral("INSERT INTO temp.qor_export_run (ord, saID) VALUES (?, ?)")))
+        || !q.exec(QStringLiteral("DELETE FROM qor_export_run"))
+        || !q.prepare(QStringLiteral("INSERT INTO qor_export_run (ord, saID) VALUES (?, ?)")))
         return false;   // every declaration is read statement by statement then
     const bool own = db.transaction();
     for (qint64 i = 0; i < saIDs.size(); ++i) {

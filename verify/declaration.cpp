@@ -299,8 +299,8 @@ struct Loader::Impl {
         QSqlQuery q(db);
         if (!q.exec(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_verify_run "
                                    "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"))
-            || !q.exec(QStringLiteral("DELETE FROM temp.qor_verify_run"))
-            || !q.prepare(QStringLiteral("INSERT INTO temp.qor_verify_run (ord, saID) VALUES (?, ?)"))) {
+            || !q.exec(QStringLiteral("DELETE FROM qor_verify_run"))
+            || !q.prepare(QStringLiteral("INSERT INTO qor_verify_run (ord, saID) VALUES (?, ?)"))) {
             error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
             return false;
         }
@@ -325,7 +325,7 @@ struct Loader::Impl {
     bool prepare(Cursor &c, const QString &columns, const QString &from, const QString &saID,
                  const QString &where, const QString &order)
     {
-        const QString sql = QStringLiteral("SELECT %1, run.ord AS qor_ord FROM %2 INNER JOIN temp.qor_verify_run AS run "
+        const QString sql = QStringLiteral("SELECT %1, run.ord AS qor_ord FROM %2 INNER JOIN qor_verify_run AS run "
                                            "ON run.saID = %3%4 ORDER BY run.ord, %5")
                                 .arg(columns, from, saID,
                                      where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where, order);
