@@ -47,6 +47,7 @@ bench: build
 	cmake --build $(BUILD) --target benchmarks -j $(JOBS)
 	$(BUILD)/bench/qor_bench
 	$(BUILD)/bench/exchange_bench
+	$(BUILD)/bench/verify_bench
 
 clean:
 	rm -rf $(BUILD)

@@ -20,6 +20,7 @@
 #include <QTemporaryDir>
 #include <cstdio>
 #include <ctime>
+#include <sys/resource.h>
 
 namespace {
 
@@ -34,8 +35,17 @@ long memoryKb(const char *key)
     return 0;
 }
 
-double sqliteShell(const QString &db, const QString &script)
+// Processor time (user + system) of the children waited for so far.
+double childCpu()
 {
+    rusage u{};
+    getrusage(RUSAGE_CHILDREN, &u);
+    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
+}
+
+double sqliteShell(const QString &db, const QString &script, double *cpu)
+{
+    const double before = childCpu();
     QElapsedTimer t;
     t.start();
     QProcess p;
@@ -44,6 +54,7 @@ double sqliteShell(const QString &db, const QString &script)
     p.write(script.toUtf8());
     p.closeWriteChannel();
     p.waitForFinished(-1);
+    *cpu = childCpu() - before;
     return t.elapsed() / 1000.0;
 }
 
@@ -122,7 +133,8 @@ int main(int argc, char **argv)
     QString select;
     for (const char *tb : Tables)
         select += QStringLiteral("SELECT * FROM %1;\n").arg(QString::fromLatin1(tb));
-    const double rawRead = sqliteShell(a, select);
+    double rawReadCpu = 0, rawInsertCpu = 0;
+    const double rawRead = sqliteShell(a, select, &rawReadCpu);
     // As many rows as the file has lines, in one transaction.
     const QString csv = dir.filePath(QStringLiteral("rows.csv"));
     {
@@ -134,14 +146,17 @@ int main(int argc, char **argv)
     const double rawInsert = sqliteShell(dir.filePath(QStringLiteral("raw.db")),
         QStringLiteral("CREATE TABLE t (id INTEGER PRIMARY KEY, cf TEXT, rs TEXT, via TEXT, civ TEXT, cap TEXT, "
                        "prv INTEGER, com INTEGER, qta BIGINT, umi INTEGER);\nBEGIN;\n.mode csv\n.import %1 t\nCOMMIT;\n")
-            .arg(csv));
+            .arg(csv), &rawInsertCpu);
 
     std::printf("declarations %d, rows %lld, file lines %lld\n", n, rows, lines);
     std::printf("export  %.2f s  %.0f records/s   raw SELECT %.2f s   ratio %.2f\n", exportS,
                 lines / exportS, rawRead, exportS / rawRead);
     std::printf("import  %.2f s  %.0f records/s   raw .import %.2f s   ratio %.2f\n", importS,
                 lines / importS, rawInsert, importS / rawInsert);
-    std::printf("processor time: export %.2f s, import %.2f s\n", exportCpu, importCpu);
+    std::printf("processor time: export %.2f s (raw SELECT %.2f s, ratio %.2f), import %.2f s "
+                "(raw .import %.2f s, ratio %.2f)\n",
+                exportCpu, rawReadCpu, rawReadCpu > 0 ? exportCpu / rawReadCpu : 0.0, importCpu, rawInsertCpu,
+                rawInsertCpu > 0 ? importCpu / rawInsertCpu : 0.0);
     std::printf("memory during export: RSS %ld kB before, %ld kB at 10%%, %ld kB at the end\n", rssBefore,
                 rssAtTenth, rssAfter);
     return 0;

@@ -2,8 +2,10 @@
 
 #include "exchange/demodata.h"
 #include "exchange/expclass.h"
+#include "exchange/exportproc.h"
 #include "exchange/importer.h"
 #include "refdata/template.h"
+#include "verify/engine.h"
 
 #include <QDir>
 #include <QFile>
@@ -41,15 +43,6 @@ int runImport(Session &s, const QString &file)
     }
 }
 
-QList<qint64> declarationsToExport(dbClass &db)
-{
-    QList<qint64> ids;
-    QSqlQuery q = db.query(QStringLiteral("SELECT saID FROM SezAnag ORDER BY CodFisc, saID"));
-    while (q.next())
-        ids << q.value(0).toLongLong();
-    return ids;
-}
-
 } // namespace
 
 int importFile(QStringList args)
@@ -83,8 +76,9 @@ int demo(QStringList args)
     const QString first = dir + QStringLiteral("/demo.db");
     const QString second = dir + QStringLiteral("/demo-importato.db");
     const QString file = dir + QStringLiteral("/Qor") + QString::number(app.year()) + QStringLiteral(".000");
-    // The demo owns these three files: each run starts afresh.
-    for (const QString &f : {first, second, file})
+    const QString report = dir + u'/' + QFileInfo(app.reportPath()).fileName();
+    // The demo owns these files: each run starts afresh.
+    for (const QString &f : {first, second, file, report})
         QFile::remove(f);
 
     QString error;
@@ -104,9 +98,20 @@ int demo(QStringList args)
     }
     out(QStringLiteral("Creato il database %1 con %2 dichiarazioni dimostrative "
                        "(alcune con errori voluti per la verifica).").arg(first).arg(ids.size()));
-    // The verification engine marks the exportable declarations; until it is
-    // part of this program every generated declaration is exported.
-    const QList<qint64> chosen = declarationsToExport(a.db);
+    // Verification of every declaration, as the export does it: the ones
+    // without errors are marked exportable, the report goes beside the files.
+    verify::Engine engine(a.db, a.msg);
+    if (!engine.openReport(report))
+        return Refused;
+    engine.run(verify::Mode::All, 0, true, true);
+    if (engine.failed())
+        return Refused;
+    const QList<qint64> chosen = exch::markedDeclarations(a.db);
+    out(QStringLiteral("Verifica terminata: ") + exch::exportableText(int(chosen.size())) + QStringLiteral(", ") +
+        exch::notExportableText(engine.progress().withErrors) + u'.');
+    out(QStringLiteral("Rapporto della verifica: ") + report);
+    if (chosen.isEmpty())
+        return Refused;
     if (exch::exportDeclarations(a.db, a.msg, file, chosen) != exch::ExportResult::Done)
         return Refused;
     out(QStringLiteral("Esportazione terminata. Le dichiarazioni sono state esportate nel file:"));

@@ -114,12 +114,13 @@ private:
         m.insert(pre + QStringLiteral("Civico"), QString::number(between(1, 250)));
         m.insert(pre + QStringLiteral("Cap"), p.cap);
     }
-    // Counterpart of a module; one in ten is foreign.
-    void counterpart(QVariantMap &m)
+    // Counterpart of a module; one in ten is foreign where a foreign party
+    // is allowed.
+    void counterpart(QVariantMap &m, bool foreignAllowed = true)
     {
         m.insert(QStringLiteral("CodFisc"), taxCode());
         m.insert(QStringLiteral("RagSoc"), company());
-        if (chance(10)) {
+        if (chance(10) && foreignAllowed) {
             m.insert(QStringLiteral("nazID"), pick(nations_));
             m.insert(QStringLiteral("Via"), QStringLiteral("RUE DU PORT"));
             m.insert(QStringLiteral("Civico"), QString::number(between(1, 90)));
@@ -135,19 +136,25 @@ private:
             error = QStringLiteral("inserimento in ") + t + QStringLiteral(" non riuscito");
         return id;
     }
-    // Operation rows R.. / D.. of a module.
-    bool operations(const QString &table, const char *parentKey, qint64 parent, int count, qint64 total)
+    // Operation rows R.. / D.. of a module; the recovery and disposal totals
+    // are added to *recovery and *disposal when given.
+    bool operations(const QString &table, const char *parentKey, qint64 parent, int count, qint64 total,
+                    qint64 *recovery = nullptr, qint64 *disposal = nullptr)
     {
         QStringList used;
         qint64 left = total;
         for (int i = 1; i <= count; ++i) {
             QString code;
+            // The first is a recovery operation: a module of a recovery plant.
             do
-                code = chance(50) ? QStringLiteral("R%1").arg(between(1, 13)) : QStringLiteral("D%1").arg(between(1, 15));
+                code = i == 1 || chance(50) ? QStringLiteral("R%1").arg(between(1, 13))
+                                            : QStringLiteral("D%1").arg(between(1, 15));
             while (used.contains(code));
             used << code;
             const qint64 q = i == count ? left : left / (count - i + 1);
             left -= q;
+            if (qint64 *sum = code.startsWith(u'R') ? recovery : disposal)
+                *sum += q;
             if (insert(table, {{QString::fromLatin1(parentKey), parent}, {QStringLiteral("Posizione"), i},
                                {QStringLiteral("Codice"), code}, {QStringLiteral("qta"), q},
                                {QStringLiteral("umi"), q ? 1 : 0}}) < 0)
@@ -156,7 +163,16 @@ private:
         return true;
     }
     bool family(const QString &suffix, const char *parentKey, qint64 parent,
-                const std::vector<QString> &codes, bool imb);
+                const std::vector<QString> &codes, bool imb, qint64 *delivered);
+    // The scheda's amount consigned to third parties, once its DR modules are known.
+    bool setDelivered(const QString &table, const QString &key, qint64 id, qint64 milli)
+    {
+        if (db_.updateRow(table, key, id, {{QStringLiteral("qtaTerzi"), milli},
+                                           {QStringLiteral("umiTerzi"), milli ? 1 : 0}}))
+            return true;
+        error = QStringLiteral("aggiornamento di ") + table + QStringLiteral(" non riuscito");
+        return false;
+    }
     bool rif(qint64 saID, bool error);
 
     dbClass &db_;
@@ -202,7 +218,8 @@ bool Gen::load()
 
 // A scheda RIF whose totals match its modules: received = sum of RT,
 // delivered to transport = sum of TE, consigned = sum of DR; produced +
-// received = consigned + stock. With error, consigned is 20% short.
+// received = consigned + stock. With error, the consigned amount is 20% short
+// of what its DR modules carry.
 bool Gen::rif(qint64 saID, bool error)
 {
     const QString code = pick(wastes_);
@@ -214,9 +231,9 @@ bool Gen::rif(qint64 saID, bool error)
         terzi += rt.emplace_back(milli(10, 5000));
     const qint64 giac = (prod + terzi) / 20;
     qint64 cons = prod + terzi - giac;
+    qint64 left = cons;
     if (error)
         cons = cons * 8 / 10;
-    qint64 left = cons;
     for (int i = 0; i < nDR; ++i) {
         const qint64 q = i == nDR - 1 ? left : left / 2;
         dr.push_back(q);
@@ -236,20 +253,28 @@ bool Gen::rif(qint64 saID, bool error)
     const qint64 rifID = insert(QStringLiteral("SezRif"), s);
     if (rifID < 0)
         return false;
+    // Private persons are Italian.
     auto module = [&](int tipo, qint64 q, int privati) {
         QVariantMap m{{QStringLiteral("rifID"), rifID}, {QStringLiteral("tipoMod"), tipo},
                       {QStringLiteral("qtaMod"), q}, {QStringLiteral("umiMod"), 1},
                       {QStringLiteral("Privati"), privati}};
-        counterpart(m);
+        counterpart(m, privati == 0);
+        // Waste received from abroad by a unit that manages it (MG module):
+        // the RT module says how it was treated.
+        if (tipo == 1 && o_.everySection && m.contains(QStringLiteral("nazID"))) {
+            m.insert(QStringLiteral("qtaSmalt"), q);
+            m.insert(QStringLiteral("umiSmalt"), 1);
+        }
         return insert(QStringLiteral("ModRif"), m);
     };
+    // Municipal waste (chapter 20) from private persons is declared elsewhere.
     for (qint64 q : rt)
-        if (module(1, q, chance(30) ? 1 : 0) < 0)
+        if (module(1, q, chance(30) && !code.startsWith(QLatin1String("20")) ? 1 : 0) < 0)
             return false;
     for (qint64 q : dr) {
         const qint64 id = module(2, q, 0);
         if (id < 0 || !db_.updateRow(QStringLiteral("ModRif"), QStringLiteral("mrID"), id,
-                                     {{QStringLiteral("qtaSmalt"), q / 2}, {QStringLiteral("umiSmalt"), 1}}))
+                                     {{QStringLiteral("qtaSmalt"), q}, {QStringLiteral("umiSmalt"), 1}}))
             return false;
     }
     if (module(3, cons, 0) < 0)
@@ -261,41 +286,60 @@ bool Gen::rif(qint64 saID, bool error)
                                   {QStringLiteral("comIstat"), places_.front().com},
                                   {QStringLiteral("qtaMod"), qint64(1500)}, {QStringLiteral("umiMod"), 2}});
         const qint64 mg = insert(QStringLiteral("ModRif"), {{QStringLiteral("rifID"), rifID}, {QStringLiteral("tipoMod"), 4}});
-        if (re < 0 || mg < 0 || !operations(QStringLiteral("RecRif"), "mrID", mg, 21, prod))
+        // What the unit recovered and disposed of is what its MG module did.
+        qint64 recovered = 0, disposed = 0;
+        if (re < 0 || mg < 0 || !operations(QStringLiteral("RecRif"), "mrID", mg, 21, prod, &recovered, &disposed)
+            || !db_.updateRow(QStringLiteral("SezRif"), QStringLiteral("rifID"), rifID,
+                              {{QStringLiteral("qtaRec"), recovered}, {QStringLiteral("umiRec"), recovered ? 1 : 0},
+                               {QStringLiteral("qtaSmalt"), disposed}, {QStringLiteral("umiSmalt"), disposed ? 1 : 0}}))
             return false;
     }
     return true;
 }
 
+// Waste rows of a packaging, electrical-equipment or vehicle scheda and
+// their modules. A row received from third parties (IMB: positions 1 and 2,
+// public and private surface; the others: position 1) has its RT module of
+// the same amount; every row goes to a destination (DR) with its operations;
+// all the family's counterparts are Italian. *delivered: the DR total, the
+// scheda's "consigned to third parties".
 bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
-                 const std::vector<QString> &codes, bool imb)
+                 const std::vector<QString> &codes, bool imb, qint64 *delivered)
 {
     const QString rec = QStringLiteral("Rec") + suffix, mod = QStringLiteral("Mod") + suffix;
     const int nRows = o_.everySection ? 4 : between(1, 3);
+    *delivered = 0;
     for (int i = 0; i < nRows; ++i) {
         const QString code = codes[size_t(i) % codes.size()];
+        const qint64 qta = milli(100, 8000);
         QVariantMap r{{QString::fromLatin1(parentKey), parent}, {QStringLiteral("Posizione"), i + 1},
-                      {QStringLiteral("rifCod"), code}, {QStringLiteral("qta"), milli(100, 8000)},
+                      {QStringLiteral("rifCod"), code}, {QStringLiteral("qta"), qta},
                       {QStringLiteral("umi"), 1}};
         if (imb)
             r.insert(QStringLiteral("allAcc"), i % 2);
         if (insert(rec, r) < 0)
             return false;
+        const bool received = imb ? i < 2 : i == 0;
         for (int tipo = 1; tipo <= 4; ++tipo) {
+            if (tipo == 1 && !received)
+                continue;
             if (!o_.everySection && tipo != 1 && tipo != 2)
                 continue;
             QVariantMap m{{QString::fromLatin1(parentKey), parent}, {QStringLiteral("rifCod"), code},
                           {QStringLiteral("tipoMod"), tipo}};
+            // Packaging: the surface of an RT module is the row's (position 2
+            // is the private one).
             m.insert(imb ? QStringLiteral("mbFlag") : QStringLiteral("Privati"), i % 2);
             if (tipo != 4) {
-                counterpart(m);
-                m.insert(QStringLiteral("qtaMod"), r.value(QStringLiteral("qta")));
+                counterpart(m, false);
+                m.insert(QStringLiteral("qtaMod"), qta);
                 m.insert(QStringLiteral("umiMod"), 1);
             }
             if (tipo == 2) {
                 m.insert(QStringLiteral("qtaDep"), qint64(250));
                 m.insert(QStringLiteral("umiDep"), 1);
                 m.insert(QStringLiteral("discDep"), 1);
+                *delivered += qta;
             }
             const qint64 id = insert(mod, m);
             if (id < 0)
@@ -303,7 +347,7 @@ bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
             if ((tipo == 2 || tipo == 4)
                 && !operations(QStringLiteral("RecMod") + suffix,
                                imb ? "mbID" : suffix == QLatin1String("Raee") ? "msrID" : "mvID", id,
-                               tipo == 4 && o_.everySection ? 20 : 2, r.value(QStringLiteral("qta")).toLongLong()))
+                               tipo == 4 && o_.everySection ? 20 : 2, qta))
                 return false;
         }
     }
@@ -314,9 +358,7 @@ bool Gen::declaration(int n, qint64 *id)
 {
     const bool err = o_.withErrors && n % 5 == 4;
     const int kindOfError = n / 5 % 3;
-    QString cf = companyCode(rnd_.generate64());
-    if (err && kindOfError == 1)
-        cf = cf.left(10) + QString::number((cf.at(10).digitValue() + 1) % 10);
+    const QString cf = companyCode(rnd_.generate64());
     QVariantMap a{{QStringLiteral("saAnno"), 2019}, {QStringLiteral("CodFisc"), cf},
                   {QStringLiteral("RagSoc"), company()}, {QStringLiteral("REA"), between(100000, 999999)},
                   {QStringLiteral("attIstat"), pick(activities_)}, {QStringLiteral("Addetti"), between(1, 250)},
@@ -329,10 +371,12 @@ bool Gen::declaration(int n, qint64 *id)
     address(a, "sl");
     a.insert(QStringLiteral("slPrefTel"), a.value(QStringLiteral("PrefTel")));
     a.insert(QStringLiteral("slTelefono"), a.value(QStringLiteral("Telefono")));
-    if (err && kindOfError == 2)
-        a.remove(QStringLiteral("Via"));
+    if (err && kindOfError == 1)
+        a.insert(QStringLiteral("attIstat"), QStringLiteral("999999"));   // no such activity
+    // Scheda MAT belongs to recovery plants: only declarations with MG
+    // modules (every kind of scheda and module) have one.
     for (int m : {1, 3, 8, 15, 20})
-        if (o_.everySection || chance(30)) {
+        if (o_.everySection) {
             const QString k = QString::number(m).rightJustified(2, u'0');
             a.insert(QStringLiteral("msQta") + k, milli(1, 900));
             a.insert(QStringLiteral("msUmi") + k, 1);
@@ -341,6 +385,8 @@ bool Gen::declaration(int n, qint64 *id)
     if (saID < 0)
         return false;
     *id = saID;
+    if (err && kindOfError == 2)   // the company section alone
+        return true;
 
     if (o_.everySection || chance(40)) {
         if (insert(QStringLiteral("SaAut"),
@@ -374,10 +420,11 @@ bool Gen::declaration(int n, qint64 *id)
     }
     if (o_.everySection || chance(15)) {
         const qint64 siID = insert(QStringLiteral("SezImb"),
-                                   {{QStringLiteral("saID"), saID}, {QStringLiteral("qtaTerzi"), milli(10, 900)},
-                                    {QStringLiteral("umiTerzi"), 1}, {QStringLiteral("msQta02"), qint64(77000)},
+                                   {{QStringLiteral("saID"), saID}, {QStringLiteral("msQta02"), qint64(77000)},
                                     {QStringLiteral("msUmi02"), 1}});
-        if (siID < 0 || !family(QStringLiteral("Imb"), "siID", siID, imbCodes_, true))
+        qint64 delivered = 0;
+        if (siID < 0 || !family(QStringLiteral("Imb"), "siID", siID, imbCodes_, true, &delivered)
+            || !setDelivered(QStringLiteral("SezImb"), QStringLiteral("siID"), siID, delivered))
             return false;
     }
     for (int t : {1, 2}) {
@@ -388,14 +435,16 @@ bool Gen::declaration(int n, qint64 *id)
                                     {QStringLiteral("srRAEE"), between(1, 6)}, {QStringLiteral("srStima"), 1},
                                     {QStringLiteral("srQta"), milli(100, 900)}, {QStringLiteral("srUmi"), 1},
                                     {QStringLiteral("msQta01"), qint64(5500)}, {QStringLiteral("msUmi01"), 1}});
-        if (srID < 0 || !family(QStringLiteral("Raee"), "srID", srID, t == 1 ? traCodes_ : crCodes_, false))
+        qint64 delivered = 0;
+        if (srID < 0 || !family(QStringLiteral("Raee"), "srID", srID, t == 1 ? traCodes_ : crCodes_, false, &delivered))
             return false;
     }
     for (int t : {1, 2, 3}) {
         if (!o_.everySection && !chance(8))
             continue;
+        // The vehicles of code 160104 (qta104) split by registration before
+        // and after 1980; a FRA scheda has no registrations before 1980.
         QVariantMap v{{QStringLiteral("saID"), saID}, {QStringLiteral("vfuTipo"), t},
-                      {QStringLiteral("qtaTerzi"), milli(1000, 9000)}, {QStringLiteral("umiTerzi"), 1},
                       {QStringLiteral("qtaProprio"), qint64(3000)}, {QStringLiteral("umiProprio"), 2},
                       {QStringLiteral("qtaGiac"), qint64(12500)}, {QStringLiteral("umiGiac"), 1},
                       {QStringLiteral("msQta07"), qint64(1000)}, {QStringLiteral("msUmi07"), 1}};
@@ -406,11 +455,15 @@ bool Gen::declaration(int n, qint64 *id)
         if (t == 1) {
             v.insert(QStringLiteral("qtaPre80"), qint64(2000));
             v.insert(QStringLiteral("umiPre80"), 1);
-            v.insert(QStringLiteral("qta104"), qint64(500));
+        }
+        if (t != 2) {
+            v.insert(QStringLiteral("qta104"), qint64(t == 1 ? 16000 : 14000));
             v.insert(QStringLiteral("umi104"), 1);
         }
         const qint64 vfuID = insert(QStringLiteral("SezVfu"), v);
-        if (vfuID < 0 || !family(QStringLiteral("Vfu"), "vfuID", vfuID, vfuCodes_[t - 1], false))
+        qint64 delivered = 0;
+        if (vfuID < 0 || !family(QStringLiteral("Vfu"), "vfuID", vfuID, vfuCodes_[t - 1], false, &delivered)
+            || !setDelivered(QStringLiteral("SezVfu"), QStringLiteral("vfuID"), vfuID, delivered))
             return false;
     }
     return true;

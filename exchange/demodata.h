@@ -3,7 +3,7 @@
 // characters, real municipalities, activity and waste codes from the reference
 // tables, and quantities whose totals balance with the modules within the 5%
 // tolerance. A few declarations carry deliberate errors for the verification
-// to find. Used by `qor demo`, the round-trip tests and the benchmarks.
+// to find; the rest are clean for it. Used by `qor demo`, the round-trip tests and the benchmarks.
 
 #include <QList>
 #include <QString>
@@ -15,8 +15,10 @@ namespace exch::demo {
 struct Options {
     int declarations = 6;
     quint32 seed = 2019;
-    // Every fifth declaration gets one deliberate error (unbalanced quantities,
-    // a wrong tax-code check digit or a missing street).
+    // Every fifth declaration gets one deliberate error that the verification
+    // refuses (a consigned amount short of its DR modules, an activity code
+    // that does not exist, or the company section alone); the others pass it
+    // with warnings at most.
     bool withErrors = true;
     // Every declaration gets every scheda and module kind (round trips);
     // otherwise a realistic mix.

@@ -10,6 +10,8 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 
+#include <algorithm>
+
 namespace exch {
 
 
@@ -21,6 +23,56 @@ struct expClass::Decl {
     std::array<int, 29> counts{};
     int vfuKinds[4] = {};    // schede AUT, ROT, FRA by vfuTipo
     int raeeKinds[3] = {};   // schede TRA, CR by srTipo
+};
+
+// A statement run once for the whole order: the rows of one table for every
+// declaration, ordered by the declaration's place, then as the per-scheda
+// statement it stands for orders them. The rows of one declaration are read
+// when it is written and handed out by parent key; rows of one parent keep
+// their order, so the lines are the same as with one statement per parent.
+// Executing a statement costs far more than reading its rows.
+struct expClass::Source {
+    QSqlQuery q;
+    QStringList names;          // lower-case names of the columns after place and parent
+    std::vector<int> sorted;    // their indexes in the order of their names
+    bool started = false, has = false;
+    qint64 place = -1, loaded = -1;
+    QHash<qint64, std::vector<QVariantMap>> groups;
+
+    void advance()
+    {
+        has = q.next();
+        place = has ? q.value(0).toLongLong() : -1;
+    }
+    bool load(qint64 k)
+    {
+        if (loaded == k)
+            return true;
+        groups.clear();
+        if (!started) {
+            started = true;
+            if (!q.exec())
+                return false;
+            const QSqlRecord r = q.record();
+            for (int i = 2; i < r.count(); ++i)
+                names << r.fieldName(i).toLower();
+            for (int i = 0; i < names.size(); ++i)
+                sorted.push_back(i);
+            std::stable_sort(sorted.begin(), sorted.end(),
+                             [this](int a, int b) { return names.at(a) < names.at(b); });
+            advance();
+        }
+        while (has && place < k)
+            advance();
+        for (; has && place == k; advance()) {
+            QVariantMap m;
+            for (int i : sorted)
+                m.insert(m.cend(), names.at(i), q.value(i + 2));
+            groups[q.value(1).toLongLong()].push_back(std::move(m));
+        }
+        loaded = k;
+        return true;
+    }
 };
 
 namespace {
@@ -69,6 +121,152 @@ expClass::~expClass()
 {
     if (file_.isOpen())
         abort();
+    endRun();
+}
+
+// The statements of write() and the run statements standing for them. The
+// run statement selects the place, the parent key, then the same columns.
+void expClass::addSources()
+{
+    const QString run = QStringLiteral(" INNER JOIN qor_export_run AS run ON run.saID = ");
+    auto add = [&](const QString &perParent, const QString &runSql) {
+        auto *src = new Source;
+        src->q = QSqlQuery(db_.current());
+        src->q.setForwardOnly(true);
+        if (src->q.prepare(runSql))
+            sources_.insert(perParent, src);
+        else
+            delete src;   // the statement per parent does the work then
+    };
+    // A section table hanging from SezAnag.
+    auto section = [&](const char *table, const char *order) {
+        const QString t = QString::fromLatin1(table);
+        QString qualified;
+        for (const QString &o : QString::fromLatin1(order).split(QStringLiteral(", ")))
+            qualified += QStringLiteral(", ") + t + u'.' + o;
+        add(QStringLiteral("SELECT * FROM %1 WHERE (saID = ?) ORDER BY %2").arg(t, QLatin1String(order)),
+            QStringLiteral("SELECT run.ord, %1.saID, %1.* FROM %1").arg(t) + run + t +
+                QStringLiteral(".saID ORDER BY run.ord") + qualified);
+    };
+    add(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"),
+        QStringLiteral("SELECT run.ord, SezAnag.saID, SezAnag.* FROM SezAnag") + run +
+            QStringLiteral("SezAnag.saID ORDER BY run.ord"));
+    section("SaAut", "suID");
+    section("SezRif", "rifCod, rifID");
+    section("SezInt", "rifCod, intID");
+    section("SezImb", "siID");
+    section("SezRaee", "srTipo, srRAEE, srID");
+    section("SezVfu", "vfuTipo, vfuID");
+
+    const QString rifJoin = QStringLiteral(" INNER JOIN SezRif ON SezRif.rifID = ModRif.rifID") + run +
+                            QStringLiteral("SezRif.saID");
+    add(QStringLiteral("SELECT ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif LEFT JOIN "
+                       "Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.rifID = ? "
+                       "AND ModRif.tipoMod < 4) ORDER BY ModRif.tipoMod, ModRif.Privati, ModRif.mrID"),
+        QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif") + rifJoin +
+            QStringLiteral(" LEFT JOIN Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.tipoMod < 4) "
+                           "ORDER BY run.ord, ModRif.tipoMod, ModRif.Privati, ModRif.mrID"));
+    add(QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = 5) ORDER BY mrID"),
+        QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.* FROM ModRif") + rifJoin +
+            QStringLiteral(" WHERE (ModRif.tipoMod = 5) ORDER BY run.ord, ModRif.mrID"));
+    add(QStringLiteral("SELECT mrID FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
+        QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.mrID FROM ModRif") + rifJoin +
+            QStringLiteral(" WHERE (ModRif.tipoMod = 4) ORDER BY run.ord, ModRif.mrID"));
+    add(QStringLiteral("SELECT ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt LEFT JOIN "
+                       "Nazioni ON ModInt.nazID = Nazioni.nazID WHERE (ModInt.intID = ?) "
+                       "ORDER BY ModInt.tipoMod, ModInt.miID"),
+        QStringLiteral("SELECT run.ord, ModInt.intID, ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt "
+                       "INNER JOIN SezInt ON SezInt.intID = ModInt.intID") + run +
+            QStringLiteral("SezInt.saID LEFT JOIN Nazioni ON ModInt.nazID = Nazioni.nazID "
+                           "ORDER BY run.ord, ModInt.tipoMod, ModInt.miID"));
+
+    // Operation rows of the MG modules of the schede RIF.
+    add(QStringLiteral("SELECT Codice, qta, umi FROM RecRif WHERE (mrID = ?) ORDER BY Posizione, Codice, %1")
+            .arg(schema::table(QStringLiteral("RecRif"))->key),
+        QStringLiteral("SELECT run.ord, RecRif.mrID, RecRif.Codice, RecRif.qta, RecRif.umi FROM RecRif "
+                       "INNER JOIN ModRif ON ModRif.mrID = RecRif.mrID") + rifJoin +
+            QStringLiteral(" ORDER BY run.ord, RecRif.Posizione, RecRif.Codice, RecRif.") +
+            schema::table(QStringLiteral("RecRif"))->key);
+
+    // Packaging, electrical equipment and vehicles: rows, modules, operations.
+    struct Family {
+        const char *name, *sez, *key, *modKey, *rowKey, *modOrder;
+    };
+    for (const Family &f : {Family{"Imb", "SezImb", "siID", "mbID", "riID", "rifCod, tipoMod, mbFlag, mbID"},
+                            Family{"Raee", "SezRaee", "srID", "msrID", "rsrID", "rifCod, tipoMod, msrID"},
+                            Family{"Vfu", "SezVfu", "vfuID", "mvID", "rvID", "rifCod, tipoMod, mvID"}}) {
+        const QString fam = QString::fromLatin1(f.name), sez = QString::fromLatin1(f.sez);
+        const QString key = QString::fromLatin1(f.key), modKey = QString::fromLatin1(f.modKey);
+        const QString rec = QStringLiteral("Rec") + fam, mod = QStringLiteral("Mod") + fam;
+        const QString recMod = QStringLiteral("RecMod") + fam;
+        const QString sezJoin = QStringLiteral(" INNER JOIN %1 ON %1.%2 = ").arg(sez, key);
+        add(QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?) ORDER BY rifCod, Posizione, %3").arg(rec, key, QLatin1String(f.rowKey)),
+            QStringLiteral("SELECT run.ord, %1.%2, %1.* FROM %1").arg(rec, key) + sezJoin + rec + u'.' + key + run + sez +
+                QStringLiteral(".saID ORDER BY run.ord, %1.rifCod, %1.Posizione, %1.%2").arg(rec, QLatin1String(f.rowKey)));
+        QString modOrder;
+        for (const QString &o : QString::fromLatin1(f.modOrder).split(QStringLiteral(", ")))
+            modOrder += QStringLiteral(", ") + mod + u'.' + o;
+        add(QStringLiteral("SELECT %1.*, Nazioni.nazDesc AS nazDesc FROM %1 LEFT JOIN Nazioni ON "
+                           "%1.nazID = Nazioni.nazID WHERE (%1.%2 = ?) ORDER BY %3")
+                .arg(mod, key, QLatin1String(f.modOrder)),
+            QStringLiteral("SELECT run.ord, %1.%2, %1.*, Nazioni.nazDesc AS nazDesc FROM %1").arg(mod, key) + sezJoin +
+                mod + u'.' + key + run + sez +
+                QStringLiteral(".saID LEFT JOIN Nazioni ON %1.nazID = Nazioni.nazID ORDER BY run.ord").arg(mod) + modOrder);
+        const QString opKey = schema::table(recMod)->key;
+        add(QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice, %3")
+                .arg(recMod, modKey, opKey),
+            QStringLiteral("SELECT run.ord, %1.%2, %1.Codice, %1.qta, %1.umi FROM %1 INNER JOIN %3 ON %3.%2 = %1.%2")
+                    .arg(recMod, modKey, mod) +
+                sezJoin + mod + u'.' + key + run + sez +
+                QStringLiteral(".saID ORDER BY run.ord, %1.Posizione, %1.Codice, %1.%2").arg(recMod, opKey));
+    }
+}
+
+bool expClass::setOrder(const QList<qint64> &saIDs)
+{
+    endRun();
+    QSqlDatabase db = db_.current();
+    QSqlQuery q(db);
+    if (!q.exec(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_export_run "
+                               "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"))
+        || !q.exec(QStringLiteral("DELETE FROM qor_export_run"))
+        || !q.prepare(QStringLiteral("INSERT INTO qor_export_run (ord, saID) VALUES (?, ?)")))
+        return false;   // every declaration is read statement by statement then
+    const bool own = db.transaction();
+    for (qint64 i = 0; i < saIDs.size(); ++i) {
+        q.bindValue(0, i);
+        q.bindValue(1, saIDs.at(i));
+        if (!q.exec()) {
+            if (own)
+                db.rollback();
+            place_.clear();
+            return false;
+        }
+        if (!place_.contains(saIDs.at(i)))
+            place_.insert(saIDs.at(i), i);
+    }
+    if (own && !db.commit()) {
+        place_.clear();
+        return false;
+    }
+    addSources();
+    return true;
+}
+
+bool expClass::fromRun(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out)
+{
+    if (current_ < 0 || params.size() != 1)
+        return false;
+    Source *s = sources_.value(sql);
+    if (!s || !s->load(current_))
+        return false;
+    out.clear();
+    auto it = s->groups.find(params.front().toLongLong());
+    if (it != s->groups.end()) {
+        out = std::move(*it);
+        s->groups.erase(it);
+    }
+    return true;
 }
 
 int expClass::controlValue(const QByteArray &start30, qint32 total)
@@ -111,8 +309,17 @@ bool expClass::open(const QString &path)
     return true;
 }
 
+void expClass::endRun()
+{
+    qDeleteAll(sources_);
+    sources_.clear();
+    place_.clear();
+    current_ = -1;
+}
+
 void expClass::abort()
 {
+    endRun();
     st_.reset();
     if (file_.isOpen())
         file_.close();
@@ -135,7 +342,7 @@ void expClass::renew(QVariantMap &row, const QString &prv, const QString &com) c
 
 bool expClass::rows(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out)
 {
-    if (!st_->rows(sql, params, out))
+    if (!fromRun(sql, params, out) && !st_->rows(sql, params, out))
         return false;
     for (QVariantMap &m : out) {
         renew(m, lc("prvistat"), lc("comistat"));
@@ -250,6 +457,7 @@ bool expClass::write(qint64 saID)
         return false;
     Decl d;
     d.saID = saID;
+    current_ = place_.value(saID, -1);
     std::vector<QVariantMap> r;
     if (!rows(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {saID}, r) || r.empty()) {
         msg_.critical(QStringLiteral("Attenzione, dichiarazione ") + QString::number(saID) +
@@ -671,6 +879,7 @@ bool expClass::close()
         return false;
     }
     file_.close();
+    endRun();
     st_.reset();
     return true;
 }
@@ -683,6 +892,7 @@ ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
     expClass &e = engine ? *engine : own;
     if (!e.open(path))
         return ExportResult::Failed;
+    e.setOrder(saIDs);
     qint64 done = 0;
     for (qint64 id : saIDs) {
         if (!e.write(id))

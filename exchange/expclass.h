@@ -32,6 +32,10 @@ public:
     ~expClass();
 
     bool open(const QString &path);
+    // The declarations the run will write, in order: each table is then read
+    // once for all of them instead of once per declaration and scheda
+    // (optional; write() of a declaration outside the order still works).
+    bool setOrder(const QList<qint64> &saIDs);
     bool write(qint64 saID);
     bool close();
     // Closes and deletes the file (cancel or failure).
@@ -72,8 +76,16 @@ private:
     bool writeFamilyModules(Decl &d, const QString &family, const QVariantMap &start,
                             qint64 parent, int *nRT, int *nTE, int *nDR, const QString &scheda);
 
+    struct Source;
+    bool fromRun(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out);
+    void addSources();
+    void endRun();
+
     dbClass &db_;
     Messages &msg_;
+    QHash<QString, Source *> sources_;   // by the statement they stand for
+    QHash<qint64, qint64> place_;         // saID -> place in the order
+    qint64 current_ = -1;                 // place of the declaration being written
     QFile file_;
     QString path_;
     std::array<int, 29> counters_{};

@@ -1,7 +1,7 @@
 #include "exchange/importer.h"
 
-#include "exchange/comchanged.h"
 #include "exchange/layouts.h"
+#include "refdata/lookups.h"
 #include "exchange/statements.h"
 #include "shell/schema/schema.h"
 #include "shell/dbclass.h"
@@ -47,7 +47,7 @@ QString operationFlags(const QVariant &list, QChar letter)
 
 class Loader {
 public:
-    Loader(dbClass &db, Messages &msg) : db_(db), st_(db.current(), msg), conv_(db.current())
+    Loader(dbClass &db, Messages &msg) : db_(db), st_(db.current(), msg), conv_(db)
     {
         QSqlQuery q = db_.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni ORDER BY nazID"));
         while (q.next()) {
@@ -82,7 +82,7 @@ private:
 
     dbClass &db_;
     Statements st_;
-    comChanged conv_;
+    refdata::comChanged conv_;
     QHash<QString, QVariant> nations_;
     bool inTransaction_ = false;
     bool skipping_ = false;
@@ -194,10 +194,11 @@ bool Loader::declaration(const QVariantMap &v, const Layout &l)
     a.insert(lc("codfisc"), v.value(lc("#codfisc")));
     a.insert(lc("saanno"), qorClass::Year);
     for (auto [p, c] : {std::pair{"prvistat", "comistat"}, {"slprvistat", "slcomistat"}}) {
-        comChanged::Successor s;
-        if (conv_.lookup(a.value(lc(p)).toInt(), a.value(lc(c)).toInt(), &s)) {
-            a.insert(lc(p), s.prv);
-            a.insert(lc(c), s.com);
+        int prv = 0, com = 0;
+        QString cap;
+        if (conv_.lookup(a.value(lc(p)).toInt(), a.value(lc(c)).toInt(), prv, com, cap)) {
+            a.insert(lc(p), prv);
+            a.insert(lc(c), com);
         }
     }
     const PresenceTest present = presenceTest({a.value(lc("codfisc")), a.value(lc("ragsoc")), a.value(lc("via")),
@@ -474,6 +475,29 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         return r;
     }
     f.readLine();
+    // A larger page cache for the length of the load: the inserts touch the
+    // tables and their indexes all over, and the default cache of about 2 MB
+    // makes SQLite read the same pages again and again. Journal and
+    // synchronous modes stay as they are: the committed data is as safe as
+    // after any other write.
+    struct Cache {
+        QSqlDatabase db;
+        QVariant before;
+        explicit Cache(QSqlDatabase c) : db(c)
+        {
+            if (db.driverName() != QLatin1String("QSQLITE"))
+                return;
+            QSqlQuery q(db);
+            if (q.exec(QStringLiteral("PRAGMA cache_size")) && q.next())
+                before = q.value(0);
+            q.exec(QStringLiteral("PRAGMA cache_size = -32768"));
+        }
+        ~Cache()
+        {
+            if (before.isValid())
+                QSqlQuery(db).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(before.toLongLong()));
+        }
+    } cache(db.current());
     Loader loader(db, msg);
     if (!loader.begin()) {
         r.status = ImportResult::Failed;

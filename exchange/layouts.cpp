@@ -6,6 +6,9 @@
 #include <QDate>
 #include <QHash>
 
+#include <algorithm>
+#include <cstring>
+
 namespace exch {
 
 int Field::size() const
@@ -570,13 +573,27 @@ bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QSt
 
 namespace {
 
-QVariant decodeQty(const QByteArray &b)
+QVariant decodeQty(const char *p, qsizetype n)
 {
     // "0001234,500": seven digits, comma, three digits.
-    const int comma = b.indexOf(',');
-    if (comma < 0)
+    const char *comma = static_cast<const char *>(memchr(p, ',', size_t(n)));
+    if (!comma)
         return qint64(0);
-    return b.left(comma).trimmed().toLongLong() * 1000 + b.mid(comma + 1, 3).toLongLong();
+    const qsizetype whole = comma - p;
+    return QByteArray::fromRawData(p, whole).trimmed().toLongLong() * 1000
+        + QByteArray::fromRawData(comma + 1, std::min<qsizetype>(3, n - whole - 1)).toLongLong();
+}
+
+// Text of a field without its trailing spaces, through the code page.
+QString decodeText(const char *p, qsizetype n)
+{
+    while (n > 0 && p[n - 1] == ' ')
+        --n;
+    QString s(n, Qt::Uninitialized);
+    QChar *d = s.data();
+    for (qsizetype i = 0; i < n; ++i)
+        d[i] = QChar(cp1252::toUnicode(static_cast<unsigned char>(p[i])));
+    return s;
 }
 
 } // namespace
@@ -584,37 +601,55 @@ QVariant decodeQty(const QByteArray &b)
 QVariantMap decodeLine(const Layout &l, const QByteArray &line)
 {
     QVariantMap m;
-    int pos = 0;
+    qsizetype pos = 0;
+    const char *data = line.constData();
+    const qsizetype size = line.size();
+    // The part of a field inside the line (a short line gives short fields).
+    auto field = [&](qsizetype at, qsizetype n, qsizetype *len) {
+        if (at >= size) {
+            *len = 0;
+            return data + size;
+        }
+        *len = std::min(n, size - at);
+        return data + at;
+    };
     if (l.index >= 0) {
-        m.insert(QStringLiteral("#year"), line.mid(3, 4).toInt());
-        m.insert(QStringLiteral("#codfisc"), cp1252::decode(line.mid(8, 16)).trimmed());
-        m.insert(QStringLiteral("#key"), QString::fromLatin1(line.mid(25, 15)));
+        qsizetype n = 0;
+        const char *p = field(3, 4, &n);
+        bool ok = false;
+        m.insert(QStringLiteral("#year"), QByteArray::fromRawData(p, n).toInt(&ok));
+        p = field(8, 16, &n);
+        m.insert(QStringLiteral("#codfisc"), decodeText(p, n).trimmed());
+        p = field(25, 15, &n);
+        m.insert(QStringLiteral("#key"), QString::fromLatin1(p, n));
         pos = PrefixLength;
     }
     for (const Field &f : l.fields) {
-        const QByteArray b = line.mid(pos, f.size() - 1);
+        const int w = f.size() - 1;
+        qsizetype n = 0;
+        const char *p = field(pos, w, &n);
         pos += f.size();
         QVariant v;
         switch (f.enc) {
         case Enc::Text: {
-            QString s = cp1252::decode(b);
-            while (s.endsWith(u' '))
-                s.chop(1);
+            QString s = decodeText(p, n);
             v = s.isEmpty() ? QVariant() : QVariant(s);
             break;
         }
-        case Enc::Number: v = b.toLongLong(); break;
-        case Enc::Flag: v = b == "1" ? 1 : 0; break;
-        case Enc::Date:
+        case Enc::Number: v = QByteArray::fromRawData(p, n).toLongLong(); break;
+        case Enc::Flag: v = (n == 1 && p[0] == '1') ? 1 : 0; break;
+        case Enc::Date: {
+            const QByteArray b = QByteArray::fromRawData(p, n);
             v = b.trimmed().isEmpty()
                     ? QVariant()
                     : QVariant(QDate::fromString(QString::fromLatin1(b), QStringLiteral("yyyyMMdd"))
                                    .toString(Qt::ISODate));
             break;
-        case Enc::Qty: v = decodeQty(b); break;
+        }
+        case Enc::Qty: v = decodeQty(p, n); break;
         case Enc::QtyUnit: {
-            v = decodeQty(b.left(11));
-            m.insert(f.unit, b.mid(12, 1).toInt());
+            v = decodeQty(p, std::min<qsizetype>(11, n));
+            m.insert(f.unit, n > 12 ? QByteArray::fromRawData(p + 12, 1).toInt() : 0);
             break;
         }
         case Enc::Fixed: continue;

@@ -71,30 +71,54 @@ bool Statements::rows(const QString &sql, const QVariantList &params, std::vecto
 
 qint64 Statements::insert(const QString &table, const QString &key, const QVariantMap &values)
 {
-    QStringList cols, marks;
+    // Null values are left out: the column takes its default, which is null
+    // or, for flags, 0 (a flag is never null). The statement of a table and a
+    // set of columns is looked up by a short key and built only the first
+    // time; binding fewer values is most of the cost of an insert.
+    QString id = table;
+    id.reserve(table.size() + 16 * values.size());
+    id += u'|';
     QVariantList params;
+    params.reserve(values.size());
     for (auto it = values.begin(); it != values.end(); ++it) {
-        cols << it.key();
-        marks << QStringLiteral("?");
+        if (it.value().isNull())
+            continue;
+        id += it.key();
+        id += u',';
         params << it.value();
     }
-    QString sql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                      .arg(table, cols.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")));
-    if (!key.isEmpty())
-        sql += QStringLiteral(" RETURNING ") + key;
-    QSqlQuery *q = run(sql, params);
+    id += u'|';
+    id += key;
+    auto sql = insertSql_.constFind(id);
+    if (sql == insertSql_.constEnd()) {
+        QStringList cols, marks;
+        for (auto it = values.begin(); it != values.end(); ++it) {
+            if (it.value().isNull())
+                continue;
+            cols << it.key();
+            marks << QStringLiteral("?");
+        }
+        QString text = cols.isEmpty()
+                           ? QStringLiteral("INSERT INTO %1 DEFAULT VALUES").arg(table)
+                           : QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                                 .arg(table, cols.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")));
+        if (!key.isEmpty())
+            text += QStringLiteral(" RETURNING ") + key;
+        sql = insertSql_.insert(id, text);
+    }
+    QSqlQuery *q = run(*sql, params);
     if (!q)
         return -1;
-    qint64 id = 0;
+    qint64 rowId = 0;
     if (!key.isEmpty()) {
         if (!q->next()) {
-            msg_.errorReport({}, 0, q->lastError().text(), sql);
+            msg_.errorReport({}, 0, q->lastError().text(), *sql);
             return -1;
         }
-        id = q->value(0).toLongLong();
+        rowId = q->value(0).toLongLong();
     }
     q->finish();
-    return id;
+    return rowId;
 }
 
 } // namespace exch

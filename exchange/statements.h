@@ -38,6 +38,7 @@ private:
     QSqlDatabase db_;
     Messages &msg_;
     QHash<QString, Entry *> cache_;
+    QHash<QString, QString> insertSql_;   // table|columns|key -> INSERT statement
 
 public:
     ~Statements() { qDeleteAll(cache_); }

@@ -1,9 +1,13 @@
 #include "verify/declaration.h"
 
+#include "shell/schema/schema.h"
+
 #include <QHash>
 #include <QSet>
 #include <QSqlError>
 #include <QSqlRecord>
+
+#include <memory>
 
 namespace verify {
 
@@ -115,17 +119,25 @@ bool Declaration::onlyAnagrafica() const
 
 namespace {
 
-// Column access by name on a result set, each index looked up once (keyed
-// by the address of the name, which is always a literal or a fixed table).
+// Column access by name on the result of a prepared statement, each index
+// looked up once for the life of the statement (keyed by the address of the
+// name, which is always a literal or a fixed table): reading the result's
+// record costs more than reading a row.
 class Columns {
 public:
-    explicit Columns(const QSqlQuery &q) : rec_(q.record()) {}
+    // The record of the statement, read after its first execution.
+    Columns &of(const QSqlQuery &q)
+    {
+        if (!rec_)
+            rec_ = std::make_unique<QSqlRecord>(q.record());
+        return *this;
+    }
     int index(const char *name)
     {
         auto it = cache_.constFind(name);
         if (it != cache_.constEnd())
             return *it;
-        const int i = rec_.indexOf(QString::fromLatin1(name));
+        const int i = rec_->indexOf(QString::fromLatin1(name));
         cache_.insert(name, i);
         return i;
     }
@@ -142,7 +154,7 @@ public:
     }
 
 private:
-    QSqlRecord rec_;
+    std::unique_ptr<QSqlRecord> rec_;
     QHash<const void *, int> cache_;
 };
 
@@ -195,96 +207,196 @@ const StreamTables Raee{"SezRaee", "srID", "RecRaee", "rsrID", "Posizione, RecRa
 
 } // namespace
 
+// The columns of a table the checks read, as a select list: only those the
+// table has (a module table lacks some of the others' columns, which then
+// read as null, as with "SELECT *"). Fetching a row converts every column it
+// has, so the list is kept to what is read.
+QString pick(const QString &table, std::initializer_list<const char *> wanted,
+             const std::vector<std::pair<const char *, const char *>> &pairs = {})
+{
+    const schema::Table *t = schema::table(table);
+    QStringList out;
+    auto add = [&](const char *name) {
+        const schema::Column *c = t ? schema::column(*t, QString::fromLatin1(name)) : nullptr;
+        if (c && !out.contains(table + u'.' + c->name))
+            out << table + u'.' + c->name;
+    };
+    for (const char *w : wanted)
+        add(w);
+    for (const auto &[q, u] : pairs) {
+        add(q);
+        add(u);
+    }
+    if (!t || out.isEmpty())
+        return table + QStringLiteral(".*");
+    return out.join(QStringLiteral(", "));
+}
+
+std::initializer_list<const char *> moduleColumns()
+{
+    static const std::initializer_list<const char *> c = {
+        "tipoMod", "Privati", "nazID", "discDep", "disc191", "mbFlag", "rifCod", "qtaMod", "umiMod",
+        "qtaSmalt", "umiSmalt", "qtaDep", "umiDep", "qta191", "umi191", "qtaInc", "umiInc", "qtaDisc", "umiDisc"};
+    return c;
+}
+
+QString modulePick(const QString &table, const char *key, const char *parent)
+{
+    QString cols = pick(table, {key, parent});
+    const QString more = pick(table, moduleColumns());
+    return cols + QStringLiteral(", ") + more;
+}
+
+// A statement run once for the whole selection: its rows come ordered by
+// the declaration's place in the selection (column qor_ord), then as the
+// checks want them, and each declaration takes its own rows as the run
+// reaches it. One execution per table instead of one per table and
+// declaration: executing a statement costs far more than reading a row.
+struct Cursor {
+    QSqlQuery q;
+    Columns c;
+    bool started = false, has = false;
+    qint64 ord = -1;
+
+    void advance()
+    {
+        has = q.next();
+        ord = has ? c.num(q, "qor_ord") : -1;
+    }
+    // Moves to the first row of the declaration at place k.
+    bool seek(qint64 k, QString *error)
+    {
+        if (!started) {
+            started = true;
+            if (!q.exec()) {
+                *error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
+                return false;
+            }
+            c.of(q);
+            advance();
+        }
+        while (has && ord < k)
+            advance();
+        return true;
+    }
+    bool here(qint64 k) const { return has && ord == k; }
+};
+
 struct Loader::Impl {
     QSqlDatabase db;
-    QSqlQuery rif, rifMods, rifOps, sint, intMods, aut;
+    Cursor rif, rifMods, rifOps, sint, intMods, aut;
     struct Stream {
         const StreamTables *t;
-        QSqlQuery sez, rows, mods, ops;
+        Cursor sez, rows, mods, ops;
     };
     std::vector<Stream> streams;
+    QHash<qint64, qint64> place;   // saID -> place in the selection
     QString error;
-    // Declarations that have rows in each section table, read once per run
-    // so that absent sections cost no query.
-    QSet<qint64> hasRif, hasInt, hasAut, hasStream[3];
 
-    bool readPresence(QSet<qint64> &set, const char *table)
+    // The run table joined to every statement: the selection in its order.
+    bool fillRun(const std::vector<qint64> &order)
     {
         QSqlQuery q(db);
-        q.setForwardOnly(true);
-        if (!q.exec(QStringLiteral("SELECT DISTINCT saID FROM %1").arg(QLatin1String(table)))) {
+        if (!q.exec(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_verify_run "
+                                   "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"))
+            || !q.exec(QStringLiteral("DELETE FROM qor_verify_run"))
+            || !q.prepare(QStringLiteral("INSERT INTO qor_verify_run (ord, saID) VALUES (?, ?)"))) {
             error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
             return false;
         }
-        while (q.next())
-            set.insert(q.value(0).toLongLong());
-        return true;
+        // In one transaction unless the caller has one open.
+        const bool own = db.transaction();
+        for (size_t i = 0; i < order.size(); ++i) {
+            q.bindValue(0, qint64(i));
+            q.bindValue(1, order[i]);
+            if (!q.exec()) {
+                error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
+                if (own)
+                    db.rollback();
+                return false;
+            }
+            place.insert(order[i], qint64(i));
+        }
+        return !own || db.commit();
     }
 
-    bool prepare(QSqlQuery &q, const QString &sql)
+    // sql: "SELECT <columns> FROM <tables> WHERE <condition> ORDER BY <order>"
+    // pieces, with the declaration's saID column given: the run joins it.
+    bool prepare(Cursor &c, const QString &columns, const QString &from, const QString &saID,
+                 const QString &where, const QString &order)
     {
-        q = QSqlQuery(db);
-        q.setForwardOnly(true);
-        if (!q.prepare(sql)) {
-            error = q.lastError().text() + QStringLiteral("\n") + sql;
-            return false;
-        }
-        return true;
-    }
-    bool exec(QSqlQuery &q, qint64 saID)
-    {
-        q.bindValue(0, saID);
-        if (!q.exec()) {
-            error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
+        const QString sql = QStringLiteral("SELECT %1, run.ord AS qor_ord FROM %2 INNER JOIN qor_verify_run AS run "
+                                           "ON run.saID = %3%4 ORDER BY run.ord, %5")
+                                .arg(columns, from, saID,
+                                     where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where, order);
+        c.q = QSqlQuery(db);
+        c.q.setForwardOnly(true);
+        if (!c.q.prepare(sql)) {
+            error = c.q.lastError().text() + QStringLiteral("\n") + sql;
             return false;
         }
         return true;
     }
 };
 
-Loader::Loader(QSqlDatabase db) : p_(std::make_unique<Impl>())
+Loader::Loader(QSqlDatabase db, const std::vector<qint64> &order) : p_(std::make_unique<Impl>())
 {
     p_->db = db;
     Impl &p = *p_;
-    bool ok = p.prepare(p.rif, QStringLiteral("SELECT * FROM SezRif WHERE (saID = ?) ORDER BY rifCod, rifID"));
+    bool ok = p.fillRun(order);
+    ok = ok && p.prepare(p.rif, pick(QStringLiteral("SezRif"), {"rifID", "rifCod"},
+                                              {{"qtaProd", "umiProd"}, {"qtaTerzi", "umiTerzi"}, {"qtaFuori", "umiFuori"},
+                                               {"qtaTras", "umiTras"}, {"qtaCons", "umiCons"}, {"qtaGiacRec", "umiGiacRec"},
+                                               {"qtaGiacSmalt", "umiGiacSmalt"}, {"qtaRec", "umiRec"}, {"qtaSmalt", "umiSmalt"}}), QStringLiteral("SezRif"), QStringLiteral("SezRif.saID"),
+                         {}, QStringLiteral("SezRif.rifCod, SezRif.rifID"));
     // RT modules are numbered in Privati, mrID order; the other types by mrID.
-    ok = ok && p.prepare(p.rifMods, QStringLiteral(
-        "SELECT ModRif.* FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID "
-        "WHERE (SezRif.saID = ?) ORDER BY ModRif.rifID, ModRif.tipoMod, "
-        "CASE WHEN ModRif.tipoMod = 1 THEN ModRif.Privati ELSE 0 END, ModRif.mrID"));
-    ok = ok && p.prepare(p.rifOps, QStringLiteral(
-        "SELECT RecRif.mrID AS owner, RecRif.Posizione, RecRif.Codice, RecRif.qta, RecRif.umi "
-        "FROM (RecRif INNER JOIN ModRif ON RecRif.mrID = ModRif.mrID) "
-        "INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID "
-        "WHERE (SezRif.saID = ?) ORDER BY RecRif.mrID, RecRif.Posizione, RecRif.Codice"));
-    ok = ok && p.prepare(p.sint, QStringLiteral("SELECT * FROM SezInt WHERE (saID = ?) ORDER BY rifCod, intID"));
-    ok = ok && p.prepare(p.intMods, QStringLiteral(
-        "SELECT ModInt.* FROM ModInt INNER JOIN SezInt ON ModInt.intID = SezInt.intID "
-        "WHERE (SezInt.saID = ?) ORDER BY ModInt.intID, ModInt.tipoMod, ModInt.miID"));
-    ok = ok && p.prepare(p.aut, QStringLiteral("SELECT * FROM SaAut WHERE (saID = ?) ORDER BY suID"));
+    ok = ok && p.prepare(p.rifMods, modulePick(QStringLiteral("ModRif"), "mrID", "rifID"),
+                         QStringLiteral("ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID"),
+                         QStringLiteral("SezRif.saID"), {},
+                         QStringLiteral("ModRif.rifID, ModRif.tipoMod, "
+                                        "CASE WHEN ModRif.tipoMod = 1 THEN ModRif.Privati ELSE 0 END, ModRif.mrID"));
+    ok = ok && p.prepare(p.rifOps,
+                         QStringLiteral("RecRif.mrID AS owner, RecRif.Posizione, RecRif.Codice, RecRif.qta, RecRif.umi"),
+                         QStringLiteral("(RecRif INNER JOIN ModRif ON RecRif.mrID = ModRif.mrID) "
+                                        "INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID"),
+                         QStringLiteral("SezRif.saID"), {},
+                         QStringLiteral("RecRif.mrID, RecRif.Posizione, RecRif.Codice"));
+    ok = ok && p.prepare(p.sint, pick(QStringLiteral("SezInt"), {"intID", "rifCod", "intQta", "intUmi"}), QStringLiteral("SezInt"), QStringLiteral("SezInt.saID"),
+                         {}, QStringLiteral("SezInt.rifCod, SezInt.intID"));
+    ok = ok && p.prepare(p.intMods, modulePick(QStringLiteral("ModInt"), "miID", "intID"),
+                         QStringLiteral("ModInt INNER JOIN SezInt ON ModInt.intID = SezInt.intID"),
+                         QStringLiteral("SezInt.saID"), {},
+                         QStringLiteral("ModInt.intID, ModInt.tipoMod, ModInt.miID"));
+    ok = ok && p.prepare(p.aut, pick(QStringLiteral("SaAut"),
+                                              {"suEstremi", "suDataRil", "suDataScad", "suEnte", "suTipo", "suRecupero",
+                                               "suSmaltimento", "suVFU", "suRAEE", "Incenerimento", "Coincenerimento",
+                                               "incQta", "conQta", "crClass1", "crClass2", "crClass3", "crQta1",
+                                               "crQta2", "crQta3"}), QStringLiteral("SaAut"), QStringLiteral("SaAut.saID"), {},
+                         QStringLiteral("SaAut.suID"));
     for (const StreamTables *t : {&Vfu, &Imb, &Raee}) {
         Impl::Stream s;
         s.t = t;
         const QString sez = QString::fromLatin1(t->sez), key = QString::fromLatin1(t->key);
         const QString rows = QString::fromLatin1(t->rows), mods = QString::fromLatin1(t->mods);
         const QString modKey = QString::fromLatin1(t->modKey), ops = QString::fromLatin1(t->ops);
-        ok = ok && p.prepare(s.sez, QStringLiteral("SELECT * FROM %1 WHERE (saID = ?) ORDER BY %2").arg(sez, key));
-        ok = ok && p.prepare(s.rows, QStringLiteral(
-            "SELECT %3.* FROM %3 INNER JOIN %1 ON %3.%2 = %1.%2 WHERE (%1.saID = ?) "
-            "ORDER BY %3.%2, %3.%4").arg(sez, key, rows, QString::fromLatin1(t->rowOrder)));
-        ok = ok && p.prepare(s.mods, QStringLiteral(
-            "SELECT %3.* FROM %3 INNER JOIN %1 ON %3.%2 = %1.%2 WHERE (%1.saID = ?) "
-            "ORDER BY %3.%2, %3.tipoMod, %3.%4").arg(sez, key, mods, modKey));
-        ok = ok && p.prepare(s.ops, QStringLiteral(
-            "SELECT %5.%4 AS owner, %5.Posizione, %5.Codice, %5.qta, %5.umi "
-            "FROM (%5 INNER JOIN %3 ON %5.%4 = %3.%4) INNER JOIN %1 ON %3.%2 = %1.%2 "
-            "WHERE (%1.saID = ?) ORDER BY %5.%4, %5.Posizione, %5.Codice")
-                                   .arg(sez, key, mods, modKey, ops));
+        const QString saID = sez + QStringLiteral(".saID");
+        std::vector<std::pair<const char *, const char *>> sezPairs = t->amounts;
+        for (int i = 1; i <= 15; ++i)
+            sezPairs.emplace_back(MaterialQta[i], MaterialUmi[i]);
+        ok = ok && p.prepare(s.sez, pick(sez, {t->key, "vfuTipo", "srTipo", "srRAEE"}, sezPairs), sez, saID, {},
+                             sez + u'.' + key);
+        ok = ok && p.prepare(s.rows, pick(rows, {t->key, "Posizione", "rifCod", "allAcc", "qta", "umi"}),
+                             QStringLiteral("%3 INNER JOIN %1 ON %3.%2 = %1.%2").arg(sez, key, rows), saID, {},
+                             QStringLiteral("%1.%2, %1.%3").arg(rows, key, QString::fromLatin1(t->rowOrder)));
+        ok = ok && p.prepare(s.mods, modulePick(mods, t->modKey, t->key),
+                             QStringLiteral("%3 INNER JOIN %1 ON %3.%2 = %1.%2").arg(sez, key, mods), saID, {},
+                             QStringLiteral("%1.%2, %1.tipoMod, %1.%3").arg(mods, key, modKey));
+        ok = ok && p.prepare(s.ops, QStringLiteral("%1.%2 AS owner, %1.Posizione, %1.Codice, %1.qta, %1.umi").arg(ops, modKey),
+                             QStringLiteral("(%5 INNER JOIN %3 ON %5.%4 = %3.%4) INNER JOIN %1 ON %3.%2 = %1.%2")
+                                 .arg(sez, key, mods, modKey, ops),
+                             saID, {}, QStringLiteral("%1.%2, %1.Posizione, %1.Codice").arg(ops, modKey));
         p.streams.push_back(std::move(s));
     }
-    ok = ok && p.readPresence(p.hasRif, "SezRif") && p.readPresence(p.hasInt, "SezInt")
-        && p.readPresence(p.hasAut, "SaAut") && p.readPresence(p.hasStream[0], "SezVfu")
-        && p.readPresence(p.hasStream[1], "SezImb") && p.readPresence(p.hasStream[2], "SezRaee");
     if (!ok)
         error_ = p.error;
 }
@@ -293,18 +405,18 @@ Loader::~Loader() = default;
 
 namespace {
 
-// Reads the operation rows of a run of modules and hangs them on their owner.
-bool attachOps(QSqlQuery &q, QHash<qint64, Module *> &byId)
+// Reads the operation rows of the declaration at place k and hangs them on
+// their module.
+void attachOps(Cursor &cur, qint64 k, QHash<qint64, Module *> &byId)
 {
-    Columns c(q);
-    while (q.next()) {
-        Module *m = byId.value(c.num(q, "owner"));
+    Columns &c = cur.c;
+    for (; cur.here(k); cur.advance()) {
+        Module *m = byId.value(c.num(cur.q, "owner"));
         if (!m)
             continue;
-        m->ops.push_back({int(c.num(q, "Posizione")), c.text(q, "Codice").trimmed(),
-                          c.kg(q, "qta", "umi")});
+        m->ops.push_back({int(c.num(cur.q, "Posizione")), c.text(cur.q, "Codice").trimmed(),
+                          c.kg(cur.q, "qta", "umi")});
     }
-    return true;
 }
 
 } // namespace
@@ -320,25 +432,38 @@ bool Loader::load(Declaration &d)
     d.vfu.clear();
     d.imb.clear();
     d.raee.clear();
+    const auto at = p.place.constFind(d.saID);
+    if (at == p.place.constEnd()) {
+        error_ = QStringLiteral("Dichiarazione %1 fuori dalla selezione.").arg(d.saID);
+        return false;
+    }
+    const qint64 k = *at;
+    auto seek = [&](Cursor &c) {
+        if (c.seek(k, &p.error))
+            return true;
+        error_ = p.error;
+        return false;
+    };
 
     // ---- scheda RIF and modules ----
-    if (p.hasRif.contains(d.saID) && !p.exec(p.rif, d.saID))
-        return error_ = p.error, false;
-    if (p.hasRif.contains(d.saID)) {
-        Columns c(p.rif);
-        while (p.rif.next()) {
+    if (!seek(p.rif))
+        return false;
+    {
+        Columns &c = p.rif.c;
+        QSqlQuery &q = p.rif.q;
+        for (; p.rif.here(k); p.rif.advance()) {
             RifScheda s;
-            s.id = c.num(p.rif, "rifID");
-            s.rifCod = c.text(p.rif, "rifCod");
-            s.prod = c.kg(p.rif, "qtaProd", "umiProd");
-            s.terzi = c.kg(p.rif, "qtaTerzi", "umiTerzi");
-            s.fuori = c.kg(p.rif, "qtaFuori", "umiFuori");
-            s.tras = c.kg(p.rif, "qtaTras", "umiTras");
-            s.cons = c.kg(p.rif, "qtaCons", "umiCons");
-            s.giacRec = c.kg(p.rif, "qtaGiacRec", "umiGiacRec");
-            s.giacSmalt = c.kg(p.rif, "qtaGiacSmalt", "umiGiacSmalt");
-            s.rec = c.kg(p.rif, "qtaRec", "umiRec");
-            s.smalt = c.kg(p.rif, "qtaSmalt", "umiSmalt");
+            s.id = c.num(q, "rifID");
+            s.rifCod = c.text(q, "rifCod");
+            s.prod = c.kg(q, "qtaProd", "umiProd");
+            s.terzi = c.kg(q, "qtaTerzi", "umiTerzi");
+            s.fuori = c.kg(q, "qtaFuori", "umiFuori");
+            s.tras = c.kg(q, "qtaTras", "umiTras");
+            s.cons = c.kg(q, "qtaCons", "umiCons");
+            s.giacRec = c.kg(q, "qtaGiacRec", "umiGiacRec");
+            s.giacSmalt = c.kg(q, "qtaGiacSmalt", "umiGiacSmalt");
+            s.rec = c.kg(q, "qtaRec", "umiRec");
+            s.smalt = c.kg(q, "qtaSmalt", "umiSmalt");
             d.rif.push_back(std::move(s));
         }
     }
@@ -346,128 +471,119 @@ bool Loader::load(Declaration &d)
         QHash<qint64, RifScheda *> schede;
         for (RifScheda &s : d.rif)
             schede.insert(s.id, &s);
-        if (!p.exec(p.rifMods, d.saID))
-            return error_ = p.error, false;
-        Columns c(p.rifMods);
-        while (p.rifMods.next())
-            if (RifScheda *s = schede.value(c.num(p.rifMods, "rifID")))
-                s->mods.push_back(readModule(p.rifMods, c, "mrID"));
+        if (!seek(p.rifMods))
+            return false;
+        Columns &c = p.rifMods.c;
+        for (; p.rifMods.here(k); p.rifMods.advance())
+            if (RifScheda *s = schede.value(c.num(p.rifMods.q, "rifID")))
+                s->mods.push_back(readModule(p.rifMods.q, c, "mrID"));
         QHash<qint64, Module *> byId;
         for (RifScheda &s : d.rif)
             for (Module &m : s.mods)
                 byId.insert(m.id, &m);
         if (!byId.isEmpty()) {
-            if (!p.exec(p.rifOps, d.saID))
-                return error_ = p.error, false;
-            attachOps(p.rifOps, byId);
+            if (!seek(p.rifOps))
+                return false;
+            attachOps(p.rifOps, k, byId);
         }
     }
 
     // ---- scheda INT and modules ----
-    if (p.hasInt.contains(d.saID)) {
-        if (!p.exec(p.sint, d.saID))
-            return error_ = p.error, false;
-        Columns c(p.sint);
-        while (p.sint.next())
-            d.intermediation.push_back({c.num(p.sint, "intID"), c.text(p.sint, "rifCod"),
-                                        c.kg(p.sint, "intQta", "intUmi"), {}});
+    if (!seek(p.sint))
+        return false;
+    for (; p.sint.here(k); p.sint.advance()) {
+        Columns &c = p.sint.c;
+        d.intermediation.push_back({c.num(p.sint.q, "intID"), c.text(p.sint.q, "rifCod"),
+                                    c.kg(p.sint.q, "intQta", "intUmi"), {}});
     }
     if (!d.intermediation.empty()) {
-        if (!p.exec(p.intMods, d.saID))
-            return error_ = p.error, false;
-        Columns c(p.intMods);
-        while (p.intMods.next()) {
-            const qint64 parent = c.num(p.intMods, "intID");
+        if (!seek(p.intMods))
+            return false;
+        Columns &c = p.intMods.c;
+        for (; p.intMods.here(k); p.intMods.advance()) {
+            const qint64 parent = c.num(p.intMods.q, "intID");
             for (IntScheda &s : d.intermediation)
                 if (s.id == parent)
-                    s.mods.push_back(readModule(p.intMods, c, "miID"));
+                    s.mods.push_back(readModule(p.intMods.q, c, "miID"));
         }
     }
 
     // ---- SA-AUT ----
-    if (p.hasAut.contains(d.saID)) {
-        if (!p.exec(p.aut, d.saID))
-            return error_ = p.error, false;
-        Columns c(p.aut);
-        while (p.aut.next()) {
-            Authorisation a;
-            a.estremi = c.text(p.aut, "suEstremi").trimmed();
-            a.dataRil = c.text(p.aut, "suDataRil").trimmed();
-            a.dataScad = c.text(p.aut, "suDataScad").trimmed();
-            a.ente = int(c.num(p.aut, "suEnte"));
-            a.tipo = int(c.num(p.aut, "suTipo"));
-            a.recupero = c.text(p.aut, "suRecupero");
-            a.smaltimento = c.text(p.aut, "suSmaltimento");
-            a.vfu = c.num(p.aut, "suVFU") != 0;
-            a.raee = c.num(p.aut, "suRAEE") != 0;
-            a.inc = c.num(p.aut, "Incenerimento") != 0;
-            a.coinc = c.num(p.aut, "Coincenerimento") != 0;
-            a.incQta = c.num(p.aut, "incQta");
-            a.conQta = c.num(p.aut, "conQta");
-            const char *cls[3] = {"crClass1", "crClass2", "crClass3"};
-            const char *qta[3] = {"crQta1", "crQta2", "crQta3"};
-            for (int i = 0; i < 3; ++i) {
-                a.crClass[i] = int(c.num(p.aut, cls[i]));
-                a.crQta[i] = c.num(p.aut, qta[i]);
-            }
-            d.aut.push_back(std::move(a));
+    if (!seek(p.aut))
+        return false;
+    for (; p.aut.here(k); p.aut.advance()) {
+        Columns &c = p.aut.c;
+        const QSqlQuery &q = p.aut.q;
+        Authorisation a;
+        a.estremi = c.text(q, "suEstremi").trimmed();
+        a.dataRil = c.text(q, "suDataRil").trimmed();
+        a.dataScad = c.text(q, "suDataScad").trimmed();
+        a.ente = int(c.num(q, "suEnte"));
+        a.tipo = int(c.num(q, "suTipo"));
+        a.recupero = c.text(q, "suRecupero");
+        a.smaltimento = c.text(q, "suSmaltimento");
+        a.vfu = c.num(q, "suVFU") != 0;
+        a.raee = c.num(q, "suRAEE") != 0;
+        a.inc = c.num(q, "Incenerimento") != 0;
+        a.coinc = c.num(q, "Coincenerimento") != 0;
+        a.incQta = c.num(q, "incQta");
+        a.conQta = c.num(q, "conQta");
+        const char *cls[3] = {"crClass1", "crClass2", "crClass3"};
+        const char *qta[3] = {"crQta1", "crQta2", "crQta3"};
+        for (int i = 0; i < 3; ++i) {
+            a.crClass[i] = int(c.num(q, cls[i]));
+            a.crQta[i] = c.num(q, qta[i]);
         }
+        d.aut.push_back(std::move(a));
     }
 
     // ---- vehicle, packaging and electrical-equipment sections ----
     std::vector<StreamScheda> *targets[3] = {&d.vfu, &d.imb, &d.raee};
-    for (size_t k = 0; k < p.streams.size(); ++k) {
-        Impl::Stream &s = p.streams[k];
-        std::vector<StreamScheda> &list = *targets[k];
-        if (!p.hasStream[k].contains(d.saID))
-            continue;
-        if (!p.exec(s.sez, d.saID))
-            return error_ = p.error, false;
-        {
-            Columns c(s.sez);
-            while (s.sez.next()) {
-                StreamScheda sc;
-                sc.id = c.num(s.sez, s.t->key);
-                sc.tipo = int(c.num(s.sez, k == 0 ? "vfuTipo" : "srTipo"));
-                sc.category = int(c.num(s.sez, "srRAEE"));
-                for (const auto &[q, u] : s.t->amounts)
-                    sc.amounts.emplace_back(QString::fromLatin1(q), c.kg(s.sez, q, u));
-                for (int i = 1; i <= 15; ++i)
-                    sc.materials[i] = c.kg(s.sez, MaterialQta[i], MaterialUmi[i]);
-                list.push_back(std::move(sc));
-            }
+    for (size_t n = 0; n < p.streams.size(); ++n) {
+        Impl::Stream &s = p.streams[n];
+        std::vector<StreamScheda> &list = *targets[n];
+        if (!seek(s.sez))
+            return false;
+        for (; s.sez.here(k); s.sez.advance()) {
+            Columns &c = s.sez.c;
+            const QSqlQuery &q = s.sez.q;
+            StreamScheda sc;
+            sc.id = c.num(q, s.t->key);
+            sc.tipo = int(c.num(q, n == 0 ? "vfuTipo" : "srTipo"));
+            sc.category = int(c.num(q, "srRAEE"));
+            for (const auto &[qc, uc] : s.t->amounts)
+                sc.amounts.emplace_back(QString::fromLatin1(qc), c.kg(q, qc, uc));
+            for (int i = 1; i <= 15; ++i)
+                sc.materials[i] = c.kg(q, MaterialQta[i], MaterialUmi[i]);
+            list.push_back(std::move(sc));
         }
         if (list.empty())
             continue;
         QHash<qint64, StreamScheda *> byKey;
         for (StreamScheda &sc : list)
             byKey.insert(sc.id, &sc);
-        if (!p.exec(s.rows, d.saID))
-            return error_ = p.error, false;
-        {
-            Columns c(s.rows);
-            while (s.rows.next())
-                if (StreamScheda *sc = byKey.value(c.num(s.rows, s.t->key)))
-                    sc->rows.push_back({int(c.num(s.rows, "Posizione")),
-                                        c.text(s.rows, "rifCod").trimmed(),
-                                        int(c.num(s.rows, "allAcc")), c.kg(s.rows, "qta", "umi")});
+        if (!seek(s.rows))
+            return false;
+        for (; s.rows.here(k); s.rows.advance()) {
+            Columns &c = s.rows.c;
+            const QSqlQuery &q = s.rows.q;
+            if (StreamScheda *sc = byKey.value(c.num(q, s.t->key)))
+                sc->rows.push_back({int(c.num(q, "Posizione")), c.text(q, "rifCod").trimmed(),
+                                    int(c.num(q, "allAcc")), c.kg(q, "qta", "umi")});
         }
-        if (!p.exec(s.mods, d.saID))
-            return error_ = p.error, false;
-        {
-            Columns c(s.mods);
-            while (s.mods.next())
-                if (StreamScheda *sc = byKey.value(c.num(s.mods, s.t->key)))
-                    sc->mods.push_back(readModule(s.mods, c, s.t->modKey));
-        }
+        if (!seek(s.mods))
+            return false;
+        for (; s.mods.here(k); s.mods.advance())
+            if (StreamScheda *sc = byKey.value(s.mods.c.num(s.mods.q, s.t->key)))
+                sc->mods.push_back(readModule(s.mods.q, s.mods.c, s.t->modKey));
         QHash<qint64, Module *> byId;
         for (StreamScheda &sc : list)
             for (Module &m : sc.mods)
                 byId.insert(m.id, &m);
         if (!byId.isEmpty()) {
-            if (!p.exec(s.ops, d.saID))
-                return error_ = p.error, false;
-            attachOps(s.ops, byId);
+            if (!seek(s.ops))
+                return false;
+            attachOps(s.ops, k, byId);
         }
     }
     return true;

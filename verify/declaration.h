@@ -123,9 +123,12 @@ struct Declaration {
 // Reads declarations. Queries are prepared once and reused.
 class Loader {
 public:
-    explicit Loader(QSqlDatabase db);
+    // order: the saIDs of the declarations to load, in the order they will
+    // be loaded (each section table is read once for all of them).
+    Loader(QSqlDatabase db, const std::vector<qint64> &order);
     ~Loader();
-    // Fills d (saID already set) from the store; false on a database error.
+    // Fills d (saID already set, one of the order) from the store; false on a
+    // database error. Declarations are loaded in the order given.
     bool load(Declaration &d);
     QString lastError() const { return error_; }
 

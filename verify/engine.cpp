@@ -63,18 +63,41 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             run.vehicleCodes.insert(q.value(0).toString());
     }
 
-    if (markExportable && !db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 0"))) {
+    // The marks of a run go in one transaction (when the caller has none
+    // open): one write to disk instead of one per declaration. It is
+    // committed however the run ends, so the marks of the declarations
+    // checked before a stop or a failure are kept, as they would be one by one.
+    struct Marks {
+        QSqlDatabase db;
+        bool own = false;
+        ~Marks()
+        {
+            if (own)
+                db.commit();
+        }
+    } marks{db, markExportable && db.transaction()};
+    QSqlQuery mark(db);
+    if (markExportable
+        && (!db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 0"))
+            || !mark.prepare(QStringLiteral("UPDATE SezAnag SET saExp = 1 WHERE (saID = ?)")))) {
         failed_ = true;
         report_.close();
         return false;
     }
 
+    // Only the columns read below: fetching a row converts every column.
+    QString columns = QStringLiteral("SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.Via, "
+                                     "SezAnag.Civico, SezAnag.REA");
+    for (int i = 1; i <= 20; ++i) {
+        const QString d2 = QString::number(i).rightJustified(2, u'0');
+        columns += QStringLiteral(", SezAnag.msQta%1, SezAnag.msUmi%1").arg(d2);
+    }
     QString sql = QStringLiteral(
-        "SELECT SezAnag.*, Comuni.comDesc, Comuni.comCCIAA, Province.prvDesc, Attivita.attCod "
+        "SELECT %1, Comuni.comDesc, Comuni.comCCIAA, Province.prvDesc, Attivita.attCod "
         "FROM ((SezAnag INNER JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) "
         "AND (SezAnag.prvIstat = Comuni.prvIstat)) "
         "INNER JOIN Province ON SezAnag.prvIstat = Province.prvIstat) "
-        "LEFT JOIN Attivita ON SezAnag.attIstat = Attivita.attCod ");
+        "LEFT JOIN Attivita ON SezAnag.attIstat = Attivita.attCod ").arg(columns);
     QVariantList params;
     const QString notExported = includeExported ? QStringLiteral(")") : QStringLiteral(" AND SezAnag.ExpID = 0)");
     switch (mode) {
@@ -126,7 +149,11 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
     }
     progress_.total = int(selected.size());
 
-    Loader loader(db);
+    std::vector<qint64> order;
+    order.reserve(selected.size());
+    for (const Declaration &d : selected)
+        order.push_back(d.saID);
+    Loader loader(db, order);
     for (Declaration &d : selected) {
         if (!loader.load(d))
             return fail(QStringLiteral("Lettura della dichiarazione non riuscita."), loader.lastError());
@@ -153,11 +180,15 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             report_.remark(OnlyAnagrafica, QStringLiteral("Scheda SA1"));
 
         const int level = report_.remarkLevel();
-        if (markExportable && level < 2
-            && !db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 1 WHERE (saID = ?)"), {d.saID})) {
-            failed_ = true;
-            report_.close();
-            return progress_.withErrors > 0;
+        if (markExportable && level < 2) {
+            mark.bindValue(0, d.saID);
+            if (!mark.exec()) {
+                msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, mark.lastError().text(),
+                                 mark.lastQuery());
+                failed_ = true;
+                report_.close();
+                return progress_.withErrors > 0;
+            }
         }
         ++progress_.done;
         (level > 0 ? progress_.withRemarks : progress_.withoutRemarks)++;

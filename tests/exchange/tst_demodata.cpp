@@ -1,9 +1,11 @@
 // The demo generator: what it promises (valid tax codes, real reference
-// codes, balanced quantities, a few deliberate errors) is what it makes.
+// codes, balanced quantities, a few deliberate errors) is what it makes, and
+// the verification agrees: only the deliberate errors stop an export.
 
 #include "exchange/demodata.h"
 #include "fixture.h"
 #include "shell/qty.h"
+#include "verify/engine.h"
 
 #include <QSqlQuery>
 
@@ -36,18 +38,23 @@ private Q_SLOTS:
         QVERIFY2(demo::generate(t.db, o, &ids, &error), qPrintable(error));
         QCOMPARE(ids.size(), 20);
 
+        // Declarations 4, 9, 14, 19 carry one error each, of three kinds: a
+        // scheda RIF short of its DR modules (4, 19), an activity code that
+        // does not exist (9), the company section alone (14).
         int wrongCodes = 0;
         QSqlQuery q = t.db.query(QStringLiteral("SELECT CodFisc FROM SezAnag"));
         while (q.next())
             wrongCodes += demo::checkCharacterRight(q.value(0).toString()) ? 0 : 1;
-        QCOMPARE(wrongCodes, 1);   // declarations 4, 9, 14, 19 carry one error each, of three kinds
+        QCOMPARE(wrongCodes, 0);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag a WHERE NOT EXISTS "
+                                            "(SELECT 1 FROM SezRif r WHERE r.saID = a.saID)")).toInt(), 1);
 
         // Every place, waste and activity code is in the reference tables.
         QCOMPARE(t.db.scalar(QStringLiteral(
                      "SELECT COUNT(*) FROM SezAnag a LEFT JOIN Comuni c ON a.prvIstat = c.prvIstat AND "
                      "a.comIstat = c.comIstat WHERE c.comDesc IS NULL OR NOT c.newComIstat IS NULL")).toInt(), 0);
         QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag a LEFT JOIN Attivita t ON "
-                                            "a.attIstat = t.attCod WHERE t.attDesc IS NULL")).toInt(), 0);
+                                            "a.attIstat = t.attCod WHERE t.attDesc IS NULL")).toInt(), 1);
         QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezRif s LEFT JOIN Rifiuti r ON "
                                             "s.rifCod = r.rifCod WHERE r.rifDesc IS NULL")).toInt(), 0);
         QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM ModRif m LEFT JOIN Comuni c ON m.prvIstat = "
@@ -57,7 +64,7 @@ private Q_SLOTS:
 
         // Schede RIF balance: produced + received against consigned + stock,
         // and each total against its modules; exactly the deliberate ones fail.
-        int unbalanced = 0;
+        int unbalanced = 0, shortOfDR = 0;
         QSqlQuery s = t.db.query(QStringLiteral("SELECT rifID, qtaProd, UmiProd, qtaTerzi, umiTerzi, qtaCons, umiCons, "
                                                 "qtaGiacRec, umiGiacRec FROM SezRif"));
         while (s.next()) {
@@ -73,9 +80,10 @@ private Q_SLOTS:
                     dr += qtyKg(m.value(1), m.value(2));
             }
             QVERIFY(toleranceMatch(qtyKg(s.value(3), s.value(4)), rt));
-            QVERIFY(toleranceMatch(qtyKg(s.value(5), s.value(6)), dr));
+            shortOfDR += toleranceMatch(qtyKg(s.value(5), s.value(6)), dr) ? 0 : 1;
             unbalanced += toleranceMatch(in, out) ? 0 : 1;
         }
+        QCOMPARE(shortOfDR, 2);
         QCOMPARE(unbalanced, 2);
 
         // The same seed gives the same data.
@@ -83,6 +91,56 @@ private Q_SLOTS:
         QVERIFY(demo::generate(u.db, o));
         QCOMPARE(u.db.scalar(QStringLiteral("SELECT GROUP_CONCAT(CodFisc) FROM SezAnag")),
                  t.db.scalar(QStringLiteral("SELECT GROUP_CONCAT(CodFisc) FROM SezAnag")));
+    }
+
+    void verificationFindsOnlyTheDeliberateErrors()
+    {
+        // Both mixes: the realistic one and the one with every scheda and
+        // module kind. Every fifth declaration carries one error; the engine
+        // must refuse exactly those and let every other one through (warnings
+        // are allowed).
+        for (const bool everySection : {false, true}) {
+            const QString name = everySection ? QStringLiteral("every") : QStringLiteral("mix");
+            TestDb t(dir.path(), name + QStringLiteral("-verify.db"));
+            QVERIFY(t.ok);
+            demo::Options o;
+            o.declarations = 30;
+            o.everySection = everySection;
+            QList<qint64> ids;
+            QString error;
+            QVERIFY2(demo::generate(t.db, o, &ids, &error), qPrintable(error));
+
+            verify::Engine engine(t.db, t.msg);
+            const QString report = dir.filePath(name + QStringLiteral("-Err.txt"));
+            QVERIFY(engine.openReport(report));
+            QVERIFY(engine.run(verify::Mode::All, 0, true, true));
+            QVERIFY(!engine.failed());
+            QCOMPARE(engine.progress().done, 30);
+            QCOMPARE(engine.progress().withErrors, 6);
+
+            QStringList wrong;
+            for (int i = 0; i < ids.size(); ++i) {
+                const bool exportable =
+                    t.db.scalar(QStringLiteral("SELECT saExp FROM SezAnag WHERE (saID = ?)"), {ids.at(i)}).toInt() == 1;
+                if (exportable != (i % 5 != 4))
+                    wrong << QString::number(i);
+            }
+            QVERIFY2(wrong.isEmpty(), qPrintable(name + QStringLiteral(": declarations ") + wrong.join(u',') +
+                                                 QStringLiteral("; see ") + report));
+        }
+
+        // Without the deliberate errors nothing is refused.
+        TestDb t(dir.path(), QStringLiteral("clean-verify.db"));
+        QVERIFY(t.ok);
+        demo::Options o;
+        o.declarations = 15;
+        o.withErrors = false;
+        QVERIFY(demo::generate(t.db, o));
+        verify::Engine engine(t.db, t.msg);
+        QVERIFY(engine.openReport(dir.filePath(QStringLiteral("clean-Err.txt"))));
+        QVERIFY(!engine.run(verify::Mode::All, 0, true, true));
+        QCOMPARE(engine.progress().withErrors, 0);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag WHERE (saExp = 1)")).toInt(), 15);
     }
 };
 

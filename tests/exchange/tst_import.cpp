@@ -2,11 +2,11 @@
 // written for a refused file, duplicates skipped whole, municipality
 // conversion, counterparts registered, whole declarations on cancel.
 
-#include "exchange/comchanged.h"
 #include "exchange/demodata.h"
 #include "exchange/expclass.h"
 #include "exchange/importer.h"
 #include "exchange/reader.h"
+#include "refdata/lookups.h"
 #include "fixture.h"
 
 #include "shell/cli.h"
@@ -223,21 +223,24 @@ private Q_SLOTS:
 
     void successorLookup()
     {
+        // The conversion table is read once per import: an entry further down a
+        // province is found, a current municipality is not converted, and an
+        // emptied table converts nothing.
         TestDb t(dir.path(), QStringLiteral("lookup.db"));
         QVERIFY(t.ok);
-        const comChanged c(t.db.current());
-        QVERIFY(c.size() > 400);
-        comChanged::Successor s;
-        QVERIFY(c.lookup(1, 5, &s));          // ALICE SUPERIORE -> VAL DI CHY
-        QCOMPARE(s.prv, 1);
-        QCOMPARE(s.com, 317);
-        QCOMPARE(s.cap, QStringLiteral("10039"));
-        QVERIFY(c.lookup(1, 138, &s));        // LUGNACCO, further down the same province
-        QCOMPARE(s.com, 317);
-        QVERIFY(!c.lookup(1, 272, &s));       // TORINO is current
-        QVERIFY(!c.lookup(999, 1, &s));       // past the last province
+        const refdata::comChanged c(t.db);
+        int prv = 0, com = 0;
+        QString cap;
+        QVERIFY(c.lookup(1, 5, prv, com, cap));          // ALICE SUPERIORE -> VAL DI CHY
+        QCOMPARE(prv, 1);
+        QCOMPARE(com, 317);
+        QCOMPARE(cap, QStringLiteral("10039"));
+        QVERIFY(c.lookup(1, 138, prv, com, cap));        // LUGNACCO, further down the same province
+        QCOMPARE(com, 317);
+        QVERIFY(!c.lookup(1, 272, prv, com, cap));       // TORINO is current
+        QVERIFY(!c.lookup(999, 1, prv, com, cap));       // past the last province
         QVERIFY(t.db.execute(QStringLiteral("DELETE FROM ComConv")));
-        QVERIFY(!comChanged(t.db.current()).lookup(1, 5, &s));
+        QVERIFY(!refdata::comChanged(t.db).lookup(1, 5, prv, com, cap));
     }
 
     void commandLine()
