@@ -1,5 +1,6 @@
 #include "exchange/demodata.h"
 
+#include "sections/codes.h"
 #include "shell/dbclass.h"
 
 #include <QRandomGenerator>
@@ -394,7 +395,7 @@ bool Gen::declaration(int n, qint64 *id)
                     {QStringLiteral("suDataRil"), QStringLiteral("2016-05-10")}, {QStringLiteral("suDataScad"), QStringLiteral("2026-05-09")},
                     {QStringLiteral("suEnte"), 2}, {QStringLiteral("suTipo"), 1}, {QStringLiteral("suRecupero"), QStringLiteral("1010000000001")},
                     {QStringLiteral("suSmaltimento"), QStringLiteral("000000000000001")}, {QStringLiteral("Incenerimento"), 1},
-                    {QStringLiteral("incQta"), 12000}, {QStringLiteral("crClass1"), 2}, {QStringLiteral("crQta1"), 50000},
+                    {QStringLiteral("incQta"), 12000}, {QStringLiteral("crClass1"), codes::LandfillNonPericolosi}, {QStringLiteral("crQta1"), 50000},
                     {QStringLiteral("emasData"), QStringLiteral("2017-01-31")}, {QStringLiteral("emasNumb"), QStringLiteral("IT-001234")}}) < 0)
             return false;
     }
