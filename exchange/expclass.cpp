@@ -132,7 +132,7 @@ void expClass::addSources()
     auto add = [&](const QString &perParent, const QString &runSql) {
         auto *src = new Source;
         src->q = QSqlQuery(db_.current());
-        src->q.setForwardOnly(true);
+        src->q.setForwardOnly(dbClass::streams(db_.current()));
         if (src->q.prepare(runSql))
             sources_.insert(perParent, src);
         else

@@ -10,6 +10,7 @@
 
 #include <QFile>
 #include <QHash>
+#include <QSqlError>
 #include <QSqlQuery>
 
 namespace exch {
@@ -78,7 +79,16 @@ private:
     bool family(const Layout &l, const QVariantMap &v);
 
     bool update(const QString &table, const QString &key, qint64 id, const QVariantMap &values);
-    bool savepoint(const char *sql) { return st_.run(QString::fromLatin1(sql), {}) != nullptr; }
+    // Savepoint commands run unprepared: PostgreSQL cannot prepare them.
+    bool savepoint(const char *sql)
+    {
+        QSqlQuery q(db_.current());
+        if (q.exec(QString::fromLatin1(sql)))
+            return true;
+        db_.messages().errorReport({}, dbClass::errorCode(q.lastError()), q.lastError().text(),
+                                   QString::fromLatin1(sql));
+        return false;
+    }
 
     dbClass &db_;
     Statements st_;

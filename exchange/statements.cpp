@@ -16,7 +16,7 @@ Statements::Entry *Statements::prepare(const QString &sql)
     if (it != cache_.constEnd())
         return *it;
     auto *e = new Entry{QSqlQuery(db_), {}};
-    e->query.setForwardOnly(true);
+    e->query.setForwardOnly(dbClass::streams(db_));
     if (!e->query.prepare(sql)) {
         msg_.errorReport({}, dbClass::errorCode(e->query.lastError()), e->query.lastError().text(), sql);
         delete e;

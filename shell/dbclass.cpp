@@ -265,7 +265,7 @@ QSqlQuery dbClass::query(const QString &sql, const QVariantList &params, Which w
 {
     QSqlDatabase db = database(which);
     QSqlQuery q(db);
-    q.setForwardOnly(true);
+    q.setForwardOnly(streams(db));
     bool good = db.isOpen() && q.prepare(sql) && bindAll(q, params) && q.exec();
     if (!good) {
         if (!db.isOpen())

@@ -97,6 +97,10 @@ public:
     static void closeStore(const QString &connection);
     static qint64 errorCode(const QSqlError &e);
     static bool bindAll(QSqlQuery &q, const QVariantList &params);
+    // Whether a forward-only query may stream its rows while other queries run
+    // on the same connection: true on SQLite; on PostgreSQL a streaming query
+    // is cut off by the next one, so its rows are fetched whole.
+    static bool streams(const QSqlDatabase &db) { return db.driverName() == QLatin1String("QSQLITE"); }
 
     // Text shown when the database engine is not installed.
     static QString engineMissingText(const QString &description);

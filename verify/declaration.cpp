@@ -1,5 +1,7 @@
 #include "verify/declaration.h"
 
+#include "shell/dbclass.h"
+
 #include "shell/schema/schema.h"
 
 #include <QHash>
@@ -330,7 +332,7 @@ struct Loader::Impl {
                                 .arg(columns, from, saID,
                                      where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where, order);
         c.q = QSqlQuery(db);
-        c.q.setForwardOnly(true);
+        c.q.setForwardOnly(dbClass::streams(db));
         if (!c.q.prepare(sql)) {
             error = c.q.lastError().text() + QStringLiteral("\n") + sql;
             return false;

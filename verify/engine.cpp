@@ -121,7 +121,7 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
     std::vector<Declaration> selected;
     {
         QSqlQuery q(db);
-        q.setForwardOnly(true);
+        q.setForwardOnly(dbClass::streams(db));
         if (!q.prepare(sql) || !dbClass::bindAll(q, params) || !q.exec())
             return fail(q.lastError().text(), sql);
         const QSqlRecord rec = q.record();

@@ -25,7 +25,7 @@ QString u8(const char *s) { return QString::fromUtf8(s); }
 bool previousRows(dbClass &db, const QString &sql, const QVariantList &params, QVector<QSqlRecord> &out)
 {
     QSqlQuery q(db.previous());
-    q.setForwardOnly(true);
+    q.setForwardOnly(dbClass::streams(db.previous()));
     if (!q.prepare(sql) || !dbClass::bindAll(q, params) || !q.exec())
         return false;
     while (q.next())
