@@ -271,7 +271,7 @@ bool remove(AppContext &ctx, qint64 siID)
 
 const waste::ModuleKind &module(int tipoMod)
 {
-    static const QVector<waste::ModuleKind> specs = [] {
+    static const QVector<waste::ModuleKind> kinds = [] {
         QVector<waste::ModuleKind> v(5);
         auto from = [](int tipo, const char *title) {
             waste::ModuleKind m = rif::module(tipo);
@@ -330,7 +330,7 @@ const waste::ModuleKind &module(int tipoMod)
         v[codes::MG] = mg;
         return v;
     }();
-    return specs[tipoMod >= codes::RT && tipoMod <= codes::MG ? tipoMod : codes::RT];
+    return kinds[tipoMod >= codes::RT && tipoMod <= codes::MG ? tipoMod : codes::RT];
 }
 
 waste::Attachment Attachable::attachment() const
