@@ -4,6 +4,7 @@
 //
 // exchange_bench [DECLARATIONS]   (default 10000)
 
+#include "bench/benchutil.h"
 #include "exchange/demodata.h"
 #include "exchange/expclass.h"
 #include "exchange/importer.h"
@@ -22,6 +23,9 @@
 #include <ctime>
 #include <sys/resource.h>
 
+using bench::sqliteShell;
+using bench::Tables;
+
 namespace {
 
 long memoryKb(const char *key)
@@ -34,33 +38,6 @@ long memoryKb(const char *key)
             return l.mid(int(qstrlen(key))).trimmed().split(' ').first().toLong();
     return 0;
 }
-
-// Processor time (user + system) of the children waited for so far.
-double childCpu()
-{
-    rusage u{};
-    getrusage(RUSAGE_CHILDREN, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
-
-double sqliteShell(const QString &db, const QString &script, double *cpu)
-{
-    const double before = childCpu();
-    QElapsedTimer t;
-    t.start();
-    QProcess p;
-    p.setStandardOutputFile(QStringLiteral("/dev/null"));
-    p.start(QStringLiteral("sqlite3"), {db});
-    p.write(script.toUtf8());
-    p.closeWriteChannel();
-    p.waitForFinished(-1);
-    *cpu = childCpu() - before;
-    return t.elapsed() / 1000.0;
-}
-
-const char *const Tables[] = {"SezAnag", "SaAut", "SezRif", "ModRif", "RecRif", "SezInt", "ModInt",
-                              "SezImb", "RecImb", "ModImb", "RecModImb", "SezRaee", "RecRaee",
-                              "ModRaee", "RecModRaee", "SezVfu", "RecVfu", "ModVfu", "RecModVfu"};
 
 } // namespace
 

@@ -4,6 +4,7 @@
 //
 // verify_bench [DECLARATIONS]   (default 10000)
 
+#include "bench/benchutil.h"
 #include "exchange/demodata.h"
 #include "refdata/template.h"
 #include "shell/dbclass.h"
@@ -19,37 +20,9 @@
 #include <ctime>
 #include <sys/resource.h>
 
-namespace {
+using bench::sqliteShell;
+using bench::Tables;
 
-// Processor time (user + system) of the children waited for so far.
-double childCpu()
-{
-    rusage u{};
-    getrusage(RUSAGE_CHILDREN, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
-
-double sqliteShell(const QString &db, const QString &script, double *cpu)
-{
-    const double before = childCpu();
-    QElapsedTimer t;
-    t.start();
-    QProcess p;
-    p.setStandardOutputFile(QStringLiteral("/dev/null"));
-    p.start(QStringLiteral("sqlite3"), {db});
-    p.write(script.toUtf8());
-    p.closeWriteChannel();
-    p.waitForFinished(-1);
-    *cpu = childCpu() - before;
-    return t.elapsed() / 1000.0;
-}
-
-// The tables the verification reads for each declaration.
-const char *const Tables[] = {"SezAnag", "SaAut", "SezRif", "ModRif", "RecRif", "SezInt", "ModInt",
-                              "SezImb", "RecImb", "ModImb", "RecModImb", "SezRaee", "RecRaee",
-                              "ModRaee", "RecModRaee", "SezVfu", "RecVfu", "ModVfu", "RecModVfu"};
-
-} // namespace
 
 int main(int argc, char **argv)
 {

@@ -1,0 +1,42 @@
+#pragma once
+// Shared by the benchmarks: the raw floor of the storage measured with the
+// sqlite3 shell, and the processor time it used.
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QString>
+#include <sys/resource.h>
+
+namespace bench {
+
+// Processor time (user + system) of the children waited for so far.
+inline double childCpu()
+{
+    rusage u{};
+    getrusage(RUSAGE_CHILDREN, &u);
+    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
+}
+
+// Runs a script through the sqlite3 shell on db, output to /dev/null; returns
+// the wall time in seconds and puts the shell's processor time in *cpu.
+inline double sqliteShell(const QString &db, const QString &script, double *cpu)
+{
+    const double before = childCpu();
+    QElapsedTimer t;
+    t.start();
+    QProcess p;
+    p.setStandardOutputFile(QStringLiteral("/dev/null"));
+    p.start(QStringLiteral("sqlite3"), {db});
+    p.write(script.toUtf8());
+    p.closeWriteChannel();
+    p.waitForFinished(-1);
+    *cpu = childCpu() - before;
+    return t.elapsed() / 1000.0;
+}
+
+// The tables of the declaration tree.
+inline const char *const Tables[] = {"SezAnag", "SaAut", "SezRif", "ModRif", "RecRif", "SezInt", "ModInt",
+                                     "SezImb", "RecImb", "ModImb", "RecModImb", "SezRaee", "RecRaee",
+                                     "ModRaee", "RecModRaee", "SezVfu", "RecVfu", "ModVfu", "RecModVfu"};
+
+} // namespace bench
