@@ -5,6 +5,10 @@
 
 #include "verify/declaration.h"
 #include "verify/report.h"
+#include "sections/codes.h"
+
+#include <functional>
+#include <set>
 
 #include <QSet>
 #include <QString>
@@ -25,8 +29,38 @@ using Table = std::vector<RemarkText>;
 inline bool unbalanced(Qty declared, Qty sum) { return !toleranceMatch(declared, sum); }
 
 // Waste-code families shared with the sections.
-bool isPackagingCode(const QString &rifCod);   // "150101".."150109"
-bool isElectricalCode(const QString &rifCod);  // "160210".."160216", 200121/23/35/36
+using codes::isElectricalCode;
+using codes::isPackagingCode;
+
+// For each code received by a VFU or RAEE scheda (frame 1 rows and RT
+// modules): the received amount, the RT and DR sums, and whether an MG module
+// names it.
+inline void receivedPerCode(const StreamScheda &s,
+                            const std::function<void(const QString &, Qty, Qty, Qty, bool)> &f)
+{
+    std::set<QString> codes;
+    for (const WasteRow &w : s.rows)
+        if (w.pos == 1)
+            codes.insert(w.rifCod);
+    for (const Module &m : s.mods)
+        if (m.tipo == 1)
+            codes.insert(m.rifCod);
+    for (const QString &c : codes) {
+        Qty received, rt, dr;
+        bool mg = false;
+        for (const WasteRow &w : s.rows)
+            if (w.pos == 1 && w.rifCod == c)
+                received += w.kg;
+        for (const Module &m : s.mods) {
+            if (m.rifCod != c)
+                continue;
+            if (m.tipo == 1) rt += m.mod;
+            if (m.tipo == 2) dr += m.mod;
+            if (m.tipo == 4) mg = true;
+        }
+        f(c, received, rt, dr, mg);
+    }
+}
 
 namespace rif {
 const Table &remarks();

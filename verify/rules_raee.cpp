@@ -95,31 +95,7 @@ void check(const Declaration &d, Report &r, const RunData &)
         return subj + QStringLiteral(" codice rifiuto: ") + m.rifCod + QStringLiteral(" modulo ")
             + QLatin1String(type) + QStringLiteral(" n. ") + QString::number(no);
     };
-    // Received, RT-RAEE, DR-RAEE and MG-RAEE presence of each received code.
-    auto perCode = [&](const StreamScheda &s, const std::function<void(const QString &, Qty, Qty, Qty, bool)> &f) {
-        std::set<QString> codes;
-        for (const WasteRow &w : s.rows)
-            if (w.pos == 1)
-                codes.insert(w.rifCod);
-        for (const Module &m : s.mods)
-            if (m.tipo == 1)
-                codes.insert(m.rifCod);
-        for (const QString &c : codes) {
-            Qty received, rt, dr;
-            bool mg = false;
-            for (const WasteRow &w : s.rows)
-                if (w.pos == 1 && w.rifCod == c)
-                    received += w.kg;
-            for (const Module &m : s.mods) {
-                if (m.rifCod != c)
-                    continue;
-                if (m.tipo == 1) rt += m.mod;
-                if (m.tipo == 2) dr += m.mod;
-                if (m.tipo == 4) mg = true;
-            }
-            f(c, received, rt, dr, mg);
-        }
-    };
+    const auto &perCode = receivedPerCode;
 
     each([&](const StreamScheda &s, const Totals &, const QString &subj) {
         std::map<QString, int> n;

@@ -5,18 +5,6 @@
 
 namespace verify {
 
-bool isPackagingCode(const QString &c)
-{
-    return c >= QLatin1String("150101") && c <= QLatin1String("150109");
-}
-
-bool isElectricalCode(const QString &c)
-{
-    return (c >= QLatin1String("160210") && c <= QLatin1String("160216"))
-        || c == QLatin1String("200121") || c == QLatin1String("200123")
-        || c == QLatin1String("200135") || c == QLatin1String("200136");
-}
-
 namespace rif {
 
 namespace {
