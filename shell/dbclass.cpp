@@ -6,6 +6,7 @@
 
 #include <QAtomicInt>
 #include <QFileInfo>
+#include <QHash>
 #include <QSqlDriver>
 #include <QSqlRecord>
 #include <QUrl>
@@ -54,6 +55,24 @@ qint64 dbClass::errorCode(const QSqlError &e)
     bool ok = false;
     qint64 n = e.nativeErrorCode().toLongLong(&ok);
     return ok ? n : 0;
+}
+
+QVariantMap dbClass::rowMap(const QSqlQuery &q)
+{
+    static const QHash<QString, QString> spelling = [] {
+        QHash<QString, QString> h;
+        for (const schema::Table &t : schema::tables())
+            for (const schema::Column &c : t.columns)
+                h.insert(c.name.toLower(), c.name);
+        return h;
+    }();
+    QVariantMap row;
+    const QSqlRecord rec = q.record();
+    for (int i = 0; i < rec.count(); ++i) {
+        const QString name = rec.fieldName(i);
+        row.insert(spelling.value(name.toLower(), name), q.value(i));
+    }
+    return row;
 }
 
 bool dbClass::bindAll(QSqlQuery &q, const QVariantList &params)

@@ -8,7 +8,6 @@
 
 #include <QDate>
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace sa1 {
 
@@ -184,9 +183,7 @@ fields::Record load(AppContext &ctx, qint64 saID, bool *found)
     QVariantMap row;
     const bool have = ok && q.next();
     if (have) {
-        const QSqlRecord rec = q.record();
-        for (int i = 0; i < rec.count(); ++i)
-            row.insert(rec.fieldName(i), q.value(i));
+        row = dbClass::rowMap(q);
     }
     if (found)
         *found = have;

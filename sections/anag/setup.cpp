@@ -1,11 +1,11 @@
 #include "sections/anag/setup.h"
 
 #include "refdata/validators.h"
+#include "shell/dbclass.h"
 #include "shell/messages.h"
 
 #include <QRegularExpression>
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace anag {
 
@@ -69,9 +69,7 @@ fields::Record loadSetup(dbClass &db, dbClass::Which which, bool *found)
     QVariantMap row;
     const bool have = ok && q.next();
     if (have) {
-        const QSqlRecord rec = q.record();
-        for (int i = 0; i < rec.count(); ++i)
-            row.insert(rec.fieldName(i), q.value(i));
+        row = dbClass::rowMap(q);
     }
     if (found)
         *found = have;

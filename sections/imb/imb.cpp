@@ -9,7 +9,6 @@
 #include "shell/qty.h"
 
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace imb {
 
@@ -76,10 +75,7 @@ fields::Record load(AppContext &ctx, qint64 siID)
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT * FROM SezImb WHERE (siID = ?)"), {siID});
     if (!q.next())
         return blank();
-    QVariantMap row;
-    const QSqlRecord rec = q.record();
-    for (int i = 0; i < rec.count(); ++i)
-        row.insert(rec.fieldName(i), q.value(i));
+    QVariantMap row = dbClass::rowMap(q);
     fields::Record r = fields::fromStore(schedaFields(), row);
     for (const fields::Field &f : schedaFields()) {
         if (r.value(f.name).isNull())

@@ -6,7 +6,6 @@
 #include "shell/messages.h"
 
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace mat {
 
@@ -53,10 +52,7 @@ fields::Record load(AppContext &ctx, qint64 saID)
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {saID});
     if (!q.next())
         return blank();
-    QVariantMap row;
-    const QSqlRecord rec = q.record();
-    for (int i = 0; i < rec.count(); ++i)
-        row.insert(rec.fieldName(i), q.value(i));
+    QVariantMap row = dbClass::rowMap(q);
     fields::Record r = fields::fromStore(schedaFields(), row);
     for (const fields::Field &f : schedaFields()) {
         if (r.value(f.name).isNull())

@@ -10,7 +10,6 @@
 #include "shell/qty.h"
 
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace waste {
 
@@ -184,10 +183,7 @@ fields::Record load(AppContext &ctx, const ModuleKind &m, qint64 id, bool *found
         *found = ok;
     if (!ok)
         return blank(m);
-    QVariantMap row;
-    const QSqlRecord rec = q.record();
-    for (int i = 0; i < rec.count(); ++i)
-        row.insert(rec.fieldName(i), q.value(i));
+    QVariantMap row = dbClass::rowMap(q);
     fields::Record r = fields::fromStore(m.fields, row);
     // Quantities not filled read as 0 in Kg, as on a new module.
     for (const fields::Field &f : m.fields)

@@ -8,7 +8,6 @@
 #include "shell/qty.h"
 
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace waste {
 
@@ -91,9 +90,7 @@ fields::Record load(AppContext &ctx, const SchedaKind &s, qint64 id, bool *found
     QVariantMap row;
     const bool ok = q.next();
     if (ok) {
-        const QSqlRecord rec = q.record();
-        for (int i = 0; i < rec.count(); ++i)
-            row.insert(rec.fieldName(i), q.value(i));
+        row = dbClass::rowMap(q);
         ctx.app.writeText(QStringLiteral("Qor"), s.settingsKey, QString::number(id));
     }
     if (found)

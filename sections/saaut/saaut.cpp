@@ -6,7 +6,6 @@
 #include "shell/qorclass.h"
 
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace saaut {
 
@@ -160,10 +159,7 @@ fields::Record load(AppContext &ctx, qint64 suID, bool *found)
         *found = ok;
     if (!ok)
         return blank();
-    QVariantMap row;
-    const QSqlRecord rec = q.record();
-    for (int i = 0; i < rec.count(); ++i)
-        row.insert(rec.fieldName(i), q.value(i));
+    QVariantMap row = dbClass::rowMap(q);
     fields::Record r = fields::fromStore(fieldTable(), row);
     // The flag strings are brought to one character per box.
     r.insert(QStringLiteral("suRecupero"), writeFlags(readFlags(r.value(QStringLiteral("suRecupero")), RecoveryCount)));

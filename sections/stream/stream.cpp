@@ -9,7 +9,6 @@
 #include "shell/qty.h"
 
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace stream {
 
@@ -209,10 +208,7 @@ fields::Record load(AppContext &ctx, const StreamSpec &s, qint64 id)
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?)").arg(s.table, s.key), {id});
     if (!q.next())
         return blank(s);
-    QVariantMap row;
-    const QSqlRecord rec = q.record();
-    for (int i = 0; i < rec.count(); ++i)
-        row.insert(rec.fieldName(i), q.value(i));
+    QVariantMap row = dbClass::rowMap(q);
     fields::Record r = fields::fromStore(s.fields, row);
     for (const fields::Field &f : s.fields) {
         if (f.kind == fields::Kind::Quantity) {
