@@ -59,19 +59,10 @@ qint64 dbClass::errorCode(const QSqlError &e)
 
 QVariantMap dbClass::rowMap(const QSqlQuery &q)
 {
-    static const QHash<QString, QString> spelling = [] {
-        QHash<QString, QString> h;
-        for (const schema::Table &t : schema::tables())
-            for (const schema::Column &c : t.columns)
-                h.insert(c.name.toLower(), c.name);
-        return h;
-    }();
     QVariantMap row;
     const QSqlRecord rec = q.record();
-    for (int i = 0; i < rec.count(); ++i) {
-        const QString name = rec.fieldName(i);
-        row.insert(spelling.value(name.toLower(), name), q.value(i));
-    }
+    for (int i = 0; i < rec.count(); ++i)
+        row.insert(rec.fieldName(i), q.value(i));
     return row;
 }
 

@@ -97,8 +97,8 @@ public:
     static void closeStore(const QString &connection);
     static qint64 errorCode(const QSqlError &e);
     static bool bindAll(QSqlQuery &q, const QVariantList &params);
-    // The current row of a query as column -> value, the column names spelt as
-    // the schema spells them (PostgreSQL hands them back in lower case).
+    // The current row of a query as column -> value, names as the store gives
+    // them (PostgreSQL in lower case: read them case-insensitively).
     static QVariantMap rowMap(const QSqlQuery &q);
     // Whether a forward-only query may stream its rows while other queries run
     // on the same connection: true on SQLite; on PostgreSQL a streaming query

@@ -165,19 +165,6 @@ private Q_SLOTS:
         db_->execute(QStringLiteral("DELETE FROM expTab"));
     }
 
-    void rowsKeepTheSchemaSpelling()
-    {
-        // PostgreSQL returns lower-case names; a row map spells them as the schema does.
-        db_->insertRow(QStringLiteral("Ditte"), {{QStringLiteral("CodFisc"), QStringLiteral("Z1")}, {QStringLiteral("RagSoc"), QStringLiteral("Z")}});
-        QSqlQuery q = db_->query(QStringLiteral("SELECT codfisc, ragsoc, 1 AS extra FROM Ditte"));
-        QVERIFY(q.next());
-        const QVariantMap row = dbClass::rowMap(q);
-        QCOMPARE(row.value(QStringLiteral("CodFisc")).toString(), QStringLiteral("Z1"));
-        QCOMPARE(row.value(QStringLiteral("RagSoc")).toString(), QStringLiteral("Z"));
-        QVERIFY(row.contains(QStringLiteral("extra")));
-        db_->execute(QStringLiteral("DELETE FROM Ditte"));
-    }
-
     void csvReader()
     {
         CsvReader r(QByteArray("a,b,c\r\n\"x, y\",\"he said \"\"hi\"\"\",\r\n\"line\nbreak\",,z\n"));
