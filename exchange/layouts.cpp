@@ -138,6 +138,13 @@ void detail2(Fields &f)
 // and waste code (with the prefix, the 49-character key).
 void rifStart(Fields &f) { add(f, {N("#sProg", 4), T("#sCod", 6)}); }
 
+// Waste codes of the vehicle and electrical-equipment schede. The code lists
+// of those schede (Codici types 4 to 6, 21 and 22) hold in codAlfa the
+// six-digit waste code itself, the form that the grids store and that the
+// rifCod fields of the records carry. Translating a stored code into the
+// file's code is therefore the identity, both ways, and the writer and the
+// reader copy rifCod as it is; the reference-data test keeps the lists to
+// that form (six digits, present in Rifiuti).
 std::vector<Layout> build()
 {
     std::vector<Layout> v;
@@ -340,22 +347,6 @@ QVariant value(const QVariantMap &row, const QString &key)
 bool isNull(const QVariant &v) { return !v.isValid() || v.isNull(); }
 
 } // namespace
-
-const int *materialSlots(MatKind k)
-{
-    // The slot tables are part of the format, irregular order included.
-    static constexpr int Mat[21] = {1, 2, 3, 4, 5, 7, 8, 6, 9, 10, 11, 12, 13, 14, 16, 17, 18, 19, 0, 15, 20};
-    static constexpr int Imb[21] = {0, 0, 0, 0, 0, 2, 1, 3, 0, 4, 5, 0, 0, 0, 0, 0, 0, 0, 6, 0, 7};
-    static constexpr int Raee[21] = {0, 0, 0, 0, 0, 3, 1, 2, 4, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 6, 7};
-    static constexpr int Vfu[21] = {0, 0, 0, 0, 0, 3, 1, 2, 4, 0, 5, 0, 0, 7, 0, 0, 0, 0, 0, 6, 8};
-    switch (k) {
-    case MatKind::Declaration: return Mat;
-    case MatKind::Imb: return Imb;
-    case MatKind::Raee: return Raee;
-    case MatKind::Vfu: return Vfu;
-    }
-    return Mat;
-}
 
 const Layout &header()
 {

@@ -8,6 +8,7 @@
 // progressives, kind codes, texts built from several columns) and is supplied
 // by the writer and interpreted by the loader.
 
+#include "sections/codes.h"
 #include <QByteArray>
 #include <QString>
 #include <QVariant>
@@ -70,8 +71,8 @@ bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QSt
 QVariantMap decodeLine(const Layout &l, const QByteArray &line);
 
 // Material number held by each of the 21 slots of an MA record (0: empty slot).
-enum class MatKind { Declaration, Imb, Raee, Vfu };
-const int *materialSlots(MatKind k);
+using codes::MatKind;
+using codes::materialSlots;
 
 // Single encoders, shared with the tests.
 QByteArray text(const QVariant &v, int w);

@@ -5,6 +5,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <algorithm>
 #include <array>
 
 namespace codes {
@@ -106,26 +107,92 @@ inline const QStringList &imbTreatments()
     return l;
 }
 
+// ---- secondary materials ----
+// The materials of scheda MAT (SezAnag) and of the materials boxes of schede
+// IMB, TRA-RAEE and VFU are kept in columns msQta01.. numbered per section; the
+// exchange file lays them out in 21 slots of its MA record, one slot per
+// material, through a slot table per section. The slot is therefore what makes
+// "the same material" in two sections: the captions of every section and the
+// cross-checks between sections are derived from these tables, never numbered
+// by hand.
+enum class MatKind { Declaration, Imb, Raee, Vfu };
+
+// Material number (msQta column) of slots 1 to 21 for each section; 0 = the
+// section has no such material. Part of the file format, irregular order
+// included.
+inline const int *materialSlots(MatKind k)
+{
+    static constexpr int Mat[21] = {1, 2, 3, 4, 5, 7, 8, 6, 9, 10, 11, 12, 13, 14, 16, 17, 18, 19, 0, 15, 20};
+    static constexpr int Imb[21] = {0, 0, 0, 0, 0, 2, 1, 3, 0, 4, 5, 0, 0, 0, 0, 0, 0, 0, 6, 0, 7};
+    static constexpr int Raee[21] = {0, 0, 0, 0, 0, 3, 1, 2, 4, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 6, 7};
+    static constexpr int Vfu[21] = {0, 0, 0, 0, 0, 3, 1, 2, 4, 0, 5, 0, 0, 7, 0, 0, 0, 0, 0, 6, 8};
+    switch (k) {
+    case MatKind::Declaration: return Mat;
+    case MatKind::Imb: return Imb;
+    case MatKind::Raee: return Raee;
+    case MatKind::Vfu: return Vfu;
+    }
+    return Mat;
+}
+inline constexpr int MaterialSlotCount = 21;
+
+// Name of the material of each slot. The seven slots of scheda IMB carry the
+// captions of its "Materiali secondari" frame word for word (slot 7 "Altro",
+// 6 "Legno", 8 "Plastica", 10 "Carta e cartone", 11 "Rottami in alluminio",
+// 19 "Rottami in vetro", 21 "Rottami di ferro e acciaio"); the others name the
+// materials a declarant knows from the end-of-waste rules.
+inline const QStringList &materialSlotNames()
+{
+    static const QStringList l = {
+        QStringLiteral("Compost di qualità"), QStringLiteral("Ammendante compostato misto"),
+        QStringLiteral("Ammendante compostato verde"), QStringLiteral("Digestato"),
+        QStringLiteral("Combustibile solido secondario (CSS)"), QStringLiteral("Legno"), QStringLiteral("Altro"),
+        QStringLiteral("Plastica"), QStringLiteral("Vetro"), QStringLiteral("Carta e cartone"),
+        QStringLiteral("Rottami in alluminio"), QStringLiteral("Tessili"), QStringLiteral("Altri metalli non ferrosi"),
+        QStringLiteral("Gomma"), QStringLiteral("Aggregati riciclati"), QStringLiteral("Conglomerato bituminoso"),
+        QStringLiteral("Oli rigenerati"), QStringLiteral("Solventi rigenerati"), QStringLiteral("Rottami in vetro"),
+        QStringLiteral("Rottami di rame"), QStringLiteral("Rottami di ferro e acciaio")};
+    return l;
+}
+
+// Captions of a section's materials, msQta01.. in column order, taken from the
+// slots that hold them.
+inline QStringList sectionMaterials(MatKind k)
+{
+    const int *slots = materialSlots(k);
+    int count = 0;
+    for (int s = 0; s < MaterialSlotCount; ++s)
+        count = std::max(count, slots[s]);
+    QStringList l;
+    for (int n = 1; n <= count; ++n)
+        for (int s = 0; s < MaterialSlotCount; ++s)
+            if (slots[s] == n)
+                l << materialSlotNames().at(s);
+    return l;
+}
+
+// The material of section `to` that is the same as material `n` of section
+// `from` (0 when `to` has no such material).
+inline int sameMaterial(MatKind from, int n, MatKind to)
+{
+    const int *a = materialSlots(from);
+    const int *b = materialSlots(to);
+    for (int s = 0; s < MaterialSlotCount; ++s)
+        if (a[s] == n)
+            return b[s];
+    return 0;
+}
+
 // Secondary materials of scheda IMB: msQta01..msQta07 in this order.
 inline const QStringList &imbMaterials()
 {
-    static const QStringList l = {QStringLiteral("Altro"), QStringLiteral("Legno"), QStringLiteral("Plastica"),
-                                  QStringLiteral("Carta e cartone"), QStringLiteral("Rottami in alluminio"),
-                                  QStringLiteral("Rottami in vetro"), QStringLiteral("Rottami di ferro e acciaio")};
+    static const QStringList l = sectionMaterials(MatKind::Imb);
     return l;
 }
 // Secondary materials of scheda MAT (SezAnag): msQta01..msQta20 in this order.
 inline const QStringList &matMaterials()
 {
-    static const QStringList l = {
-        QStringLiteral("Compost di qualità"), QStringLiteral("Ammendante compostato misto"),
-        QStringLiteral("Ammendante compostato verde"), QStringLiteral("Digestato"),
-        QStringLiteral("Combustibile solido secondario (CSS)"), QStringLiteral("Plastica"), QStringLiteral("Legno"),
-        QStringLiteral("Carta e cartone"), QStringLiteral("Vetro"), QStringLiteral("Rottami di ferro e acciaio"),
-        QStringLiteral("Rottami di alluminio"), QStringLiteral("Rottami di rame"),
-        QStringLiteral("Altri metalli non ferrosi"), QStringLiteral("Gomma"), QStringLiteral("Tessili"),
-        QStringLiteral("Aggregati riciclati"), QStringLiteral("Conglomerato bituminoso"),
-        QStringLiteral("Oli rigenerati"), QStringLiteral("Solventi rigenerati"), QStringLiteral("Altro")};
+    static const QStringList l = sectionMaterials(MatKind::Declaration);
     return l;
 }
 // The packaging code split by metal.

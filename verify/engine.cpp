@@ -54,6 +54,7 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
     // End-of-life-vehicle codes of chapter 16 01, read once for the run.
     RunData run;
     run.year = qorClass::Year;
+    run.municipalWasteSite = db_.app().readText(QStringLiteral("Qor"), QStringLiteral("SitoRifiutiUrbani")).trimmed();
     {
         QSqlQuery q(db);
         if (!q.exec(QStringLiteral("SELECT DISTINCT codAlfa FROM Codici WHERE (codType > 3 AND codType < 7 "

@@ -20,6 +20,11 @@ struct RunData {
     int year = 2019;
     // End-of-life-vehicle waste codes of chapter 16 01 known to the code lists.
     QSet<QString> vehicleCodes;
+    // Address of the web site on which the declarations of municipal waste
+    // collection are made, completing the urban-collection remark. It is
+    // published for each edition, so it is kept in the settings file
+    // (section "Qor", key "SitoRifiutiUrbani") rather than in the program.
+    QString municipalWasteSite;
 };
 
 using Table = std::vector<RemarkText>;

@@ -1,6 +1,7 @@
 // Rule group MAT: scheda MAT (secondary materials, SezAnag msQta01..msQta20)
 // and its cross-checks with the materials boxes of TRA-RAEE and IMB.
 
+#include "sections/codes.h"
 #include "verify/rules.h"
 
 namespace verify::mat {
@@ -25,16 +26,20 @@ const Table table = {
          "Verificare la correttezza del dato al fine di evitare duplicazioni."}},
 };
 
-// Material by material: the MAT columns msQta06..msQta15 against the same
-// column of the other scheda's materials box.
-bool sameMaterial(const Declaration &d, const std::vector<StreamScheda> &other, int tipo)
+// Material by material: the MAT quantities msQta06..msQta15 against the same
+// material of the other scheda's materials box. Materials are numbered per
+// section; the slot tables of the materials record say which are the same.
+bool sameMaterial(const Declaration &d, const std::vector<StreamScheda> &other, codes::MatKind kind,
+                  int tipo)
 {
     for (const StreamScheda &s : other) {
         if (tipo && s.tipo != tipo)
             continue;
-        for (int i = 6; i <= 15; ++i)
-            if (d.materials[i].positive() && s.materials[i].positive())
+        for (int i = 6; i <= 15; ++i) {
+            const int j = codes::sameMaterial(codes::MatKind::Declaration, i, kind);
+            if (j && d.materials[i].positive() && s.materials[j].positive())
                 return true;
+        }
     }
     return false;
 }
@@ -57,9 +62,9 @@ void check(const Declaration &d, Report &r, const RunData &)
 
 void crossCheck(const Declaration &d, Report &r)
 {
-    if (sameMaterial(d, d.raee, 1))
+    if (sameMaterial(d, d.raee, codes::MatKind::Raee, codes::RaeeTra))
         r.remark(table[DuplicateRaee], QStringLiteral("Scheda MAT e riquadro materiali secondari in scheda TRA-RAEE"));
-    if (sameMaterial(d, d.imb, 0))
+    if (sameMaterial(d, d.imb, codes::MatKind::Imb, 0))
         r.remark(table[DuplicateImb], QStringLiteral("Scheda MAT e riquadro materiali secondari in scheda IMB"));
 }
 

@@ -80,11 +80,6 @@ const Table table = {
     {E, {"Non è stata valorizzata alcuna scheda SA-AUT ed è stato compilato il modulo MG."}},
 };
 
-// Address of the national web site for the declarations of municipal waste
-// collection, completing the urban-collection remark. To be filled in with
-// the address published for the edition.
-const QString MunicipalWasteSite;
-
 bool anyRecovery(const Authorisation &a)
 {
     for (int i = 1; i <= 13; ++i)
@@ -228,7 +223,7 @@ void check(const Declaration &d, Report &r, const RunData &run)
                     urban = true;
     if (urban) {
         QStringList lines = table[UrbanCollection].text();
-        lines[1] = lines[1].arg(MunicipalWasteSite);
+        lines[1] = lines[1].arg(run.municipalWasteSite);
         r.remark(table[UrbanCollection], subject, {}, lines);
     }
     if (hasAut && mgRecovery && !autRecovery)

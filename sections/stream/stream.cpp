@@ -91,9 +91,7 @@ StreamSpec vfuSpec(int tipo)
                  << qty("qta104", "umi104", "Veicoli di cui all'art. 104", "Veicoli trattati");
     else if (tipo == Fra)
         s.fields << qty("qtaPost80", "umiPost80", "Quantità di rifiuti da frantumazione (fluff)", Summary);
-    materials(s.fields, {QStringLiteral("Metalli ferrosi"), QStringLiteral("Metalli non ferrosi"),
-                         QStringLiteral("Plastica"), QStringLiteral("Vetro"), QStringLiteral("Pneumatici"),
-                         QStringLiteral("Gomma"), QStringLiteral("Oli"), QStringLiteral("Altro")});
+    materials(s.fields, codes::sectionMaterials(codes::MatKind::Vfu));
     return s;
 }
 
@@ -135,9 +133,7 @@ StreamSpec raeeSpec(int tipo)
              << qty("qtaSmalt", "umiSmalt", "Quantità avviata a smaltimento", Summary)
              << qty("qtaAppInt", "umiAppInt", "Apparecchiature intere avviate al reimpiego", Summary);
     if (tipo == codes::RaeeTra)
-        materials(s.fields, {QStringLiteral("Metalli ferrosi"), QStringLiteral("Metalli non ferrosi"),
-                             QStringLiteral("Plastica"), QStringLiteral("Vetro"), QStringLiteral("Componenti"),
-                             QStringLiteral("Schede elettroniche"), QStringLiteral("Altro")});
+        materials(s.fields, codes::sectionMaterials(codes::MatKind::Raee));
     return s;
 }
 

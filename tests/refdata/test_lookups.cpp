@@ -213,6 +213,24 @@ private Q_SLOTS:
         QCOMPARE(codeList(*t.db, CodeList::Type21).size(), 11);
         QCOMPARE(typedWasteCodes(*t.db, 31).size(), 22);
     }
+
+    // The vehicle and electrical-equipment code lists name waste codes as the
+    // grids store them and the exchange file carries them: six digits, each a
+    // code of the waste table. A list in another form would need translating.
+    void streamCodeListsHoldWasteCodes()
+    {
+        QSqlQuery q(t.db->current());
+        QVERIFY(q.exec(QStringLiteral(
+            "SELECT codType, codAlfa FROM Codici WHERE codType IN (4, 5, 6, 21, 22) AND NOT codAlfa IS NULL "
+            "AND (length(codAlfa) <> 6 OR NOT EXISTS (SELECT 1 FROM Rifiuti WHERE Rifiuti.rifCod = Codici.codAlfa))")));
+        QStringList odd;
+        while (q.next())
+            odd << q.value(0).toString() + QLatin1Char(':') + q.value(1).toString();
+        QVERIFY2(odd.isEmpty(), qPrintable(odd.join(QLatin1Char(' '))));
+        QVERIFY(q.exec(QStringLiteral("SELECT COUNT(*) FROM Codici WHERE codType IN (4, 5, 6, 21, 22)")));
+        QVERIFY(q.next());
+        QCOMPARE(q.value(0).toInt(), 28 + 9 + 9 + 11 + 11);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestLookups)

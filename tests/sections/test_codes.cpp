@@ -1,5 +1,6 @@
 #include "sections/codes.h"
 
+#include <QSet>
 #include <QTest>
 
 class TestCodes : public QObject {
@@ -35,6 +36,27 @@ private Q_SLOTS:
         QCOMPARE(codes::mgPlantTypes().at(codes::PlantDiscarica - 1), QStringLiteral("Discarica (D1,D5,D12)"));
         QCOMPARE(codes::reActivities()[0].first, 4);
         QCOMPARE(codes::reActivities()[1].first, 2);
+    }
+
+    // Each section's captions come from the slots of the materials record: the
+    // packaging frame must read exactly as on the paper form, every section
+    // must have one caption per column of its slot table.
+    void materials()
+    {
+        QCOMPARE(codes::imbMaterials(),
+                 QStringList({"Altro", "Legno", "Plastica", "Carta e cartone", "Rottami in alluminio",
+                              "Rottami in vetro", "Rottami di ferro e acciaio"}));
+        QCOMPARE(codes::matMaterials().size(), 20);
+        QCOMPARE(codes::sectionMaterials(codes::MatKind::Raee).size(), 7);
+        QCOMPARE(codes::sectionMaterials(codes::MatKind::Vfu).size(), 8);
+        QCOMPARE(QSet<QString>(codes::matMaterials().begin(), codes::matMaterials().end()).size(), 20);
+        using K = codes::MatKind;
+        // Plastics: MAT 06, TRA-RAEE 02; paper: MAT 10, IMB 04; MAT 19 has no slot
+        // in the packaging box.
+        QCOMPARE(codes::sameMaterial(K::Declaration, 6, K::Raee), 2);
+        QCOMPARE(codes::sameMaterial(K::Declaration, 10, K::Imb), 4);
+        QCOMPARE(codes::sameMaterial(K::Declaration, 19, K::Imb), 0);
+        QCOMPARE(codes::matMaterials().at(5), QStringLiteral("Plastica"));
     }
 };
 

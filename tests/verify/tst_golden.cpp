@@ -42,7 +42,7 @@ void TestGolden::wholeReport()
     // Company B: packaging, MAT and an empty vehicle scheda; unknown activity.
     const qint64 b = f.declaration("09876543210", "Beta Imballaggi Spa", {{"attIstat", "000000"}});
     f.db->execute("UPDATE SezAnag SET msQta08 = 5000, msUmi08 = 1 WHERE (saID = ?)", {b});
-    const qint64 si = f.insert("SezImb", Fixture::qty({{"saID", b}, {"qtaTerzi", 2}, {"umiTerzi", 2}, {"msQta08", 1}}));
+    const qint64 si = f.insert("SezImb", Fixture::qty({{"saID", b}, {"qtaTerzi", 2}, {"umiTerzi", 2}, {"msQta01", 1}}));
     f.insert("RecImb", {{"siID", si}, {"Posizione", 1}, {"rifCod", "150101"}, {"qta", 2000000}, {"umi", 1}});
     f.insert("ModImb", {{"siID", si}, {"tipoMod", 1}, {"rifCod", "150101"}, {"mbFlag", 0}, {"qtaMod", 2000}, {"umiMod", 2}});
     f.insert("ModImb", {{"siID", si}, {"tipoMod", 2}, {"rifCod", "150101"}, {"qtaMod", 1500000}, {"umiMod", 1}});

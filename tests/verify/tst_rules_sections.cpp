@@ -390,6 +390,17 @@ void TestRulesSections::authorisations()
          "Non è stata valorizzata alcuna scheda SA-AUT ed è stato compilato il modulo MG.", {}},
     });
     QVERIFY2(failures.isEmpty(), qPrintable(failures));
+
+    // The urban-collection remark ends with the site address of the settings file.
+    QVERIFY(f.app->writeText("Qor", "SitoRifiutiUrbani", " esempio.invalid/urbani "));
+    const qint64 sa = f.declaration("URBANI");
+    with({}, [](Fixture &f, qint64 sa) {
+        const qint64 r = f.rif(sa, "200301", {{"qtaTerzi", 10}});
+        f.modRif(r, 1, {{"Privati", 1}, {"qtaMod", 10}}); })(f, sa);
+    const QString first = "Si ricorda che la compilazione della dichiarazione relativa alla raccolta dei rifiuti urbani";
+    const QStringList b = Fixture::block(f.runOne(sa).lines, first);
+    QVERIFY(b.size() >= 4);
+    QCOMPARE(b.at(3), QString(11, u' ') + "va effettuata obbligatoriamente per via telematica tramite il sito esempio.invalid/urbani");
 }
 
 void TestRulesSections::materials()
@@ -403,17 +414,25 @@ void TestRulesSections::materials()
         {"MAT without recovery", all({setMat("msQta06", 10), produced}), noRec, "E Scheda MAT"},
         {"MAT with disposal only", all({setMat("msQta06", 10), rifMG({{"D15", 10}}, {{"Privati", 10}})}), noRec, "E Scheda MAT"},
         {"MAT with recovery", all({setMat("msQta06", 10), rifMG({{"R13", 10}})}), noRec, {}},
+        // Materials are numbered per section: MAT 06 (plastics) is TRA-RAEE 02,
+        // MAT 10 (paper) is IMB 04; equal column numbers mean nothing.
         {"MAT and TRA-RAEE, same material", all({setMat("msQta06", 10), rifMG({{"R13", 10}}),
-             stream(Raee, {{"srTipo", 1}, {"qtaGiac", 1}, {"msQta06", 5}}, {{2, "200135", 1}})}),
+             stream(Raee, {{"srTipo", 1}, {"qtaGiac", 1}, {"msQta02", 5}}, {{2, "200135", 1}})}),
          dup + "|che nel riquadro relativo ai materiali presente nella scheda TRA della",
          "W Scheda MAT e riquadro materiali secondari in scheda TRA-RAEE"},
-        {"MAT and TRA-RAEE, other material", all({setMat("msQta06", 10), rifMG({{"R13", 10}}),
-             stream(Raee, {{"srTipo", 1}, {"qtaGiac", 1}, {"msQta07", 5}}, {{2, "200135", 1}})}),
+        {"MAT and TRA-RAEE, same column, other material", all({setMat("msQta06", 10), rifMG({{"R13", 10}}),
+             stream(Raee, {{"srTipo", 1}, {"qtaGiac", 1}, {"msQta06", 5}}, {{2, "200135", 1}})}),
          dup + "|che nel riquadro relativo ai materiali presente nella scheda TRA della", {}},
-        {"MAT and IMB, same material", all({setMat("msQta15", 10), rifMG({{"R13", 10}}),
-             stream(Imb, {{"msQta15", 3}}, {{3, "150101", 1}}, {{4, "150101", {}}}, {{0, 1, "R3", 1}})}),
+        {"MAT and CR-RAEE, same material", all({setMat("msQta06", 10), rifMG({{"R13", 10}}),
+             stream(Raee, {{"srTipo", 2}, {"qtaGiac", 1}, {"msQta02", 5}}, {{2, "200135", 1}})}),
+         dup + "|che nel riquadro relativo ai materiali presente nella scheda TRA della", {}},
+        {"MAT and IMB, same material", all({setMat("msQta10", 10), rifMG({{"R13", 10}}),
+             stream(Imb, {{"msQta04", 3}}, {{3, "150101", 1}}, {{4, "150101", {}}}, {{0, 1, "R3", 1}})}),
          dup + "|che nel riquadro relativo ai materiali presente nella scheda Imballaggi,",
          "W Scheda MAT e riquadro materiali secondari in scheda IMB"},
+        {"MAT and IMB, same column, other material", all({setMat("msQta07", 10), rifMG({{"R13", 10}}),
+             stream(Imb, {{"msQta07", 3}}, {{3, "150101", 1}}, {{4, "150101", {}}}, {{0, 1, "R3", 1}})}),
+         dup + "|che nel riquadro relativo ai materiali presente nella scheda Imballaggi,", {}},
         {"MAT and IMB, material below 06", all({setMat("msQta05", 10), rifMG({{"R13", 10}}),
              stream(Imb, {{"msQta05", 3}}, {{3, "150101", 1}}, {{4, "150101", {}}}, {{0, 1, "R3", 1}})}),
          dup + "|che nel riquadro relativo ai materiali presente nella scheda Imballaggi,", {}},
