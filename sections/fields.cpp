@@ -138,6 +138,49 @@ Record fromStore(const Table &t, const QVariantMap &row)
     return r;
 }
 
+Field text(int index, const char *name, const QString &caption, int length, int row, int col,
+           const QString &chars, bool upper, int span)
+{
+    Field f;
+    f.index = index;
+    f.name = QString::fromLatin1(name);
+    f.caption = caption;
+    f.length = length;
+    f.row = row;
+    f.col = col;
+    f.span = span;
+    f.chars = chars;
+    f.upper = upper;
+    return f;
+}
+
+void addMunicipality(Table &t, const char *prvColumn, const char *comColumn, const char *provName, int provIndex,
+                     int row, const QString &required, const QString &group)
+{
+    Field com;
+    com.name = QString::fromLatin1(prvColumn);
+    com.name2 = QString::fromLatin1(comColumn);
+    com.caption = QStringLiteral("Comune:");
+    com.kind = Kind::Municipality;
+    com.required = required;
+    com.group = group;
+    com.row = row;
+    com.span = 2;
+    t << com;
+    Field prv;
+    prv.index = provIndex;
+    prv.name = QString::fromLatin1(provName);
+    prv.name2 = com.name;
+    prv.caption = QStringLiteral("Provincia:");
+    prv.kind = Kind::Province;
+    prv.length = 2;
+    prv.stored = false;
+    prv.group = group;
+    prv.row = row;
+    prv.col = 2;
+    t << prv;
+}
+
 bool confirmDelete(Messages &msg, const QString &what)
 {
     return msg.question(QStringLiteral("Elimino ") + what + QStringLiteral("\nsei sicuro?"));

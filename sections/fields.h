@@ -65,6 +65,15 @@ QVariantMap storeValues(const Table &t, const Record &r);
 // A row read from the store brought to the record's types.
 Record fromStore(const Table &t, const QVariantMap &row);
 
+// Builders for the common shapes, so that a table reads as a list of fields.
+Field text(int index, const char *name, const QString &caption, int length, int row, int col,
+           const QString &chars = {}, bool upper = false, int span = 1);
+// A municipality picker over a province/municipality column pair (two grid
+// columns wide, from column 0 of its row) and, beside it, the read-only
+// abbreviation of the chosen province, not stored.
+void addMunicipality(Table &t, const char *prvColumn, const char *comColumn, const char *provName, int provIndex,
+                     int row, const QString &required = {}, const QString &group = {});
+
 // The shared delete confirmation: "Elimino " + what + line break + "sei sicuro?".
 bool confirmDelete(Messages &msg, const QString &what);
 

@@ -85,45 +85,16 @@ QVector<CompanyLine> companyList(dbClass &db)
 const fields::Table &companyFields()
 {
     static const fields::Table t = [] {
-        using fields::Field;
-        using fields::Kind;
         auto text = [](const char *name, const QString &caption, int len, int row, int col, const QString &chars,
                        bool upper, int span = 1) {
-            Field f;
-            f.name = QString::fromLatin1(name);
-            f.caption = caption;
-            f.length = len;
-            f.row = row;
-            f.col = col;
-            f.span = span;
-            f.chars = chars;
-            f.upper = upper;
-            return f;
+            return fields::text(-1, name, caption, len, row, col, chars, upper, span);
         };
         const QString digits = QStringLiteral("0-9");
         fields::Table t;
         t << text("CodFisc", QStringLiteral("Codice fiscale:"), 16, 0, 0, {}, true);
         t.last().stored = false; // the key is shown, not edited
         t << text("RagSoc", QStringLiteral("Ragione sociale:"), 60, 1, 0, {}, true, 3);
-        Field com;
-        com.name = QStringLiteral("prvIstat");
-        com.name2 = QStringLiteral("comIstat");
-        com.caption = QStringLiteral("Comune:");
-        com.kind = Kind::Municipality;
-        com.row = 2;
-        com.col = 0;
-        com.span = 2;
-        t << com;
-        Field prv;
-        prv.name = QStringLiteral("prov");
-        prv.name2 = QStringLiteral("prvIstat");
-        prv.caption = QStringLiteral("Provincia:");
-        prv.kind = Kind::Province;
-        prv.length = 2;
-        prv.stored = false;
-        prv.row = 2;
-        prv.col = 2;
-        t << prv;
+        fields::addMunicipality(t, "prvIstat", "comIstat", "prov", -1, 2);
         t << text("Via", QStringLiteral("Via:"), 30, 3, 0, {}, true);
         t << text("Civico", QStringLiteral("Numero civico:"), 6, 3, 1, {}, true);
         t << text("Cap", QStringLiteral("C.A.P.:"), 5, 3, 2, digits, false);

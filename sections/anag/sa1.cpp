@@ -54,14 +54,8 @@ const fields::Table &fieldTable()
         t.last().upper = true;
         t << f(2, "REA", QStringLiteral("Numero iscrizione REA:"), Kind::Integer, 9, {}, Ua, 1, 0);
 
-        Field com = f(-1, "prvIstat", QStringLiteral("Comune:"), Kind::Municipality, 0,
-                      QStringLiteral("Attenzione, comune unità locale richiesto."), Ul, 0, 0, 2);
-        com.name2 = QStringLiteral("comIstat");
-        t << com;
-        Field prv = f(3, "ulProv", QStringLiteral("Provincia:"), Kind::Province, 2, {}, Ul, 0, 2);
-        prv.name2 = QStringLiteral("prvIstat");
-        prv.stored = false;
-        t << prv;
+        fields::addMunicipality(t, "prvIstat", "comIstat", "ulProv", 3, 0,
+                                QStringLiteral("Attenzione, comune unità locale richiesto."), Ul);
         t << f(4, "Via", QStringLiteral("Via:"), Kind::Text, 30,
                QStringLiteral("Attenzione, campo via dell'unità locale richiesto."), Ul, 1, 0);
         t.last().upper = true;
@@ -79,14 +73,8 @@ const fields::Table &fieldTable()
                QStringLiteral("Attenzione, campo numero addetti richiesto."), Ul, 4, 0);
         t << f(11, "Mesi", QStringLiteral("Mesi di attività nell'anno:"), Kind::Integer, 2, {}, Ul, 4, 1);
 
-        Field slc = f(-1, "slPrvIstat", QStringLiteral("Comune:"), Kind::Municipality, 0,
-                      QStringLiteral("Attenzione, comune sede legale richiesto."), Sl, 0, 0, 2);
-        slc.name2 = QStringLiteral("slComIstat");
-        t << slc;
-        Field slp = f(12, "slProv", QStringLiteral("Provincia:"), Kind::Province, 2, {}, Sl, 0, 2);
-        slp.name2 = QStringLiteral("slPrvIstat");
-        slp.stored = false;
-        t << slp;
+        fields::addMunicipality(t, "slPrvIstat", "slComIstat", "slProv", 12, 0,
+                                QStringLiteral("Attenzione, comune sede legale richiesto."), Sl);
         t << f(13, "slVia", QStringLiteral("Via:"), Kind::Text, 30,
                QStringLiteral("Attenzione, campo via sede legale richiesto."), Sl, 1, 0);
         t.last().upper = true;

@@ -12,45 +12,12 @@ namespace anag {
 const fields::Table &setupFields()
 {
     static const fields::Table t = [] {
-        using fields::Field;
-        using fields::Kind;
-        auto text = [](int index, const char *name, const QString &caption, int len, int row, int col,
-                       const QString &chars, bool upper, int span = 1) {
-            Field f;
-            f.index = index;
-            f.name = QString::fromLatin1(name);
-            f.caption = caption;
-            f.length = len;
-            f.row = row;
-            f.col = col;
-            f.span = span;
-            f.chars = chars;
-            f.upper = upper;
-            return f;
-        };
+        using fields::text;
         const QString digits = QStringLiteral("0-9");
         fields::Table t;
         t << text(0, "codFisc", QStringLiteral("Codice fiscale:"), 16, 0, 0, QStringLiteral("A-Za-z0-9"), true);
         t << text(1, "RagSoc", QStringLiteral("Nome o ragione sociale:"), 60, 1, 0, {}, true, 3);
-        Field com;
-        com.name = QStringLiteral("prvIstat");
-        com.name2 = QStringLiteral("comIstat");
-        com.caption = QStringLiteral("Comune:");
-        com.kind = Kind::Municipality;
-        com.row = 2;
-        com.span = 2;
-        t << com;
-        Field prv;
-        prv.index = 2;
-        prv.name = QStringLiteral("prov");
-        prv.name2 = QStringLiteral("prvIstat");
-        prv.caption = QStringLiteral("Provincia:");
-        prv.kind = Kind::Province;
-        prv.length = 2;
-        prv.stored = false;
-        prv.row = 2;
-        prv.col = 2;
-        t << prv;
+        fields::addMunicipality(t, "prvIstat", "comIstat", "prov", 2, 2);
         t << text(3, "via", QStringLiteral("Via:"), 30, 3, 0, {}, true);
         t << text(4, "civico", QStringLiteral("Numero civico:"), 10, 3, 1, {}, true);
         t << text(5, "cap", QStringLiteral("C.A.P.:"), 5, 3, 2, digits, false);
