@@ -25,17 +25,10 @@ const QString Rl = QStringLiteral("Rappresentante legale o suo delegato");
 Field f(int index, const char *name, const QString &caption, Kind kind, int length, const QString &required,
         const QString &group, int row, int col, int span = 1)
 {
-    Field x;
-    x.index = index;
-    x.name = QString::fromLatin1(name);
-    x.caption = caption;
+    Field x = fields::text(index, name, caption, length, row, col, {}, false, span);
     x.kind = kind;
-    x.length = length;
     x.required = required;
     x.group = group;
-    x.row = row;
-    x.col = col;
-    x.span = span;
     return x;
 }
 } // namespace
