@@ -4,6 +4,8 @@ namespace verify {
 
 namespace {
 const QString Indent(11, u' ');
+const QByteArray IndentBytes(11, ' ');
+constexpr qsizetype FlushAt = 64 * 1024;
 const QString Hyphens = QStringLiteral("---------> ");
 }
 
@@ -72,8 +74,16 @@ bool Report::open(const QString &path)
 
 void Report::close()
 {
-    if (file_.isOpen())
+    if (file_.isOpen()) {
+        flush();
         file_.close();
+    }
+}
+
+void Report::flush()
+{
+    file_.write(buffer_);
+    buffer_.clear();
 }
 
 void Report::beginDeclaration(const DeclarationHeader &h)
@@ -106,7 +116,7 @@ void Report::errorLine(const QString &subject)
 {
     level_ = 2;
     headerIfDue();
-    write(QStringLiteral("**ERRORE** Se non corretto, impedisce l'esportazione della dichiarazione!"));
+    write("**ERRORE** Se non corretto, impedisce l'esportazione della dichiarazione!");
     write(Hyphens + subject);
 }
 
@@ -115,7 +125,7 @@ void Report::warningLine(const QString &subject)
     if (level_ == 0)
         level_ = 1;
     headerIfDue();
-    write(QStringLiteral("ATTENZIONE Il dato va verificato al fine di essere sicuri della sua correttezza!"));
+    write("ATTENZIONE Il dato va verificato al fine di essere sicuri della sua correttezza!");
     write(Hyphens + subject);
 }
 
@@ -131,18 +141,38 @@ void Report::remark(const RemarkText &r, const QString &subject,
         errorLine(subject);
     else
         warningLine(subject);
-    for (const QString &l : lines.isEmpty() ? r.text() : lines)
-        continuation(l);
+    if (lines.isEmpty())
+        for (const char *l : r.lines)
+            write(l, IndentBytes);
+    else
+        for (const QString &l : lines)
+            continuation(l);
     if (!compared.empty())
         write(comparisonLine(compared));
     continuation(QString());
 }
 
+// Lines are gathered and handed to the file in large pieces; close() writes
+// what is left.
 void Report::write(const QString &line)
 {
     if (!file_.isOpen())
         return;
-    file_.write((line + QStringLiteral("\r\n")).toUtf8());
+    buffer_ += line.toUtf8();
+    buffer_ += "\r\n";
+    if (buffer_.size() >= FlushAt)
+        flush();
+}
+
+void Report::write(const char *utf8, const QByteArray &indent)
+{
+    if (!file_.isOpen())
+        return;
+    buffer_ += indent;
+    buffer_ += utf8;
+    buffer_ += "\r\n";
+    if (buffer_.size() >= FlushAt)
+        flush();
 }
 
 } // namespace verify

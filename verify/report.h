@@ -76,8 +76,11 @@ public:
 private:
     void headerIfDue();
     void write(const QString &line);
+    void write(const char *utf8, const QByteArray &indent = {});
+    void flush();
 
     QFile file_;
+    QByteArray buffer_; // lines not yet handed to the file
     DeclarationHeader header_;
     bool headerDue_ = false;
     int level_ = 0;
