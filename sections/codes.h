@@ -43,6 +43,19 @@ enum MgPlant {
 
 // ---- MG module: the three grids of operation rows, RecRif.Posizione ----
 enum MgGrid { GridRecupero = 1, GridSmaltimento = 2, GridSmaltimento191 = 3 };
+// Heading of each grid (form and print).
+inline QString mgGridHeading(int grid)
+{
+    switch (grid) {
+    case GridRecupero: return QStringLiteral("Operazioni di recupero");
+    case GridSmaltimento: return QStringLiteral("Operazioni di smaltimento");
+    case GridSmaltimento191: return QStringLiteral("Smaltimento art. 191");
+    }
+    return {};
+}
+// The one grid of a DR module of the special streams (RecModImb, RecModVfu,
+// RecModRaee): the operations at destination.
+inline QString destinationGridHeading() { return QStringLiteral("Operazioni di destinazione"); }
 
 // ---- landfill classification (ModRif.discDep for the landfill frame, ModRif.disc191
 // for the art. 191 frame), in the order of the options on the form ----

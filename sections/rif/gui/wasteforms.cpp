@@ -285,21 +285,21 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
             (c.type == 1 ? recovery : disposal).append(c);
         auto edited = [this] { fields()->setModified(true); };
         struct Tab {
-            const char *title, *heading;
-            int pos;
+            const char *title;
+            int pos;   // grid, 0: none
             QString frame;
         };
         const QString dep = m.fields[fields::position(m.fields, QStringLiteral("qtaDep"))].group;
         const QString dep191 = m.fields[fields::position(m.fields, QStringLiteral("qta191"))].group;
-        const Tab tabs[] = {{"&Recupero", "Operazioni di recupero", codes::GridRecupero, {}},
-                            {"S&maltimento", "Operazioni di smaltimento", codes::GridSmaltimento, dep},
-                            {"Smaltimento art. &191", "Smaltimento art. 191", codes::GridSmaltimento191, dep191},
-                            {"&Giacenza al 31/12", nullptr, 0, QStringLiteral("Giacenza al 31/12")}};
+        const Tab tabs[] = {{"&Recupero", codes::GridRecupero, {}},
+                            {"S&maltimento", codes::GridSmaltimento, dep},
+                            {"Smaltimento art. &191", codes::GridSmaltimento191, dep191},
+                            {"&Giacenza al 31/12", 0, QStringLiteral("Giacenza al 31/12")}};
         for (const Tab &t : tabs) {
             auto *page = new QWidget(tabs_);
             auto *lay = new QVBoxLayout(page);
-            if (t.heading) {
-                auto *g = new OperationGrid(QString::fromUtf8(t.heading), t.pos == codes::GridRecupero ? recovery : disposal,
+            if (t.pos > 0) {
+                auto *g = new OperationGrid(codes::mgGridHeading(t.pos), t.pos == codes::GridRecupero ? recovery : disposal,
                                             t.pos, edited, page);
                 grids_.append(g);
                 lay->addWidget(g, 1);
@@ -307,7 +307,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
             if (!t.frame.isEmpty())
                 if (QGroupBox *box = ff->groupBox(t.frame))
                     lay->addWidget(box);
-            if (!t.heading)
+            if (t.pos == 0)
                 lay->addStretch();
             tabs_->addTab(page, QString::fromUtf8(t.title));
         }
@@ -316,7 +316,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
         resize(760, 620);
     } else if (!m.opTable.isEmpty()) {
         // DR modules of the special streams: one grid of destination operations.
-        auto *g = new OperationGrid(QStringLiteral("Operazioni di destinazione"),
+        auto *g = new OperationGrid(codes::destinationGridHeading(),
                                     refdata::codeList(ctx.db, refdata::CodeList::Types11and12), 1,
                                     [this] { fields()->setModified(true); }, ff);
         grids_.append(g);
