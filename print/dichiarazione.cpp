@@ -7,6 +7,7 @@
 #include "shell/qorclass.h"
 
 #include <QSqlQuery>
+#include <algorithm>
 #include <QSqlRecord>
 
 namespace print {
@@ -15,6 +16,9 @@ namespace {
 // A4 portrait, millimetres.
 constexpr double Left = 15, Right = 195, Top = 28, Bottom = 280;
 constexpr double TitleHeight = 6, RowHeight = 11.5, FrameGap = 5;
+// A row without captions (the lines after the first of a list) has its
+// boxes only.
+constexpr double BareRowHeight = 8, CaptionHeight = 3.5;
 
 QString municipalityText(dbClass &db, int prv, int com)
 {
@@ -48,24 +52,63 @@ bool isHeading(const FormRow &row)
     return row.size() == 1 && row.first().width <= 0;
 }
 
+bool hasCaptions(const FormRow &row)
+{
+    return std::any_of(row.cbegin(), row.cend(), [](const FormField &f) { return !f.caption.isEmpty(); });
+}
+
 double frameHeight(const FormFrame &f)
 {
     double h = TitleHeight + 2;
     for (const FormRow &row : f.rows)
-        h += isHeading(row) ? HeadingHeight : RowHeight;
+        h += isHeading(row) ? HeadingHeight : hasCaptions(row) ? RowHeight : BareRowHeight;
     return h;
 }
 
-// Value in its box, shrunk (down to 6 points) when it would not fit.
-void boxedValue(clsPDFCreator &pdf, double x, double y, double width, const QString &value)
+// Sets the font at the given size, or smaller (not under `least`) until the
+// text fits in `room`.
+void fittingFont(clsPDFCreator &pdf, const QString &font, double size, double least, const QString &text,
+                 double room)
 {
-    double size = 10;
-    pdf.setFont(Regular, size);
-    while (size > 6 && pdf.textWidth(value) > width - 2) {
+    pdf.setFont(font, size);
+    while (size > least && pdf.textWidth(text) > room) {
         size -= 0.5;
-        pdf.setFont(Regular, size);
+        pdf.setFont(font, size);
     }
-    pdf.text(x + 1, y, value);
+}
+
+// The value in its box (6.5 high from boxTop): one line at 10 points, smaller
+// down to 6 when it would not fit; a longer one on two lines at 6 points or
+// three at 5, cut short with "..." past the third.
+void boxedValue(clsPDFCreator &pdf, double x, double boxTop, double box, const QString &value)
+{
+    const double room = box - 2;
+    fittingFont(pdf, Regular, 10, 6, value, room);
+    if (pdf.textWidth(value) <= room) {
+        pdf.text(x + 1, boxTop + 4.8, value);
+        return;
+    }
+    struct Lines {
+        double size;
+        int count;
+        double first, step; // baselines below the box top
+    };
+    for (const Lines &l : {Lines{6, 2, 2.7, 2.5}, Lines{5, 3, 1.9, 2.05}}) {
+        pdf.setFont(Regular, l.size);
+        QStringList lines = wrapText(pdf, value, room);
+        if (lines.size() > l.count && l.size > 5)
+            continue;
+        if (lines.size() > l.count) {
+            lines = lines.mid(0, l.count);
+            QString &last = lines.last();
+            while (!last.isEmpty() && pdf.textWidth(last + QStringLiteral("...")) > room)
+                last.chop(1);
+            last += QStringLiteral("...");
+        }
+        for (int i = 0; i < lines.size(); ++i)
+            pdf.text(x + 1, boxTop + l.first + i * l.step, lines.at(i));
+        return;
+    }
 }
 
 double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
@@ -76,35 +119,32 @@ double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
     pdf.setFillGray(0);
     pdf.setLineWidth(0.4);
     pdf.box(Left, y, Right - Left, h);
-    pdf.setFont(Bold, 9);
+    fittingFont(pdf, Bold, 9, 6, f.title, Right - Left - 4);
     pdf.text(Left + 2, y + 4.3, f.title);
     double rowY = y + TitleHeight + 1;
     pdf.setLineWidth(0.2);
     for (const FormRow &row : f.rows) {
         if (isHeading(row)) {
-            pdf.setFont(Bold, 8);
+            fittingFont(pdf, Bold, 8, 5.5, row.first().caption, Right - Left - 4);
             pdf.text(Left + 2, rowY + 3.5, row.first().caption);
             rowY += HeadingHeight;
             continue;
         }
         double x = Left + 2;
+        const double boxTop = hasCaptions(row) ? rowY + 4 : rowY + 4 - CaptionHeight;
         for (int i = 0; i < row.size(); ++i) {
             const FormField &field = row.at(i);
             // a caption may run past its box up to the next field (or the frame)
             const double room = i + 1 < row.size() ? field.width + 2 : Right - 2 - x;
-            double size = 7;
-            pdf.setFont(Regular, size);
-            while (size > 5 && pdf.textWidth(field.caption) > room) {
-                size -= 0.5;
-                pdf.setFont(Regular, size);
-            }
+            fittingFont(pdf, Regular, 7, 5, field.caption, room);
             if (!field.caption.isEmpty())
                 pdf.text(x, rowY + 3, field.caption);
-            pdf.box(x, rowY + 4, field.width, 6.5);
-            boxedValue(pdf, x, rowY + 8.8, field.width, field.value);
+            const double box = field.box > 0 && field.box < field.width ? field.box : field.width;
+            pdf.box(x, boxTop, box, 6.5);
+            boxedValue(pdf, x, boxTop, box, field.value);
             x += field.width + 3;
         }
-        rowY += RowHeight;
+        rowY += hasCaptions(row) ? RowHeight : BareRowHeight;
     }
     return y + h + FrameGap;
 }
@@ -188,7 +228,34 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *comp
     const QString schede = schedePresent(db, saID).value(saID, QStringLiteral("nessuna"));
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
     return saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && intFrames(db, saID, frames)
-           && imbFrames(db, saID, frames);
+           && vfuFrames(db, saID, frames) && imbFrames(db, saID, frames) && raeeFrames(db, saID, frames);
+}
+
+QList<FormFrame> pageSized(const QList<FormFrame> &frames)
+{
+    QList<FormFrame> out;
+    for (const FormFrame &f : frames) {
+        if (frameHeight(f) <= Bottom - Top) {
+            out.append(f);
+            continue;
+        }
+        FormFrame piece{f.title, {}, false};
+        for (const FormRow &row : f.rows) {
+            piece.rows.append(row);
+            if (frameHeight(piece) <= Bottom - Top || piece.rows.size() == 1)
+                continue;
+            piece.rows.removeLast();
+            FormFrame next{f.title + QStringLiteral(" (segue)"), {row}, false};
+            // a heading goes with the rows it heads
+            while (piece.rows.size() > 1 && isHeading(piece.rows.last()))
+                next.rows.prepend(piece.rows.takeLast());
+            out.append(piece);
+            piece = next;
+        }
+        piece.keepWithNext = f.keepWithNext;
+        out.append(piece);
+    }
+    return out;
 }
 
 void setupDeclaration(clsPDFCreator &pdf)
@@ -198,17 +265,25 @@ void setupDeclaration(clsPDFCreator &pdf)
     pdf.setAuthor(QStringLiteral("Qor 2019"));
 }
 
-bool writeDeclaration(clsPDFCreator &pdf, const QString &company, const QList<FormFrame> &frames,
+bool writeDeclaration(clsPDFCreator &pdf, const QString &company, const QList<FormFrame> &allFrames,
                       const QDateTime &printed)
 {
+    const QList<FormFrame> frames = pageSized(allFrames);
     if (!addPrintFonts(pdf))
         return false;
     // pages first, for "Pagina n di N"
     QList<int> pageOf;
     int pages = 1;
     double y = Top;
-    for (const FormFrame &f : frames) {
-        if (y + frameHeight(f) > Bottom && y > Top) {
+    for (int i = 0; i < frames.size(); ++i) {
+        const FormFrame &f = frames.at(i);
+        // a frame that heads the next one goes to the next page with it,
+        // when the two fit on a page
+        double needed = frameHeight(f);
+        if (f.keepWithNext && i + 1 < frames.size()
+            && needed + FrameGap + frameHeight(frames.at(i + 1)) <= Bottom - Top)
+            needed += FrameGap + frameHeight(frames.at(i + 1));
+        if (y + needed > Bottom && y > Top) {
             ++pages;
             y = Top;
         }

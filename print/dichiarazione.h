@@ -18,18 +18,24 @@ namespace print {
 struct FormField {
     QString caption;
     QString value;
-    double width;   // millimetres
+    double width;     // millimetres taken in the row, caption included
+    double box = 0;   // width of the value's box when narrower; 0: the whole width
 };
 using FormRow = QList<FormField>;
 
-// A titled frame of rows of fields.
+// A titled frame of rows of fields. A frame taller than a page goes on over
+// the next pages, its title repeated with " (segue)". A frame that heads the
+// next one (a scheda's number before its frames) is not left alone at the
+// foot of a page.
 struct FormFrame {
     QString title;
     QList<FormRow> rows;
+    bool keepWithNext = false;
 };
 
 // The frames of a declaration: section SA1, the schede present, then the
-// schede RIF with their modules; false when it does not exist.
+// schede with their modules in the order of that list (SA-AUT, RIF, INT, AUT,
+// ROT, FRA, IMB, TRA-RAEE, CR-RAEE); false when it does not exist.
 bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *company);
 
 // Writes frames page by page on an opened writer (set up by setupDeclaration)
@@ -37,6 +43,9 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *comp
 void setupDeclaration(clsPDFCreator &pdf);
 bool writeDeclaration(clsPDFCreator &pdf, const QString &company, const QList<FormFrame> &frames,
                       const QDateTime &printed);
+// The frames as they go on the pages: a frame taller than a page split
+// between rows, a heading never left as the last row of a piece.
+QList<FormFrame> pageSized(const QList<FormFrame> &frames);
 
 // Text of an activity code through the mask "!@@.@@.@@": "381100" -> "38.11.00".
 QString activityCode(const QString &code);

@@ -1,12 +1,19 @@
 #include "print/schedeprint.h"
 
+#include "print/fieldprint.h"
 #include "print/printcommon.h"
 #include "sections/codes.h"
+#include "sections/imb/imb.h"
+#include "sections/int/int.h"
+#include "sections/rif/modules.h"
+#include "sections/stream/stream.h"
 #include "shell/dbclass.h"
 #include "shell/qty.h"
 
+#include <QMap>
 #include <QSqlQuery>
-#include <QSqlRecord>
+#include <algorithm>
+#include <functional>
 
 namespace print {
 namespace {
@@ -33,7 +40,8 @@ struct Row {
     }
 };
 
-FormField heading(const char *text) { return {u8(text), {}, 0}; }
+FormField heading(const QString &text) { return {text, {}, 0}; }
+FormField heading(const char *text) { return heading(u8(text)); }
 
 void appendPhysicalState(FormFrame &f, const Row &r)
 {
@@ -67,72 +75,63 @@ QStringList operationCodes(dbClass &db, int type)
     return codes;
 }
 
-struct Place {
-    QString comune, sigla;
+AppContext contextOf(dbClass &db) { return {db.app(), db, db.messages()}; }
+
+// Where the modules of a scheda kind come from: the kind of each type
+// (tipoMod 1..types) and the order they are listed and numbered in within
+// their type, that of the exchange file.
+struct ModuleFamily {
+    std::function<const waste::ModuleKind &(int)> kind;
+    int types = 0;
+    QString order; // empty: the kind's own order
 };
 
-Place placeOf(dbClass &db, int prv, int com)
-{
-    if (prv <= 0 || com <= 0)
-        return {};
-    const dbClass::Municipality m = db.municipality(prv, com);
-    return m.found ? Place{m.comDesc, m.prvSigla} : Place{};
-}
-
-QString nation(dbClass &db, int nazID)
-{
-    if (nazID <= 0)
-        return {};
-    return db.scalar(QStringLiteral("SELECT nazDesc FROM Nazioni WHERE (nazID = ?)"), {nazID}).toString();
-}
-
-bool isBatteryCode(const QString &code)
-{
-    return (code > QLatin1String("160600") && code < QLatin1String("160606"))
-           || code == QLatin1String("200133") || code == QLatin1String("200134");
-}
-
-bool isUrbanOriginCode(const QString &code)
-{
-    return code.startsWith(QLatin1String("1912")) || code == QLatin1String("190501")
-           || code == QLatin1String("190503");
-}
-
-// Where a module hangs: a scheda RIF, or a waste code of the scheda IMB
-// (whose modules print their code, and for RT-IMB the surface of origin).
-struct ModuleOwner {
-    bool imb = false;
-    QString code;      // as printed ("150104-A" for aluminium)
-    QString surface;   // RT-IMB: "da sup. pubblica" / "da sup. privata"
+// The grids of operation rows of a module as its form shows them: an MG
+// module has one per tab, each printed before the frame sharing its tab
+// (named by one of its fields); a DR module of the special streams has one
+// grid of destination operations under its fields.
+struct OperationGrid {
+    int posizione; // the rows' Posizione; 0: every row
+    QString heading;
+    const char *frameOf; // nullptr: after the fields
 };
 
-QString moduleName(const char *kind, const ModuleOwner &o)
+QList<OperationGrid> gridsOf(const waste::ModuleKind &m)
 {
-    return QString::fromLatin1(kind) + (o.imb ? QStringLiteral("-IMB") : QString());
+    if (m.operations)
+        return {{codes::GridRecupero, codes::mgGridHeading(codes::GridRecupero), "qtaDep"},
+                {codes::GridSmaltimento, codes::mgGridHeading(codes::GridSmaltimento), "qtaDep"},
+                {codes::GridSmaltimento191, codes::mgGridHeading(codes::GridSmaltimento191), "qta191"}};
+    if (!m.opTable.isEmpty())
+        return {{0, codes::destinationGridHeading(), nullptr}};
+    return {};
 }
 
-FormRow firstModuleRow(const char *kind, const ModuleOwner &o, int number)
+// The MG grid an operation row prints in: the one its Posizione names, as
+// long as the code is of the grid's kind (R recovery, D disposal); rows
+// written with a running Posizione go by the kind of their code.
+int mgGridOf(const waste::OpRow &o)
 {
-    FormRow row{{u8("n° progressivo Modulo ") + moduleName(kind, o), QString::number(number), 35}};
-    if (o.imb) {
-        row.append({u8("Codice rifiuto:"), o.code, 30});
-        if (!o.surface.isEmpty())
-            row.append({u8("Provenienza"), o.surface, 40});
-    }
-    return row;
+    const bool recovery = o.codice.trimmed().startsWith(u'R');
+    if (o.posizione == codes::GridRecupero && recovery)
+        return codes::GridRecupero;
+    if ((o.posizione == codes::GridSmaltimento || o.posizione == codes::GridSmaltimento191) && !recovery)
+        return o.posizione;
+    return recovery ? codes::GridRecupero : codes::GridSmaltimento;
 }
 
-// Operation rows (code and quantity) of an MG or DR-IMB module, three a line.
-void appendOperations(dbClass &db, FormFrame &f, const QString &table, const QString &key, qint64 id)
+// A grid's rows, three operations with their quantities a line, the
+// captions on the first line only.
+void appendGrid(FormFrame &f, const OperationGrid &g, const QVector<waste::OpRow> &ops)
 {
-    bool ok = false;
-    QSqlQuery ops = db.query(QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice")
-                                 .arg(table, key),
-                             {id}, dbClass::Which::Current, &ok);
+    f.rows.append({heading(g.heading)});
     FormRow row;
-    while (ok && ops.next()) {
-        row.append({u8("Operazione"), ops.value(0).toString(), 20});
-        row.append({u8("Quantità"), quantityText(ops.value(1), ops.value(2)), 33});
+    for (const waste::OpRow &o : ops) {
+        if (g.posizione != 0 && mgGridOf(o) != g.posizione)
+            continue;
+        const bool first = f.rows.last().size() == 1; // still the line under the heading
+        row.append({first ? u8("Operazione") : QString(), o.codice.trimmed(), 20});
+        row.append({first ? u8("Quantità") : QString(), quantityText(o.qta, o.umi), 33});
         if (row.size() == 6) {
             f.rows.append(row);
             row.clear();
@@ -142,121 +141,130 @@ void appendOperations(dbClass &db, FormFrame &f, const QString &table, const QSt
         f.rows.append(row);
 }
 
-// RT and DR share their layout; the texts differ.
-FormFrame counterpartModule(dbClass &db, const Row &r, qint64 id, int number, bool rt, const ModuleOwner &o)
+// One module as its form shows it: number (and, for the modules tied to a
+// waste code of their scheda, that code and an RT-IMB module's surface), the
+// fields by frame, the operation grids. Fields the form closes for this
+// module (the other side of Italia/Estero, a frame for other waste codes)
+// print only when they hold a value.
+FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, int number, const QString &code,
+                      const QVariantMap &attached)
 {
-    const Place p = placeOf(db, r.num("prvIstat"), r.num("comIstat"));
-    FormFrame f{u8("Modulo ") + moduleName(rt ? "RT" : "DR", o)
-                    + (rt ? u8(" - Rifiuti ricevuti da terzi") : u8(" - Rifiuti conferiti a terzi")),
-                {}};
-    FormRow first = firstModuleRow(rt ? "RT" : "DR", o, number);
-    if (rt && !o.imb)
-        first.append({u8("Privati"), r.flag("Privati"), 15});
-    f.rows.append(first);
-    f.rows.append({heading(rt ? "Impresa o Ente che ha conferito il rifiuto" : "Soggetto destinatario del rifiuto")});
-    f.rows.append({{u8("Codice fiscale:"), r.text("CodFisc"), 45}, {u8("Nome o ragione sociale:"), r.text("RagSoc"), 128}});
-    f.rows.append({heading(rt ? "Sede unità locale di provenienza del rifiuto (se di provenienza nazionale)"
-                              : "Sede impianto di destinazione (se di destinazione nazionale)")});
-    f.rows.append({{u8("Comune:"), p.comune, 65}, {u8("Provincia:"), p.sigla, 15}, {u8("Via:"), r.text("Via"), 55},
-                   {u8("N. civico:"), r.text("Civico"), 15}, {u8("C.A.P.:"), r.text("Cap"), 14}});
-    f.rows.append({heading(rt ? "Nel caso in cui il rifiuto sia di provenienza non nazionale"
-                              : "Nel caso in cui il rifiuto abbia destinazione non nazionale indicare")});
-    f.rows.append({{u8("Paese estero:"), nation(db, r.num("nazID")), 80},
-                   {u8("Codice regolamento (CE) 1013/2006:"), r.text("RegCE"), 45}});
-    f.rows.append({{rt ? u8("Quantità ricevuta nell'anno:") : u8("Quantità conferita nell'anno:"),
-                    r.qty("qtaMod", "umiMod"), 55}});
-    if (rt && o.imb) {
-        f.rows.append({{u8("Tipologia di trattamento prevista sui rifiuti ricevuti dall'estero:"),
-                        imbTreatment(r.num("discDep")), 80}});
-    } else if (rt) {
-        f.rows.append({heading("Tipologia di trattamento prevista sui rifiuti ricevuti dall'estero:")});
-        f.rows.append({{u8("recupero di materia:"), r.qty("qtaDep", "umiDep"), 55},
-                       {u8("recupero di energia:"), r.qty("qta191", "umi191"), 55},
-                       {u8("incenerimento:"), r.qty("qtaInc", "umiInc"), 55}});
-        f.rows.append({{u8("discarica:"), r.qty("qtaDisc", "umiDisc"), 55},
-                       {u8("altre operazioni di smaltimento:"), r.qty("qtaSmalt", "umiSmalt"), 55}});
-        if (isUrbanOriginCode(o.code))
-            f.rows.append({{u8("Barrare se la quantità indicata nel modulo è relativa a rifiuti di origine urbana"),
-                            r.flag("discDep"), 10}});
-        if (isBatteryCode(o.code))
-            f.rows.append({{u8("Specificare se la quantità indicata nel modulo è relativa a pile e accumulatori "
-                               "portatili:"),
-                            r.num("disc191") == 1 ? u8("Sì") : u8("No"), 15}});
-    } else {
-        f.rows.append({heading("Indicare l'attività svolta a destinazione")});
-        f.rows.append({{u8("Quantità a recupero di materia:"), r.qty("qtaDep", "umiDep"), 55},
-                       {u8("Quantità a recupero di energia:"), r.qty("qta191", "umi191"), 55},
-                       {u8("Quantità a incenerimento:"), r.qty("qtaInc", "umiInc"), 55}});
-        f.rows.append({{u8("Quantità avviata in discarica:"), r.qty("qtaDisc", "umiDisc"), 55},
-                       {u8("Quantità ad altre operazioni di smaltimento:"), r.qty("qtaSmalt", "umiSmalt"), 55}});
-        if (o.imb) {
-            f.rows.append({heading("Operazioni di recupero e di smaltimento")});
-            appendOperations(db, f, QStringLiteral("RecModImb"), QStringLiteral("mbID"), id);
+    const fields::Record r = waste::load(ctx, m, id);
+    FormFrame f{m.title, {}};
+    FormRow head{boxedField(u8("n° progressivo Modulo ") + m.code, QString::number(number), 12)};
+    if (!attached.isEmpty())
+        head.append(boxedField(u8("Codice rifiuto:"), code, 18));
+    if (attached.contains(QStringLiteral("mbFlag")))
+        head.append(boxedField(u8("Provenienza"), imbSurface(attached.value(QStringLiteral("mbFlag")).toInt()), 30));
+    const auto open = [&](const fields::Field &x) { return waste::fieldEnabled(m, code, r, x.name); };
+    QList<OperationGrid> grids = gridsOf(m);
+    const QVector<waste::OpRow> ops = grids.isEmpty() ? QVector<waste::OpRow>() : waste::loadOperations(ctx, m, id);
+    const QList<FieldFrame> frames = fieldFrames(ctx.db, m.fields, r, open);
+    for (int i = 0; i < frames.size(); ++i) {
+        const FieldFrame &g = frames.at(i);
+        while (!grids.isEmpty() && grids.first().frameOf) {
+            const fields::Field *x = fields::find(m.fields, QString::fromLatin1(grids.first().frameOf));
+            if (!x || x->group != g.group)
+                break;
+            appendGrid(f, grids.takeFirst(), ops);
         }
+        if (i == 0 && g.title.isEmpty()) {
+            // the fields outside any frame stand beside the number
+            head.append(g.fields);
+            continue;
+        }
+        if (!g.title.isEmpty())
+            f.rows.append({heading(g.title)});
+        f.rows.append(packed(g.fields));
+    }
+    f.rows = packed(head) + f.rows;
+    for (const OperationGrid &g : grids)
+        appendGrid(f, g, ops);
+    return f;
+}
+
+// The modules of a scheda by type, numbered within their type. `code`: the
+// scheda's waste code (RIF, INT); empty where each module names its own.
+bool appendModules(AppContext &ctx, const ModuleFamily &family, qint64 parentId, const QString &code,
+                   QList<FormFrame> *frames)
+{
+    for (int type = 1; type <= family.types; ++type) {
+        const waste::ModuleKind &m = family.kind(type);
+        const QStringList attach = m.attach;
+        bool ok = false;
+        QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1%2 FROM %3 WHERE (%4 = ? AND tipoMod = ?) ORDER BY %5")
+                                       .arg(m.key, attach.isEmpty() ? QString() : u',' + attach.join(u','), m.table,
+                                            m.parentKey, family.order.isEmpty() ? m.orderBy : family.order),
+                                   {parentId, type}, dbClass::Which::Current, &ok);
+        if (!ok)
+            return false;
+        int n = 0;
+        while (q.next()) {
+            QVariantMap attached;
+            for (int i = 0; i < attach.size(); ++i)
+                attached.insert(attach.at(i), q.value(i + 1));
+            const QString own = attached.value(QStringLiteral("rifCod")).toString().trimmed();
+            frames->append(moduleFrame(ctx, m, q.value(0).toLongLong(), ++n, attach.isEmpty() ? code : own, attached));
+        }
+    }
+    return true;
+}
+
+// The waste rows of a frame of a scheda: code, description, quantity, the
+// captions on the first line only.
+struct WasteRow {
+    QString code, description, quantity;
+};
+FormFrame wasteRowsFrame(const QString &title, const QList<WasteRow> &rows)
+{
+    FormFrame f{title, {}};
+    for (const WasteRow &w : rows) {
+        const bool first = f.rows.isEmpty();
+        f.rows.append({{first ? u8("Cod. CER") : QString(), w.code, 18},
+                       {first ? u8("Descrizione") : QString(), w.description, 122},
+                       {first ? u8("Quantità") : QString(), w.quantity, 30}});
     }
     return f;
 }
 
-FormFrame teModule(const Row &r, int number, const ModuleOwner &o)
+// A scheda of the vehicle or electrical-equipment section: number and the
+// fields outside any frame, the waste rows of each of its frames, its own
+// frames of fields, then its modules.
+bool streamFrames(AppContext &ctx, const stream::StreamSpec &s, qint64 saID, QList<FormFrame> *frames)
 {
-    return {u8("Modulo ") + moduleName("TE", o) + u8(" - Rifiuti trasportati da terzi"),
-            {firstModuleRow("TE", o, number),
-             {heading("Trasportatore")},
-             {{u8("Codice fiscale:"), r.text("CodFisc"), 45}, {u8("Nome o ragione sociale:"), r.text("RagSoc"), 128}}}};
-}
+    int number = 0;
+    for (const qint64 id : stream::ids(ctx, s, saID)) {
+        const fields::Record r = stream::load(ctx, s, id);
+        FormRow head{boxedField(u8("n° progressivo Scheda ") + s.name, QString::number(++number), 12)};
+        QList<FieldFrame> groups = fieldFrames(ctx.db, s.fields, r);
+        if (!groups.isEmpty() && groups.first().title.isEmpty())
+            head.append(groups.takeFirst().fields);
+        frames->append({s.title, packed(head), true});
 
-FormFrame mgModule(dbClass &db, const Row &r, qint64 id, int number, const ModuleOwner &o)
-{
-    FormFrame f{u8("Modulo ") + moduleName("MG", o) + u8(" - Operazioni di gestione rifiuti svolte nell'unità locale"),
-                {}};
-    f.rows.append(firstModuleRow("MG", o, number));
-    f.rows.append({{u8("Tipologia impianto:"), mgPlantType(r.num("Privati")), 176}});
-    f.rows.append({heading("Operazioni di recupero e di smaltimento")});
-    if (o.imb)
-        appendOperations(db, f, QStringLiteral("RecModImb"), QStringLiteral("mbID"), id);
-    else
-        appendOperations(db, f, QStringLiteral("RecRif"), QStringLiteral("mrID"), id);
-    f.rows.append({heading("Deposito definitivo effettuato nell'unità locale (operazioni D1, D5, D12)")});
-    f.rows.append({{u8("Quantità depositata in discarica nell'anno:"), r.qty("qtaDep", "umiDep"), 55},
-                   {u8("Classificazione della discarica (D.Lgs. 36/2003):"), landfillClass(r.num("discDep")), 60}});
-    f.rows.append({heading("Smaltimento art. 191")});
-    f.rows.append({{u8("Quantità depositata in discarica nell'anno:"), r.qty("qta191", "umi191"), 55},
-                   {u8("Classificazione della discarica (D.Lgs. 36/2003):"), landfillClass(r.num("disc191")), 60}});
-    f.rows.append({heading("Giacenza al 31/12")});
-    f.rows.append({{u8("Quantità in giacenza al 31/12 da avviare a recupero"), r.qty("qtaMod", "umiMod"), 75},
-                   {u8("Quantità in giacenza al 31/12 da avviare a smaltimento"), r.qty("qtaSmalt", "umiSmalt"), 75}});
-    return f;
-}
+        bool ok = false;
+        QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1.Posizione, %1.rifCod, %1.qta, %1.umi, Rifiuti.rifDesc FROM %1 "
+                                                  "LEFT JOIN Rifiuti ON %1.rifCod = Rifiuti.rifCod WHERE (%1.%2 = ?) "
+                                                  "ORDER BY %1.Posizione, %1.rifCod")
+                                       .arg(s.rowTable, s.key),
+                                   {id}, dbClass::Which::Current, &ok);
+        if (!ok)
+            return false;
+        // by frame; a Posizione past the scheda's frames counts as its last
+        QMap<int, QList<WasteRow>> rows;
+        while (q.next())
+            rows[std::clamp(q.value(0).toInt(), 1, int(s.frames.size()))].append(
+                {q.value(1).toString().trimmed(), q.value(4).toString().trimmed(), quantityText(q.value(2), q.value(3))});
+        for (auto it = rows.cbegin(); it != rows.cend(); ++it)
+            frames->append(wasteRowsFrame(s.frames.at(it.key() - 1), it.value()));
+        for (const FieldFrame &g : groups)
+            frames->append({g.title, packed(g.fields)});
 
-FormFrame reModule(dbClass &db, const Row &r, int number)
-{
-    const Place p = placeOf(db, r.num("prvIstat"), r.num("comIstat"));
-    return {u8("Modulo RE - Rifiuti prodotti fuori dall'unità locale"),
-            {{{u8("n° progressivo Modulo RE"), QString::number(number), 35}},
-             {heading("Area di provenienza del rifiuto")},
-             {{u8("Comune:"), p.comune, 100}, {u8("Provincia di:"), p.sigla, 20}},
-             {{u8("Attività che ha originato il rifiuto"), reActivity(r.num("Privati")), 100},
-              {u8("Quantità prodotta fuori dell'unità locale:"), r.qty("qtaMod", "umiMod"), 55}}}};
-}
-
-FormFrame intModule(dbClass &db, const Row &r, int number, bool uo)
-{
-    const Place p = placeOf(db, r.num("prvIstat"), r.num("comIstat"));
-    FormFrame f{uo ? u8("Modulo UO - Elenco Unità Locali di origine del rifiuto")
-                   : u8("Modulo UD - Elenco unità locali di destinazione del rifiuto"),
-                {}};
-    f.rows.append({{uo ? u8("n° progressivo Modulo UO") : u8("n° progressivo Modulo UD"), QString::number(number), 35}});
-    f.rows.append({heading(uo ? "Unità locale di origine" : "Unità locale di destinazione")});
-    f.rows.append({{u8("Codice fiscale:"), r.text("CodFisc"), 45}, {u8("Nome o ragione sociale:"), r.text("RagSoc"), 128}});
-    f.rows.append({heading(uo ? "Indirizzo (se di origine nazionale)" : "Indirizzo (se di destinazione nazionale)")});
-    f.rows.append({{u8("Comune:"), p.comune, 65}, {u8("Provincia:"), p.sigla, 15}, {u8("Via:"), r.text("Via"), 55},
-                   {u8("N. civico:"), r.text("Civico"), 15}, {u8("C.A.P.:"), r.text("Cap"), 14}});
-    f.rows.append({{uo ? u8("Paese estero (se di origine non nazionale)")
-                       : u8("Paese estero (se di destinazione non nazionale)"),
-                    nation(db, r.num("nazID")), 80},
-                   {uo ? u8("Quantità acquisita nell'anno:") : u8("Quantità ceduta nell'anno:"),
-                    r.qty("qtaMod", "umiMod"), 55}});
-    return f;
+        const ModuleFamily family{[&s](int t) -> const waste::ModuleKind & { return stream::module(s, t); },
+                                  codes::MG, QStringLiteral("rifCod, ") + s.modKey};
+        if (!appendModules(ctx, family, id, {}, frames))
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -342,6 +350,8 @@ bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                            {saID}, dbClass::Which::Current, &ok);
     if (!ok)
         return false;
+    AppContext ctx = contextOf(db);
+    const ModuleFamily modules{intsec::module, codes::UD, {}};
     int number = 0;
     while (s.next()) {
         const Row r{s};
@@ -352,29 +362,10 @@ bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         appendPhysicalState(f, r);
         f.rows.append({{u8("Quantità complessivamente intermediata:"), r.qty("intQta", "intUmi"), 55}});
         frames->append(f);
-        for (int type = 1; type <= 2; ++type) {
-            QSqlQuery m = db.query(QStringLiteral("SELECT * FROM ModInt WHERE (intID = ? AND tipoMod = ?) ORDER BY miID"),
-                                   {s.value(QStringLiteral("intID")), type}, dbClass::Which::Current, &ok);
-            if (!ok)
-                return false;
-            int n = 0;
-            while (m.next())
-                frames->append(intModule(db, Row{m}, ++n, type == 1));
-        }
+        if (!appendModules(ctx, modules, s.value(QStringLiteral("intID")).toLongLong(), r.text("rifCod"), frames))
+            return false;
     }
     return true;
-}
-
-QString imbWasteCode(const QString &code, int allAcc)
-{
-    if (code == QLatin1String("150104"))
-        return code + (allAcc == 1 ? QStringLiteral("-A") : QStringLiteral("-C"));
-    return code;
-}
-
-QString imbTreatment(int code)
-{
-    return codes::listText(codes::imbTreatments(), code);
 }
 
 QString imbSurface(int mbFlag)
@@ -384,13 +375,6 @@ QString imbSurface(int mbFlag)
 
 bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    // the groups of waste rows, by Posizione from 1 in the order of the scheda
-    static const char *const groups[] = {
-        "Rifiuto ricevuto da superficie pubblica",
-        "Rifiuto ricevuto da superficie privata",
-        "Rifiuto prodotto nell'unità locale da trattamento imballaggi monomateriale",
-        "Rifiuto prodotto nell'unità locale da trattamento imballaggi multimateriale",
-    };
     // secondary materials, msQta01.. in the order of the codes module
     const QStringList &materials = codes::imbMaterials();
     bool ok = false;
@@ -398,11 +382,14 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                            dbClass::Which::Current, &ok);
     if (!ok)
         return false;
+    AppContext ctx = contextOf(db);
+    const ModuleFamily modules{imb::module, codes::MG, QStringLiteral("rifCod, mbFlag, mbID")};
     while (s.next()) {
         const Row r{s};
         const qint64 siID = s.value(QStringLiteral("siID")).toLongLong();
         frames->append({u8("Scheda IMB - Gestione rifiuti da imballaggio"),
-                        {{heading("COMUNICAZIONE IMBALLAGGI")}, {heading("Sezione gestori rifiuti di imballaggio")}}});
+                        {{heading("COMUNICAZIONE IMBALLAGGI")}, {heading("Sezione gestori rifiuti di imballaggio")}},
+                        true});
         for (int g = 1; g <= 4; ++g) {
             QSqlQuery rows = db.query(QStringLiteral("SELECT RecImb.rifCod, RecImb.allAcc, RecImb.qta, RecImb.umi, "
                                                      "Rifiuti.rifDesc FROM RecImb LEFT JOIN Rifiuti ON RecImb.rifCod = "
@@ -411,16 +398,12 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                                       {siID, g}, dbClass::Which::Current, &ok);
             if (!ok)
                 return false;
-            FormFrame group{u8(groups[g - 1]), {}};
-            while (rows.next()) {
-                const bool first = group.rows.isEmpty();
-                group.rows.append({{first ? u8("Cod. CER") : QString(),
-                                    imbWasteCode(rows.value(0).toString().trimmed(), rows.value(1).toInt()), 25},
-                                   {first ? u8("Descrizione") : QString(), rows.value(4).toString(), 100},
-                                   {first ? u8("Quantità") : QString(), quantityText(rows.value(2), rows.value(3)), 45}});
-            }
-            if (!group.rows.isEmpty())
-                frames->append(group);
+            QList<WasteRow> group;
+            while (rows.next())
+                group.append({imb::displayCode(rows.value(0).toString().trimmed(), rows.value(1).toInt()),
+                              rows.value(4).toString().trimmed(), quantityText(rows.value(2), rows.value(3))});
+            if (!group.isEmpty())
+                frames->append(wasteRowsFrame(imb::groupCaption(g), group));
         }
         frames->append({u8("Destinazione del rifiuto"),
                         {{{u8("Rifiuto consegnato a terzi: Quantità consegnata a terzi"), r.qty("qtaTerzi", "umiTerzi"), 70},
@@ -438,45 +421,29 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         ms.rows.append(row);
         frames->append(ms);
 
-        // modules by type, then waste code and surface, numbered within their type
-        for (int type = 1; type <= 4; ++type) {
-            QSqlQuery m = db.query(QStringLiteral("SELECT * FROM ModImb WHERE (siID = ? AND tipoMod = ?) "
-                                                  "ORDER BY rifCod, mbFlag, mbID"),
-                                   {siID, type}, dbClass::Which::Current, &ok);
-            if (!ok)
-                return false;
-            int n = 0;
-            while (m.next()) {
-                const Row mr{m};
-                const qint64 mbID = m.value(QStringLiteral("mbID")).toLongLong();
-                // a module names the code only: 150104 stays whole here
-                const ModuleOwner owner{true, mr.text("rifCod"), type == 1 ? imbSurface(mr.num("mbFlag")) : QString()};
-                ++n;
-                switch (type) {
-                case 1: frames->append(counterpartModule(db, mr, mbID, n, true, owner)); break;
-                case 2: frames->append(counterpartModule(db, mr, mbID, n, false, owner)); break;
-                case 3: frames->append(teModule(mr, n, owner)); break;
-                case 4: frames->append(mgModule(db, mr, mbID, n, owner)); break;
-                }
-            }
-        }
+        // a module names the code only: 150104 stays whole there
+        if (!appendModules(ctx, modules, siID, {}, frames))
+            return false;
     }
     return true;
 }
 
-QString mgPlantType(int code)
+bool vfuFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    return codes::mgPlantText(code);
+    AppContext ctx = contextOf(db);
+    for (const int kind : {codes::VfuAut, codes::VfuRot, codes::VfuFra})
+        if (!streamFrames(ctx, stream::vfu(kind), saID, frames))
+            return false;
+    return true;
 }
 
-QString landfillClass(int code)
+bool raeeFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    return codes::landfillText(code);
-}
-
-QString reActivity(int code)
-{
-    return codes::reActivityText(code);
+    AppContext ctx = contextOf(db);
+    for (const int kind : {codes::RaeeTra, codes::RaeeCr})
+        if (!streamFrames(ctx, stream::raee(kind), saID, frames))
+            return false;
+    return true;
 }
 
 QString quantityText(const QVariant &qta, const QVariant &umi)
@@ -499,6 +466,8 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                            {saID}, dbClass::Which::Current, &ok);
     if (!ok)
         return false;
+    AppContext ctx = contextOf(db);
+    const ModuleFamily modules{rif::module, codes::RE, {}};
     int number = 0;
     while (s.next()) {
         const Row r{s};
@@ -509,6 +478,7 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                           {u8("Codice rifiuto:"), code, 25},
                           {u8("Descrizione"), r.text("rifDesc"), 110}});
         appendPhysicalState(head, r);
+        head.keepWithNext = true;
         frames->append(head);
 
         const qint64 carriers = db.scalar(QStringLiteral("SELECT COUNT(*) FROM ModRif WHERE (rifID = ? AND tipoMod = 3)"),
@@ -532,29 +502,9 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                           {u8("Quantità complessiva di rifiuto avviato a smaltimento"), r.qty("qtaSmalt", "umiSmalt"),
                            75}}}});
 
-        // modules: RT (non-private first), DR, TE, MG, RE; numbered within their type
-        for (int type = 1; type <= 5; ++type) {
-            const QString order = type == 1 ? QStringLiteral("Privati, mrID") : QStringLiteral("mrID");
-            QSqlQuery m = db.query(QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = ?) ORDER BY ")
-                                       + order,
-                                   {rifID, type}, dbClass::Which::Current, &ok);
-            if (!ok)
-                return false;
-            int n = 0;
-            const ModuleOwner owner{false, code, {}};
-            while (m.next()) {
-                const Row mr{m};
-                const qint64 mrID = m.value(QStringLiteral("mrID")).toLongLong();
-                ++n;
-                switch (type) {
-                case 1: frames->append(counterpartModule(db, mr, mrID, n, true, owner)); break;
-                case 2: frames->append(counterpartModule(db, mr, mrID, n, false, owner)); break;
-                case 3: frames->append(teModule(mr, n, owner)); break;
-                case 4: frames->append(mgModule(db, mr, mrID, n, owner)); break;
-                case 5: frames->append(reModule(db, mr, n)); break;
-                }
-            }
-        }
+        // RT (non-private first), DR, TE, MG, RE
+        if (!appendModules(ctx, modules, rifID, code, frames))
+            return false;
     }
     return true;
 }

@@ -1,8 +1,10 @@
 #pragma once
 // The schede of a printed declaration: SA-AUT, RIF with its modules RT, DR,
-// TE, MG and RE, INT with its modules UO and UD. Schede and modules are
-// numbered within their kind in their listing order ("n° progressivo Modulo
-// RT" and the like).
+// TE, MG and RE, INT with its modules UO and UD, IMB, the vehicle schede AUT,
+// ROT, FRA and the electrical-equipment schede TRA-RAEE, CR-RAEE with their
+// modules. Schede and modules are numbered within their kind in their listing
+// order ("n° progressivo Modulo RT" and the like). Every module prints from
+// the field table of its form, by one piece of code.
 
 #include "print/dichiarazione.h"
 
@@ -22,19 +24,16 @@ bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 // The scheda IMB (one per declaration): waste rows by group, quantities,
 // secondary materials, then the modules RT-IMB, DR-IMB, TE-IMB, MG-IMB.
 bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
-// A stored IMB waste code as shown: 150104 splits into "150104-A"
-// (aluminium, allAcc 1) and "150104-C" (steel).
-QString imbWasteCode(const QString &code, int allAcc);
-// The single treatment choice of an RT-IMB module from abroad (1-5 in the
-// order of the form) and the surface of origin of RT-IMB (mbFlag).
-QString imbTreatment(int code);
+// The schede AUT, ROT, FRA (in this order), and TRA-RAEE, CR-RAEE (each by
+// category): scheda number and category, the waste rows of each frame of
+// the scheda, its frames of fields, then its modules RT, DR, TE, MG with the
+// waste code each one is tied to.
+bool vfuFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool raeeFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+
+// The surface of origin of an RT-IMB module (mbFlag) as printed.
 QString imbSurface(int mbFlag);
 
-// Texts of the codes stored for MG plant types (index 1.. in the order of
-// the form's list), landfill classes (6, 7, 8) and RE activities (4, 2, 5, 6).
-QString mgPlantType(int code);
-QString landfillClass(int code);
-QString reActivity(int code);
 // SA-AUT issuing body (1-3) and type of authorisation (1-6).
 QString issuingBody(int code);
 QString authorisationType(int code);

@@ -6,8 +6,10 @@
 #include "print/dichiarazione.h"
 #include "print/elenco.h"
 #include "print/printcommon.h"
+#include "print/fieldprint.h"
 #include "print/schedeprint.h"
 #include "refdata/template.h"
+#include "sections/codes.h"
 #include "shell/cli.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
@@ -49,6 +51,38 @@ QString field(const print::FormFrame &f, const QString &caption)
     return QStringLiteral("<assente>");
 }
 
+bool isHeading(const print::FormRow &r) { return r.size() == 1 && r.first().width <= 0; }
+
+// The headings inside a frame, and for each the values of the fields under
+// it ("" for the fields before the first heading), joined by "|".
+QStringList outline(const print::FormFrame &f)
+{
+    QStringList out{QString()};
+    for (const print::FormRow &r : f.rows) {
+        if (isHeading(r)) {
+            out.append(r.first().caption + u':');
+            continue;
+        }
+        for (const print::FormField &x : r)
+            if (!x.value.isEmpty())
+                out.last() += u'|' + x.value;
+    }
+    return out;
+}
+
+QStringList titlesOf(const QList<print::FormFrame> &frames)
+{
+    QStringList t;
+    for (const print::FormFrame &f : frames)
+        t.append(f.title);
+    return t;
+}
+
+int pageCount(const QByteArray &doc)
+{
+    return QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+}
+
 } // namespace
 
 class TestPrintLayouts : public QObject {
@@ -62,6 +96,9 @@ private Q_SLOTS:
     void declarationPrintsSchedeRif();
     void declarationPrintsSaAutAndInt();
     void declarationPrintsImb();
+    void declarationPrintsVfuAndRaee();
+    void fieldsFillRows();
+    void tallFramesGoOnNextPages();
     void wrapping();
     void commandLine();
 
@@ -305,17 +342,13 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
              QStringLiteral("rifiuti inerti"));
     QCOMPARE(field(frames[8], QStringLiteral("Operazione")), QStringLiteral("R3"));
     QCOMPARE(field(frames[8], QStringLiteral("Quantità")), QStringLiteral("1,500 t"));
-    QCOMPARE(field(frames[9], QStringLiteral("Attività che ha originato il rifiuto")),
-             QStringLiteral("assistenza sanitaria"));
+    // the activity stands in its frame, titled as on the form
+    QVERIFY(outline(frames[9]).contains(QStringLiteral("Attività che ha originato il rifiuto:|assistenza sanitaria")));
     QCOMPARE(field(frames[9], QStringLiteral("Provincia di:")), QStringLiteral("FC"));
     QCOMPARE(field(frames[15], QStringLiteral("Specificare se la quantità indicata nel modulo è relativa a pile e "
                                               "accumulatori portatili:")),
              QStringLiteral("Sì"));
 
-    QCOMPARE(print::reActivity(4), QStringLiteral("cantieri temporanei e mobili (anche di bonifica)"));
-    QCOMPARE(print::landfillClass(8), QStringLiteral("rifiuti pericolosi"));
-    QCOMPARE(print::mgPlantType(13), QStringLiteral("Recupero di materia (R2,R3,R4,R5,R6,R7,R8,R9,R13)"));
-    QCOMPARE(print::mgPlantType(0), QString());
     QCOMPARE(print::quantityText(QVariant(), 1), QString());
     QCOMPARE(print::quantityText(9999999999LL, 1), QStringLiteral("9.999.999,999 Kg"));
 
@@ -326,8 +359,7 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
     const QByteArray doc = readFile(path);
     QCOMPARE(structureFault(doc), QString());
     QCOMPARE(textOverlapFault(doc), QString());
-    const int pages = QRegularExpression(QStringLiteral("/Count (\\d+)"))
-                          .match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+    const int pages = pageCount(doc);
     QVERIFY(pages > 2);
     QVERIFY(shownTexts(doc, pages - 1).contains("Pagina " + QByteArray::number(pages) + " di " + QByteArray::number(pages)));
 }
@@ -399,8 +431,8 @@ void TestPrintLayouts::declarationPrintsImb()
                                   QStringLiteral("Rifiuto ricevuto da superficie pubblica"),
                                   QStringLiteral("Rifiuto prodotto nell'unità locale da trattamento imballaggi monomateriale"),
                                   QStringLiteral("Destinazione del rifiuto"), QStringLiteral("Materiali secondari"),
-                                  QStringLiteral("Modulo RT-IMB - Rifiuti ricevuti da terzi"),
-                                  QStringLiteral("Modulo DR-IMB - Rifiuti conferiti a terzi")}));
+                                  QStringLiteral("Modulo RT-IMB - Rifiuti di imballaggio ricevuti da terzi"),
+                                  QStringLiteral("Modulo DR-IMB - Rifiuti di imballaggio conferiti a terzi")}));
     // 150104 prints split by metal, in the order the rows were entered
     QCOMPARE(frames[1].rows.size(), 2);
     QCOMPARE(frames[1].rows[0][0].value, QStringLiteral("150104-A"));
@@ -411,11 +443,10 @@ void TestPrintLayouts::declarationPrintsImb()
     QCOMPARE(frames[4].rows[1][1].value, QStringLiteral("3.000,000 Kg"));
     QCOMPARE(frames[5].rows[0][0].caption, QStringLiteral("n° progressivo Modulo RT-IMB"));
     QCOMPARE(frames[5].rows[0][2].value, QStringLiteral("da sup. pubblica"));
-    QCOMPARE(field(frames[5], QStringLiteral("Tipologia di trattamento prevista sui rifiuti ricevuti dall'estero:")),
-             QStringLiteral("recupero di energia"));
+    QCOMPARE(field(frames[5], QStringLiteral("Trattamento previsto:")), QStringLiteral("recupero di energia"));
     QCOMPARE(field(frames[5], QStringLiteral("Privati")), QStringLiteral("<assente>"));
     QCOMPARE(field(frames[6], QStringLiteral("Operazione")), QStringLiteral("R4"));
-    QCOMPARE(print::imbWasteCode(QStringLiteral("150101"), 1), QStringLiteral("150101"));
+    QCOMPARE(outline(frames[6]).last(), QStringLiteral("Operazioni di destinazione:|R4|2,000 Kg"));
 
     const QString path = dir_.filePath(QStringLiteral("imb.pdf"));
     QString error;
@@ -423,6 +454,257 @@ void TestPrintLayouts::declarationPrintsImb()
     const QByteArray doc = readFile(path);
     QCOMPARE(structureFault(doc), QString());
     QCOMPARE(textOverlapFault(doc), QString());
+}
+
+void TestPrintLayouts::declarationPrintsVfuAndRaee()
+{
+    const qint64 sa = addDeclaration(QStringLiteral("AAA00000004"), QStringLiteral("Veicoli e apparecchiature"), 58, 91);
+    const QString vehicles = QStringLiteral("160104"), drained = QStringLiteral("160106");
+    // FRA stored first: the vehicle schede print AUT, ROT, FRA
+    QVERIFY(add("SezVfu", "saID,vfuTipo,qtaPost80,umiPost80", {sa, codes::VfuFra, 7000000, 1}) > 0);
+    const qint64 aut = add("SezVfu", "saID,vfuTipo,vfuAut208,qtaPre80,umiPre80,qtaTerzi,umiTerzi,msQta01,msUmi01",
+                           {sa, codes::VfuAut, 1, 2000, 2, 1500000, 1, 800000, 1});
+    auto row = [&](const char *table, const char *key, qint64 id, int pos, const QString &code, qint64 qta, int umi) {
+        QVERIFY(add(table, (QByteArray(key) + ",Posizione,rifCod,qta,umi").constData(), {id, pos, code, qta, umi}) > 0);
+    };
+    row("RecVfu", "vfuID", aut, codes::VfuProduced, QStringLiteral("160103"), 300000, 1);
+    row("RecVfu", "vfuID", aut, codes::VfuReceived, drained, 2500000, 1);
+    row("RecVfu", "vfuID", aut, codes::VfuReceived, vehicles, 4000, 2);
+    const char *counterpart = "vfuID,tipoMod,rifCod,CodFisc,RagSoc,prvIstat,comIstat,qtaMod,umiMod";
+    QVERIFY(add("ModVfu", counterpart, {aut, codes::RT, drained, QStringLiteral("01234567890"),
+                                         QStringLiteral("Secondo conferente"), 15, 146, 2500000, 1}) > 0);
+    QVERIFY(add("ModVfu", counterpart, {aut, codes::RT, vehicles, QStringLiteral("RSSMRA80A01F205X"),
+                                         QStringLiteral("Primo conferente"), 40, 12, 4000, 2}) > 0);
+    const qint64 dr = add("ModVfu", "vfuID,tipoMod,rifCod,RagSoc,qtaMod,umiMod,qtaDep,umiDep",
+                          {aut, codes::DR, vehicles, QStringLiteral("Frantumatore"), 4000, 2, 4000, 2});
+    QVERIFY(add("RecModVfu", "mvID,Posizione,Codice,qta,umi", {dr, 1, QStringLiteral("R4"), 4000, 2}) > 0);
+    QVERIFY(add("ModVfu", "vfuID,tipoMod,rifCod,RagSoc", {aut, codes::TE, vehicles, QStringLiteral("Trasporti & C.")}) > 0);
+    const qint64 mg = add("ModVfu", "vfuID,tipoMod,rifCod,Privati,qtaDep,umiDep,discDep,qta191,umi191,disc191",
+                          {aut, codes::MG, vehicles, codes::PlantRiservaR13, 100, 1, codes::LandfillNonPericolosi, 200, 1,
+                           codes::LandfillPericolosi});
+    for (const QVariantList &op : {QVariantList{codes::GridSmaltimento191, QStringLiteral("D1"), 700},
+                                   QVariantList{codes::GridRecupero, QStringLiteral("R13"), 1500}})
+        QVERIFY(add("RecModVfu", "mvID,Posizione,Codice,qta,umi", QVariantList{mg} + op + QVariantList{1}) > 0);
+
+    // CR stored first: TRA prints before it
+    QVERIFY(add("SezRaee", "saID,srTipo,srRAEE,srQta,srUmi", {sa, codes::RaeeCr, 1, 1000, 1}) > 0);
+    const qint64 tra = add("SezRaee", "saID,srTipo,srRAEE,srStima,srQta,srUmi,msQta05,msUmi05",
+                           {sa, codes::RaeeTra, 2, 1, 12000, 2, 50000, 1});
+    row("RecRaee", "srID", tra, 1, QStringLiteral("200136"), 12000, 2);
+    row("RecRaee", "srID", tra, 3, QStringLiteral("160216"), 500, 1);
+    QVERIFY(add("ModRaee", "srID,tipoMod,rifCod,RagSoc,nazID,RegCE,qtaMod,umiMod,qtaDep,umiDep",
+                {tra, codes::RT, QStringLiteral("200136"), QStringLiteral("Recycling GmbH"), 203, QStringLiteral("B1010"),
+                 12000, 2, 12000, 2}) > 0);
+    QVERIFY(add("SezImb", "saID,qtaTerzi,umiTerzi", {sa, 1000, 1}) > 0);
+
+    QList<print::FormFrame> frames;
+    QVERIFY(print::vfuFrames(*db_, sa, &frames));
+    const QString vfuMg = QStringLiteral("Modulo MG-VEIC - Scheda AUT - Operazioni di gestione svolte nell'unità locale");
+    const QStringList vfuFrames{QStringLiteral("Impianto autorizzato ai sensi del D.Lgs. 152/2006"),
+                                QStringLiteral("Destinazione del rifiuto"), QStringLiteral("RIEPILOGO ATTIVITA'")};
+    const QString rt = QStringLiteral("Modulo RT-VEIC - Rifiuti ricevuti da terzi");
+    const QStringList expected = QStringList{QStringLiteral("Scheda AUT - Autodemolizione")}
+                 + QStringList{QStringLiteral("Rifiuti ricevuti da terzi"), QStringLiteral("Rifiuti prodotti dall'impianto")}
+                 + vfuFrames + QStringList{QStringLiteral("Veicoli trattati"), QStringLiteral("Materiali secondari")}
+                 + QStringList{rt, rt, QStringLiteral("Modulo DR-VEIC - Rifiuti conferiti a terzi"),
+                               QStringLiteral("Modulo TE-VEIC - Rifiuti trasportati da terzi"), vfuMg,
+                               QStringLiteral("Scheda FRA - Frantumazione")}
+                 + vfuFrames + QStringList{QStringLiteral("Materiali secondari")};
+    QCOMPARE(titlesOf(frames), expected);
+    QCOMPARE(field(frames[0], QStringLiteral("n° progressivo Scheda AUT")), QStringLiteral("1"));
+    // rows of a frame by waste code, with their description
+    QCOMPARE(frames[1].rows.size(), 2);
+    QCOMPARE(frames[1].rows[0][0].value, vehicles);
+    QCOMPARE(frames[1].rows[0][1].value, QStringLiteral("veicoli fuori uso"));
+    QCOMPARE(frames[1].rows[0][2].value, QStringLiteral("4,000 t"));
+    QCOMPARE(frames[1].rows[1][2].value, QStringLiteral("2.500,000 Kg"));
+    QCOMPARE(frames[2].rows[0][0].value, QStringLiteral("160103"));
+    QCOMPARE(field(frames[3], QStringLiteral("art. 208 (autorizzazione ordinaria)")), QStringLiteral("X"));
+    QCOMPARE(field(frames[3], QStringLiteral("art. 216 (procedura semplificata)")), QString());
+    QCOMPARE(field(frames[4], QStringLiteral("Quantità consegnata a terzi")), QStringLiteral("1.500,000 Kg"));
+    QCOMPARE(field(frames[6], QStringLiteral("Veicoli immatricolati prima del 1980")), QStringLiteral("2,000 t"));
+    QCOMPARE(field(frames[7], QStringLiteral("Metalli ferrosi")), QStringLiteral("800,000 Kg"));
+    QCOMPARE(field(frames[7], QStringLiteral("Oli")), QString());
+
+    // modules of a type numbered by waste code, then key; each names its code
+    QCOMPARE(field(frames[8], QStringLiteral("n° progressivo Modulo RT-VEIC")), QStringLiteral("1"));
+    QCOMPARE(field(frames[8], QStringLiteral("Codice rifiuto:")), vehicles);
+    QCOMPARE(field(frames[8], QStringLiteral("Nome o ragione sociale:")), QStringLiteral("Primo conferente"));
+    QCOMPARE(field(frames[8], QStringLiteral("Comune:")), QStringLiteral("FORLÌ"));
+    QCOMPARE(field(frames[8], QStringLiteral("Provincia:")), QStringLiteral("FC"));
+    QCOMPARE(field(frames[8], QStringLiteral("Quantità ricevuta nell'anno:")), QStringLiteral("4,000 t"));
+    QCOMPARE(field(frames[8], QStringLiteral("Privati")), QStringLiteral("<assente>"));       // not on RT-VEIC
+    QCOMPARE(field(frames[8], QStringLiteral("Paese estero:")), QStringLiteral("<assente>")); // an Italian one
+    QCOMPARE(field(frames[9], QStringLiteral("n° progressivo Modulo RT-VEIC")), QStringLiteral("2"));
+    QCOMPARE(field(frames[9], QStringLiteral("Codice rifiuto:")), drained);
+    QCOMPARE(outline(frames[10]).last(), QStringLiteral("Operazioni di destinazione:|R4|4,000 t"));
+    QCOMPARE(field(frames[10], QStringLiteral("Quantità a recupero di materia:")), QStringLiteral("4,000 t"));
+    QCOMPARE(field(frames[11], QStringLiteral("Nome o ragione sociale:")), QStringLiteral("Trasporti & C."));
+    // MG: the plant and landfill codes as their texts, each grid before the frame of its tab
+    QCOMPARE(field(frames[12], QStringLiteral("Tipologia impianto:")), QStringLiteral("Impianto per la messa in riserva (R13)"));
+    const QString landfill = QStringLiteral("Deposito definitivo effettuato nell'unità locale (operazioni D1, D5, D12):");
+    QCOMPARE(outline(frames[12]),
+             QStringList({QStringLiteral("|1|") + vehicles + QStringLiteral("|Impianto per la messa in riserva (R13)"),
+                          QStringLiteral("Operazioni di recupero:|R13|1,500 Kg"),
+                          QStringLiteral("Operazioni di smaltimento:"),
+                          landfill + QStringLiteral("|0,100 Kg|rifiuti non pericolosi"),
+                          QStringLiteral("Smaltimento art. 191:|D1|0,700 Kg"),
+                          landfill + QStringLiteral("|0,200 Kg|rifiuti pericolosi"),
+                          QStringLiteral("Giacenza al 31/12:")}));
+    QCOMPARE(field(frames[13], QStringLiteral("n° progressivo Scheda FRA")), QStringLiteral("1"));
+    QCOMPARE(field(frames[16], QStringLiteral("Quantità di rifiuti da frantumazione (fluff)")),
+             QStringLiteral("7.000,000 Kg"));
+
+    frames.clear();
+    QVERIFY(print::raeeFrames(*db_, sa, &frames));
+    const QStringList raeeFrames{QStringLiteral("Quantità complessiva"), QStringLiteral("Destinazione del rifiuto"),
+                                 QStringLiteral("RIEPILOGO ATTIVITA'")};
+    const QStringList raee = QStringList({QStringLiteral("Scheda TRA-RAEE - Impianti di trattamento"),
+                          QStringLiteral("Rifiuti ricevuti da terzi"), QStringLiteral("Rifiuti consegnati a terzi")})
+                 + raeeFrames
+                 + QStringList({QStringLiteral("Materiali secondari"), QStringLiteral("Modulo RT-RAEE - Rifiuti ricevuti da terzi"),
+                                QStringLiteral("Scheda CR-RAEE - Centri di raccolta")})
+                 + raeeFrames;
+    QCOMPARE(titlesOf(frames), raee);
+    // the category as its text in the code list of the store
+    QCOMPARE(field(frames[0], QStringLiteral("Categoria RAEE:")),
+             QStringLiteral("2 - Schermi, monitor ed apparecchiature dotate di schermi con una superficie superiore a 100 cm2"));
+    QCOMPARE(field(frames[3], QStringLiteral("Quantità stimata")), QStringLiteral("X"));
+    QCOMPARE(field(frames[3], QStringLiteral("Quantità complessiva di RAEE")), QStringLiteral("12,000 t"));
+    QCOMPARE(field(frames[6], QStringLiteral("Componenti")), QStringLiteral("50,000 Kg"));
+    // from abroad: the country and the treatment, no Italian address
+    QCOMPARE(field(frames[7], QStringLiteral("Paese estero:")), QStringLiteral("AUSTRIA"));
+    QCOMPARE(field(frames[7], QStringLiteral("Codice regolamento (CE) 1013/2006:")), QStringLiteral("B1010"));
+    QCOMPARE(field(frames[7], QStringLiteral("recupero di materia:")), QStringLiteral("12,000 t"));
+    QCOMPARE(field(frames[7], QStringLiteral("Comune:")), QStringLiteral("<assente>"));
+    QCOMPARE(field(frames[8], QStringLiteral("Categoria RAEE:")).left(4), QStringLiteral("1 - "));
+
+    // on paper: after INT in the order of the list of schede, accents and all
+    const QString path = dir_.filePath(QStringLiteral("vfu.pdf"));
+    QString error;
+    QCOMPARE(print::printDichiarazione(*db_, sa, path, &error), print::DeclarationResult::Ok);
+    const QByteArray doc = readFile(path);
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
+    QVERIFY(anyContains(shownTexts(doc, 0), "AUT, FRA, IMB, TRA-RAEE, CR-RAEE"));
+    int rc = -1;
+    QByteArray text;
+    QVERIFY2(pdftest::run(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), path, QStringLiteral("-")}, &rc, &text),
+             "pdftotext (poppler-utils) is needed");
+    QCOMPARE(rc, 0);
+    const QString t = QString::fromUtf8(text);
+    qsizetype at = 0;
+    for (const char *title : {"Scheda AUT - Autodemolizione", "Modulo MG-VEIC", "Scheda FRA - Frantumazione",
+                              "Scheda IMB", "Scheda TRA-RAEE - Impianti di trattamento", "Modulo RT-RAEE",
+                              "Scheda CR-RAEE - Centri di raccolta"}) {
+        const qsizetype next = t.indexOf(QLatin1String(title), at);
+        QVERIFY2(next > at, title);
+        at = next;
+    }
+    for (const QString &s : {QStringLiteral("n° progressivo Modulo DR-VEIC"), QStringLiteral("FORLÌ"),
+                             QStringLiteral("Quantità ricevuta nell'anno:"), QStringLiteral("Impianto per la messa in riserva (R13)"),
+                             QStringLiteral("Apparecchiature intere avviate al reimpiego")})
+        QVERIFY2(t.contains(s), qPrintable(s));
+    QVERIFY(pdftest::run(QStringLiteral("qpdf"), {QStringLiteral("--check"), path}, &rc, &text));
+    QVERIFY2(rc == 0, text.constData());
+}
+
+void TestPrintLayouts::fieldsFillRows()
+{
+    // a caption longer than its box widens the field; a value wider than its box widens the box
+    const print::FormField check = print::boxedField(QStringLiteral("Una didascalia piuttosto lunga per una casella"), {}, 8);
+    QCOMPARE(check.box, 8.0);
+    QVERIFY(check.width >= print::captionWidth(check.caption));
+    const print::FormField wide = print::boxedField(QStringLiteral("N."), QStringLiteral("1.234.567,890 Kg"), 10);
+    QVERIFY(wide.box >= print::valueWidth(wide.value));
+    QCOMPARE(wide.width, wide.box);
+    QCOMPARE(print::boxedField(QString(), QString(2000, u'W'), 10).width, print::RowWidth);
+
+    print::FormRow fields;
+    for (int i = 0; i < 12; ++i)
+        fields.append({QString::number(i), {}, double(10 + 7 * i)});
+    fields.insert(5, {QStringLiteral("intera"), {}, print::RowWidth});
+    const QList<print::FormRow> rows = print::packed(fields);
+    print::FormRow again;
+    for (const print::FormRow &r : rows) {
+        double used = -print::FieldGap;
+        for (const print::FormField &f : r)
+            used += f.width + print::FieldGap;
+        QVERIFY(used <= print::RowWidth + 1e-9);
+        again += r;
+    }
+    QCOMPARE(again.size(), fields.size());
+    for (int i = 0; i < fields.size(); ++i)
+        QCOMPARE(again[i].caption, fields[i].caption);
+    QCOMPARE(rows[0].size(), 5);   // 10 + 17 + 24 + 31 + 38 and the gaps
+    QCOMPARE(rows[1].size(), 1);   // a field as wide as a row stands alone
+    QCOMPARE(rows[2].size(), 3);   // 45 + 52 + 59 and the gaps: 66 more would not fit
+}
+
+void TestPrintLayouts::tallFramesGoOnNextPages()
+{
+    print::FormFrame tall{QStringLiteral("Modulo lungo"), {}};
+    for (int i = 0; i < 45; ++i) {
+        if (i % 4 == 0)
+            tall.rows.append({{QStringLiteral("Riquadro %1").arg(i / 4), {}, 0}});
+        tall.rows.append({{QStringLiteral("Campo"), QString::number(i), 30}});
+    }
+    const print::FormFrame small{QStringLiteral("Breve"), {{{QStringLiteral("Campo"), QStringLiteral("x"), 30}}}};
+    const QList<print::FormFrame> pieces = print::pageSized({small, tall, small});
+    QVERIFY(pieces.size() >= 5);
+    QCOMPARE(pieces.first().title, small.title);
+    QCOMPARE(pieces.last().title, small.title);
+    QCOMPARE(pieces[1].title, tall.title);
+    QList<print::FormRow> rows;
+    for (int i = 1; i + 1 < pieces.size(); ++i) {
+        if (i > 1)
+            QCOMPARE(pieces[i].title, tall.title + QStringLiteral(" (segue)"));
+        QVERIFY(!isHeading(pieces[i].rows.last()));
+        rows += pieces[i].rows;
+    }
+    QCOMPARE(rows.size(), tall.rows.size());
+    for (int i = 0; i < rows.size(); ++i)
+        QCOMPARE(rows[i].first().caption, tall.rows[i].first().caption);
+
+    // on paper every piece stays within its page
+    QByteArray doc;
+    QBuffer buf(&doc);
+    buf.open(QIODevice::WriteOnly);
+    clsPDFCreator pdf;
+    print::setupDeclaration(pdf);
+    QVERIFY(pdf.open(&buf));
+    QVERIFY(print::writeDeclaration(pdf, QStringLiteral("Ditta"), {small, tall, small}, QDateTime::currentDateTime()));
+    QCOMPARE(structureFault(doc), QString());
+    QCOMPARE(textOverlapFault(doc), QString());
+    QCOMPARE(pageCount(doc), pdf.pageCount());
+    QVERIFY(pdf.pageCount() >= 3);
+    QVERIFY(shownTexts(doc, pdf.pageCount() - 1).contains("Breve"));
+
+    // a frame heading the next one is not left alone at the foot of a page
+    print::FormFrame filler{QStringLiteral("Riempitivo"), {}};
+    for (int i = 0; i < 18; ++i)
+        filler.rows.append({{QStringLiteral("Campo"), QString::number(i), 30}});
+    print::FormFrame head{QStringLiteral("Testata"), {{{QStringLiteral("Numero"), QStringLiteral("1"), 12}}}, true};
+    const print::FormFrame next{QStringLiteral("Seguito"), {small.rows.first(), small.rows.first()}};
+    auto pageOfHead = [&](const QList<print::FormFrame> &frames) {
+        QByteArray out;
+        QBuffer b(&out);
+        b.open(QIODevice::WriteOnly);
+        clsPDFCreator p;
+        print::setupDeclaration(p);
+        p.open(&b);
+        print::writeDeclaration(p, QStringLiteral("Ditta"), frames, QDateTime::currentDateTime());
+        for (int i = 0; i < p.pageCount(); ++i)
+            if (shownTexts(out, i).contains("Testata"))
+                return i;
+        return -1;
+    };
+    QCOMPARE(pageOfHead({filler, head, next}), 1);
+    head.keepWithNext = false;
+    QCOMPARE(pageOfHead({filler, head, next}), 0);
+    // ... unless the two together would not fit on a page either
+    head.keepWithNext = true;
+    QCOMPARE(pageOfHead({filler, head, tall}), 0);
 }
 
 void TestPrintLayouts::wrapping()
