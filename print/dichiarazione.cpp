@@ -15,10 +15,11 @@ namespace {
 
 // A4 portrait, millimetres.
 constexpr double Left = 15, Right = 195, Top = 28, Bottom = 280;
-constexpr double TitleHeight = 6, RowHeight = 11.5, FrameGap = 5;
+// A row: caption, then the value's box (6.5 high) from BoxTop.
+constexpr double TitleHeight = 6, RowHeight = 10.5, BoxTop = 3.5, FrameGap = 5;
 // A row without captions (the lines after the first of a list) has its
 // boxes only.
-constexpr double BareRowHeight = 8, CaptionHeight = 3.5;
+constexpr double BareRowHeight = 7.5, CaptionHeight = 3;
 
 QString municipalityText(dbClass &db, int prv, int com)
 {
@@ -45,7 +46,7 @@ QString phone(const QString &prefix, const QString &number)
     return prefix.trimmed() + u'/' + number.trimmed();
 }
 
-constexpr double HeadingHeight = 5;
+constexpr double HeadingHeight = 4.5;
 
 bool isHeading(const FormRow &row)
 {
@@ -126,19 +127,19 @@ double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
     for (const FormRow &row : f.rows) {
         if (isHeading(row)) {
             fittingFont(pdf, Bold, 8, 5.5, row.first().caption, Right - Left - 4);
-            pdf.text(Left + 2, rowY + 3.5, row.first().caption);
+            pdf.text(Left + 2, rowY + 3.3, row.first().caption);
             rowY += HeadingHeight;
             continue;
         }
         double x = Left + 2;
-        const double boxTop = hasCaptions(row) ? rowY + 4 : rowY + 4 - CaptionHeight;
+        const double boxTop = hasCaptions(row) ? rowY + BoxTop : rowY + BoxTop - CaptionHeight;
         for (int i = 0; i < row.size(); ++i) {
             const FormField &field = row.at(i);
             // a caption may run past its box up to the next field (or the frame)
             const double room = i + 1 < row.size() ? field.width + 2 : Right - 2 - x;
             fittingFont(pdf, Regular, 7, 5, field.caption, room);
             if (!field.caption.isEmpty())
-                pdf.text(x, rowY + 3, field.caption);
+                pdf.text(x, rowY + 2.8, field.caption);
             const double box = field.box > 0 && field.box < field.width ? field.box : field.width;
             pdf.box(x, boxTop, box, 6.5);
             boxedValue(pdf, x, boxTop, box, field.value);

@@ -143,9 +143,9 @@ void appendGrid(FormFrame &f, const OperationGrid &g, const QVector<waste::OpRow
 
 // One module as its form shows it: number (and, for the modules tied to a
 // waste code of their scheda, that code and an RT-IMB module's surface), the
-// fields by frame, the operation grids. Fields the form closes for this
-// module (the other side of Italia/Estero, a frame for other waste codes)
-// print only when they hold a value.
+// fields by frame, the operation grids. Both sides of Italia/Estero print; a
+// frame the form opens only for other waste codes (urban origin, portable
+// batteries) prints only when it holds a value.
 FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, int number, const QString &code,
                       const QVariantMap &attached)
 {
@@ -156,7 +156,15 @@ FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, in
         head.append(boxedField(u8("Codice rifiuto:"), code, 18));
     if (attached.contains(QStringLiteral("mbFlag")))
         head.append(boxedField(u8("Provenienza"), imbSurface(attached.value(QStringLiteral("mbFlag")).toInt()), 30));
-    const auto open = [&](const fields::Field &x) { return waste::fieldEnabled(m, code, r, x.name); };
+    // a field prints unless its frame is for other waste codes (and it is empty)
+    fields::Record italy = r, abroad = r;
+    italy.insert(QStringLiteral("Privati"), 0);
+    italy.insert(QStringLiteral("estero"), int(waste::SideItalia));
+    abroad.insert(QStringLiteral("Privati"), 0);
+    abroad.insert(QStringLiteral("estero"), int(waste::SideEstero));
+    const auto open = [&](const fields::Field &x) {
+        return waste::fieldEnabled(m, code, italy, x.name) || waste::fieldEnabled(m, code, abroad, x.name);
+    };
     QList<OperationGrid> grids = gridsOf(m);
     const QVector<waste::OpRow> ops = grids.isEmpty() ? QVector<waste::OpRow>() : waste::loadOperations(ctx, m, id);
     const QList<FieldFrame> frames = fieldFrames(ctx.db, m.fields, r, open);

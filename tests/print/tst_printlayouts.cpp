@@ -78,6 +78,19 @@ QStringList titlesOf(const QList<print::FormFrame> &frames)
     return t;
 }
 
+// A declaration of these frames, written in memory.
+QByteArray declaration(const QList<print::FormFrame> &frames)
+{
+    QByteArray out;
+    QBuffer b(&out);
+    b.open(QIODevice::WriteOnly);
+    clsPDFCreator p;
+    print::setupDeclaration(p);
+    p.open(&b);
+    print::writeDeclaration(p, QStringLiteral("Ditta"), frames, QDateTime::currentDateTime());
+    return out;
+}
+
 int pageCount(const QByteArray &doc)
 {
     return QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
@@ -297,7 +310,8 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
         return add("ModRif", (QByteArray("rifID,tipoMod,") + columns).constData(), QVariantList{rif, type} + v);
     };
     module(paper, 1, "Privati,prvIstat,comIstat", {1, 15, 146});
-    module(paper, 1, "Privati,RagSoc,qtaMod,umiMod", {0, QStringLiteral("Conferente"), 1000000, 1});
+    // urban origin ticked on a code the form does not ask it for (as an imported file may carry it)
+    module(paper, 1, "Privati,RagSoc,qtaMod,umiMod,discDep", {0, QStringLiteral("Conferente"), 1000000, 1, 1});
     module(paper, 3, "RagSoc", {QStringLiteral("Trasporti & C.")});
     const qint64 mg = module(paper, 4, "Privati,qtaDep,umiDep,discDep", {1, 5000, 1, 6});
     add("RecRif", "mrID,Posizione,Codice,qta,umi", {mg, 1, QStringLiteral("R3"), 1500, 2});
@@ -337,6 +351,9 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
     QCOMPARE(field(frames[5], QStringLiteral("Specificare se la quantità indicata nel modulo è relativa a pile e "
                                              "accumulatori portatili:")),
              QStringLiteral("<assente>"));
+    QCOMPARE(field(frames[5], QStringLiteral("Barrare se la quantità indicata nel modulo è relativa a rifiuti di origine "
+                                             "urbana")),
+             QStringLiteral("X"));
     QCOMPARE(field(frames[8], QStringLiteral("Tipologia impianto:")), QStringLiteral("Discarica (D1,D5,D12)"));
     QCOMPARE(field(frames[8], QStringLiteral("Classificazione della discarica (D.Lgs. 36/2003):")),
              QStringLiteral("rifiuti inerti"));
@@ -534,7 +551,7 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
     QCOMPARE(field(frames[8], QStringLiteral("Provincia:")), QStringLiteral("FC"));
     QCOMPARE(field(frames[8], QStringLiteral("Quantità ricevuta nell'anno:")), QStringLiteral("4,000 t"));
     QCOMPARE(field(frames[8], QStringLiteral("Privati")), QStringLiteral("<assente>"));       // not on RT-VEIC
-    QCOMPARE(field(frames[8], QStringLiteral("Paese estero:")), QStringLiteral("<assente>")); // an Italian one
+    QCOMPARE(field(frames[8], QStringLiteral("Paese estero:")), QString());   // an Italian one
     QCOMPARE(field(frames[9], QStringLiteral("n° progressivo Modulo RT-VEIC")), QStringLiteral("2"));
     QCOMPARE(field(frames[9], QStringLiteral("Codice rifiuto:")), drained);
     QCOMPARE(outline(frames[10]).last(), QStringLiteral("Operazioni di destinazione:|R4|4,000 t"));
@@ -576,7 +593,7 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
     QCOMPARE(field(frames[7], QStringLiteral("Paese estero:")), QStringLiteral("AUSTRIA"));
     QCOMPARE(field(frames[7], QStringLiteral("Codice regolamento (CE) 1013/2006:")), QStringLiteral("B1010"));
     QCOMPARE(field(frames[7], QStringLiteral("recupero di materia:")), QStringLiteral("12,000 t"));
-    QCOMPARE(field(frames[7], QStringLiteral("Comune:")), QStringLiteral("<assente>"));
+    QCOMPARE(field(frames[7], QStringLiteral("Comune:")), QString());
     QCOMPARE(field(frames[8], QStringLiteral("Categoria RAEE:")).left(4), QStringLiteral("1 - "));
 
     // on paper: after INT in the order of the list of schede, accents and all
@@ -687,14 +704,8 @@ void TestPrintLayouts::tallFramesGoOnNextPages()
     print::FormFrame head{QStringLiteral("Testata"), {{{QStringLiteral("Numero"), QStringLiteral("1"), 12}}}, true};
     const print::FormFrame next{QStringLiteral("Seguito"), {small.rows.first(), small.rows.first()}};
     auto pageOfHead = [&](const QList<print::FormFrame> &frames) {
-        QByteArray out;
-        QBuffer b(&out);
-        b.open(QIODevice::WriteOnly);
-        clsPDFCreator p;
-        print::setupDeclaration(p);
-        p.open(&b);
-        print::writeDeclaration(p, QStringLiteral("Ditta"), frames, QDateTime::currentDateTime());
-        for (int i = 0; i < p.pageCount(); ++i)
+        const QByteArray out = declaration(frames);
+        for (int i = 0; i < pageCount(out); ++i)
             if (shownTexts(out, i).contains("Testata"))
                 return i;
         return -1;
@@ -705,6 +716,24 @@ void TestPrintLayouts::tallFramesGoOnNextPages()
     // ... unless the two together would not fit on a page either
     head.keepWithNext = true;
     QCOMPARE(pageOfHead({filler, head, tall}), 0);
+
+    // a value too long for its box: two lines at 6 points, or three at 5 cut short
+    const QString words = QStringLiteral("rifiuti della preparazione e del trattamento di frutta, verdura, caffè e tè");
+    const QString two = words + u' ' + words, many = QStringList(12, words).join(u' ');
+    const QByteArray values = declaration({{QStringLiteral("Lunghi"),
+                                            {{{QStringLiteral("Due righe"), two, 100}},
+                                             {{QStringLiteral("Tre righe"), many, 100}}}}});
+    QCOMPARE(textOverlapFault(values), QString());
+    const QList<QByteArray> shown = shownTexts(values, 0);
+    const qsizetype at = shown.indexOf("Due righe");
+    QVERIFY(at >= 0);
+    QCOMPARE(shown.at(at + 1) + ' ' + shown.at(at + 2), latin(two));
+    QCOMPARE(shown.at(at + 3), QByteArray("Tre righe"));
+    QVERIFY(shown.at(at + 6).endsWith("..."));
+    QVERIFY(latin(many).startsWith(shown.at(at + 4) + ' ' + shown.at(at + 5)));
+    const QByteArray content = pageContent(values);
+    QVERIFY(content.contains("/R 6 Tf"));
+    QVERIFY(content.contains("/R 5 Tf"));
 }
 
 void TestPrintLayouts::wrapping()
