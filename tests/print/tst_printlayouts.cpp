@@ -10,6 +10,7 @@
 #include "print/schedeprint.h"
 #include "refdata/template.h"
 #include "sections/codes.h"
+#include "sections/stream/stream.h"
 #include "shell/cli.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
@@ -540,8 +541,12 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
     QCOMPARE(field(frames[3], QStringLiteral("art. 216 (procedura semplificata)")), QString());
     QCOMPARE(field(frames[4], QStringLiteral("Quantità consegnata a terzi")), QStringLiteral("1.500,000 Kg"));
     QCOMPARE(field(frames[6], QStringLiteral("Veicoli immatricolati prima del 1980")), QStringLiteral("2,000 t"));
-    QCOMPARE(field(frames[7], QStringLiteral("Metalli ferrosi")), QStringLiteral("800,000 Kg"));
-    QCOMPARE(field(frames[7], QStringLiteral("Oli")), QString());
+    // materials under the captions of the scheda's form
+    auto caption = [](const stream::StreamSpec &s, const char *column) {
+        return fields::find(s.fields, QString::fromLatin1(column))->caption;
+    };
+    QCOMPARE(field(frames[7], caption(stream::vfu(codes::VfuAut), "msQta01")), QStringLiteral("800,000 Kg"));
+    QCOMPARE(field(frames[7], caption(stream::vfu(codes::VfuAut), "msQta08")), QString());
 
     // modules of a type numbered by waste code, then key; each names its code
     QCOMPARE(field(frames[8], QStringLiteral("n° progressivo Modulo RT-VEIC")), QStringLiteral("1"));
@@ -588,7 +593,7 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
              QStringLiteral("2 - Schermi, monitor ed apparecchiature dotate di schermi con una superficie superiore a 100 cm2"));
     QCOMPARE(field(frames[3], QStringLiteral("Quantità stimata")), QStringLiteral("X"));
     QCOMPARE(field(frames[3], QStringLiteral("Quantità complessiva di RAEE")), QStringLiteral("12,000 t"));
-    QCOMPARE(field(frames[6], QStringLiteral("Componenti")), QStringLiteral("50,000 Kg"));
+    QCOMPARE(field(frames[6], caption(stream::raee(codes::RaeeTra), "msQta05")), QStringLiteral("50,000 Kg"));
     // from abroad: the country and the treatment, no Italian address
     QCOMPARE(field(frames[7], QStringLiteral("Paese estero:")), QStringLiteral("AUSTRIA"));
     QCOMPARE(field(frames[7], QStringLiteral("Codice regolamento (CE) 1013/2006:")), QStringLiteral("B1010"));
