@@ -86,9 +86,11 @@ StreamSpec vfuSpec(int tipo)
              << qty("qtaRecEner", "umiRecEner", "Quantità avviata a recupero di energia", Summary)
              << qty("qtaSmalt", "umiSmalt", "Quantità avviata a smaltimento", Summary);
     if (tipo == Aut)
-        s.fields << qty("qtaPre80", "umiPre80", "Veicoli immatricolati prima del 1980", "Veicoli trattati")
-                 << qty("qtaPost80", "umiPost80", "Veicoli immatricolati dal 1980", "Veicoli trattati")
-                 << qty("qta104", "umi104", "Veicoli di cui all'art. 104", "Veicoli trattati");
+        // The vehicles of code 160104 split by registration: the fields the
+        // verification names "precedente al 1980" and "successivo al 1980".
+        s.fields << qty("qta104", "umi104", "Veicoli fuori uso (CER 160104)", "Veicoli trattati")
+                 << qty("qtaPre80", "umiPre80", "di cui precedente al 1980", "Veicoli trattati")
+                 << qty("qtaPost80", "umiPost80", "di cui successivo al 1980", "Veicoli trattati");
     else if (tipo == Fra)
         s.fields << qty("qtaPost80", "umiPost80", "Quantità di rifiuti da frantumazione (fluff)", Summary);
     materials(s.fields, codes::sectionMaterials(codes::MatKind::Vfu));
