@@ -1,9 +1,11 @@
 #include "exchange/demodata.h"
 
 #include "sections/codes.h"
+#include "sections/stream/stream.h"
 #include "shell/dbclass.h"
 
 #include <QRandomGenerator>
+#include <algorithm>
 #include <QSqlQuery>
 #include <QVariantMap>
 #include <vector>
@@ -163,8 +165,11 @@ private:
         }
         return true;
     }
+    // Rows of a scheda in its frames (Posizione 1..frames, the last frame
+    // taking the rows beyond), with their modules; RT modules go to the rows
+    // of the frames of waste received from third parties (1..received).
     bool family(const QString &suffix, const char *parentKey, qint64 parent,
-                const std::vector<QString> &codes, bool imb, qint64 *delivered);
+                const std::vector<QString> &codes, bool imb, int frames, int received, qint64 *delivered);
     // The scheda's amount consigned to third parties, once its DR modules are known.
     bool setDelivered(const QString &table, const QString &key, qint64 id, qint64 milli)
     {
@@ -305,7 +310,7 @@ bool Gen::rif(qint64 saID, bool error)
 // all the family's counterparts are Italian. *delivered: the DR total, the
 // scheda's "consigned to third parties".
 bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
-                 const std::vector<QString> &codes, bool imb, qint64 *delivered)
+                 const std::vector<QString> &codes, bool imb, int frames, int receivedFrames, qint64 *delivered)
 {
     const QString rec = QStringLiteral("Rec") + suffix, mod = QStringLiteral("Mod") + suffix;
     const int nRows = o_.everySection ? 4 : between(1, 3);
@@ -313,14 +318,15 @@ bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
     for (int i = 0; i < nRows; ++i) {
         const QString code = codes[size_t(i) % codes.size()];
         const qint64 qta = milli(100, 8000);
-        QVariantMap r{{QString::fromLatin1(parentKey), parent}, {QStringLiteral("Posizione"), i + 1},
+        const int pos = std::min(i + 1, frames);
+        QVariantMap r{{QString::fromLatin1(parentKey), parent}, {QStringLiteral("Posizione"), pos},
                       {QStringLiteral("rifCod"), code}, {QStringLiteral("qta"), qta},
                       {QStringLiteral("umi"), 1}};
         if (imb)
             r.insert(QStringLiteral("allAcc"), i % 2);
         if (insert(rec, r) < 0)
             return false;
-        const bool received = imb ? i < 2 : i == 0;
+        const bool received = pos <= receivedFrames;
         for (int tipo = 1; tipo <= 4; ++tipo) {
             if (tipo == 1 && !received)
                 continue;
@@ -424,7 +430,8 @@ bool Gen::declaration(int n, qint64 *id)
                                    {{QStringLiteral("saID"), saID}, {QStringLiteral("msQta02"), qint64(77000)},
                                     {QStringLiteral("msUmi02"), 1}});
         qint64 delivered = 0;
-        if (siID < 0 || !family(QStringLiteral("Imb"), "siID", siID, imbCodes_, true, &delivered)
+        if (siID < 0 || !family(QStringLiteral("Imb"), "siID", siID, imbCodes_, true, codes::ImbMultimaterial,
+                                     codes::ImbPrivate, &delivered)
             || !setDelivered(QStringLiteral("SezImb"), QStringLiteral("siID"), siID, delivered))
             return false;
     }
@@ -437,7 +444,10 @@ bool Gen::declaration(int n, qint64 *id)
                                     {QStringLiteral("srQta"), milli(100, 900)}, {QStringLiteral("srUmi"), 1},
                                     {QStringLiteral("msQta01"), qint64(5500)}, {QStringLiteral("msUmi01"), 1}});
         qint64 delivered = 0;
-        if (srID < 0 || !family(QStringLiteral("Raee"), "srID", srID, t == 1 ? traCodes_ : crCodes_, false, &delivered))
+        // A CR scheda has its one frame; TRA three, the first the waste received.
+        if (srID < 0
+            || !family(QStringLiteral("Raee"), "srID", srID, t == 1 ? traCodes_ : crCodes_, false,
+                       int(stream::raee(t).frames.size()), 1, &delivered))
             return false;
     }
     for (int t : {1, 2, 3}) {
@@ -463,7 +473,9 @@ bool Gen::declaration(int n, qint64 *id)
         }
         const qint64 vfuID = insert(QStringLiteral("SezVfu"), v);
         qint64 delivered = 0;
-        if (vfuID < 0 || !family(QStringLiteral("Vfu"), "vfuID", vfuID, vfuCodes_[t - 1], false, &delivered)
+        if (vfuID < 0
+            || !family(QStringLiteral("Vfu"), "vfuID", vfuID, vfuCodes_[t - 1], false, int(stream::vfu(t).frames.size()),
+                       codes::VfuReceived, &delivered)
             || !setDelivered(QStringLiteral("SezVfu"), QStringLiteral("vfuID"), vfuID, delivered))
             return false;
     }

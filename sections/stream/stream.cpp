@@ -110,9 +110,12 @@ StreamSpec raeeSpec(int tipo)
     s.categories = true;
     s.rowTable = QStringLiteral("RecRaee");
     s.rowKey = QStringLiteral("rsrID");
-    s.frames = {QStringLiteral("Rifiuti ricevuti da terzi"), QStringLiteral("Rifiuti prodotti nell'unità locale"),
-                QStringLiteral("Rifiuti consegnati a terzi")};
-    s.rtFrames = 2;
+    // A collection centre has one frame: the exchange file carries no frame
+    // for its rows, which come back in the first.
+    s.frames = {QStringLiteral("Rifiuti ricevuti da terzi")};
+    if (tipo == codes::RaeeTra)
+        s.frames << QStringLiteral("Rifiuti prodotti nell'unità locale") << QStringLiteral("Rifiuti consegnati a terzi");
+    s.rtFrames = qMin(2, int(s.frames.size()));
     s.codType = tipo == codes::RaeeTra ? 21 : 22;
     s.modTable = QStringLiteral("ModRaee");
     s.modKey = QStringLiteral("msrID");
@@ -121,8 +124,7 @@ StreamSpec raeeSpec(int tipo)
     fields::Field cat;
     cat.name = QStringLiteral("srRAEE");
     cat.caption = QStringLiteral("Categoria RAEE:");
-    cat.kind = fields::Kind::Option;
-    cat.options = raeeCategories();
+    cat.kind = fields::Kind::Option; // the choices are read from Codici (raeeCategories)
     cat.required = QStringLiteral("Attenzione, categoria RAEE richiesta.");
     s.fields << cat;
     const char *head = "Quantità complessiva";
@@ -159,20 +161,25 @@ const StreamSpec &raee(int srTipo)
     return v[srTipo == codes::RaeeCr ? codes::RaeeCr : codes::RaeeTra];
 }
 
-const QStringList &raeeCategories()
+QVector<QPair<int, QString>> raeeCategories(AppContext &ctx)
 {
-    static const QStringList l = {
-        QStringLiteral("1 - Grandi elettrodomestici"),
-        QStringLiteral("2 - Piccoli elettrodomestici"),
-        QStringLiteral("3 - Apparecchiature informatiche e per telecomunicazioni"),
-        QStringLiteral("4 - Apparecchiature di consumo"),
-        QStringLiteral("5 - Apparecchiature di illuminazione"),
-        QStringLiteral("6 - Strumenti elettrici ed elettronici"),
-        QStringLiteral("7 - Giocattoli e apparecchiature per lo sport e per il tempo libero"),
-        QStringLiteral("8 - Dispositivi medici"),
-        QStringLiteral("9 - Strumenti di monitoraggio e di controllo"),
-        QStringLiteral("10 - Distributori automatici")};
-    return l;
+    QVector<QPair<int, QString>> out;
+    for (const refdata::CodeRow &c : refdata::codeList(ctx.db, refdata::CodeList::Type91))
+        out.append({c.numb, QString::number(c.numb) + QStringLiteral(" - ") + c.desc});
+    return out;
+}
+
+QString raeeCategoryText(AppContext &ctx, int srRAEE)
+{
+    for (const auto &[code, text] : raeeCategories(ctx))
+        if (code == srRAEE)
+            return text;
+    return {};
+}
+
+int framePosition(const StreamSpec &s, int posizione)
+{
+    return qBound(1, posizione, int(s.frames.size()));
 }
 
 QVector<qint64> ids(AppContext &ctx, const StreamSpec &s, qint64 saID)
@@ -231,7 +238,7 @@ QVector<Row> loadRows(AppContext &ctx, const StreamSpec &s, qint64 id)
     while (q.next()) {
         Row r;
         r.id = q.value(0).toLongLong();
-        r.posizione = q.value(1).toInt();
+        r.posizione = framePosition(s, q.value(1).toInt());
         r.rifCod = q.value(2).toString();
         r.qta = q.value(3).toLongLong();
         r.umi = q.value(4).toInt() == 2 ? 2 : 1;
@@ -329,7 +336,7 @@ qint64 save(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const 
         if (row.rifCod.isEmpty())
             continue;
         const QVariantMap v{{s.key, key},
-                            {QStringLiteral("Posizione"), row.posizione},
+                            {QStringLiteral("Posizione"), framePosition(s, row.posizione)},
                             {QStringLiteral("rifCod"), row.rifCod},
                             {QStringLiteral("qta"), row.qta},
                             {QStringLiteral("umi"), row.umi == 2 ? 2 : 1}};

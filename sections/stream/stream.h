@@ -11,6 +11,7 @@
 #include "sections/rif/modules.h"
 #include "shell/context.h"
 
+#include <QPair>
 #include <QVector>
 
 namespace stream {
@@ -33,8 +34,13 @@ struct StreamSpec {
 enum Vfu { Aut = 1, Rot = 2, Fra = 3 };
 const StreamSpec &vfu(int vfuTipo);
 const StreamSpec &raee(int srTipo);
-// RAEE categories, code = position from 1.
-const QStringList &raeeCategories();
+// RAEE categories: the numbered descriptions of Codici type 91 (srRAEE is
+// codNumb), as "n - description".
+QVector<QPair<int, QString>> raeeCategories(AppContext &ctx);
+QString raeeCategoryText(AppContext &ctx, int srRAEE);
+// The frame a row stands in: its Posizione, brought within the scheda's frames
+// (a CR-RAEE scheda has one; rows stored outside them show in the nearest).
+int framePosition(const StreamSpec &s, int posizione);
 
 struct Row {
     qint64 id = 0;

@@ -36,6 +36,43 @@ const QStringList TreeTables = {
     QStringLiteral("SezVfu"),  QStringLiteral("RecVfu"),  QStringLiteral("ModVfu"),
     QStringLiteral("RecModVfu")};
 
+// The waste rows and the modules of the special-stream schede of a
+// declaration, as text lines in a fixed order: what the forms show and the
+// modules hang from (scheda kind, frame, code).
+QStringList streamRows(dbClass &db, qint64 saID)
+{
+    static const char *const statements[] = {
+        "SELECT 'IMB', RecImb.Posizione, RecImb.rifCod, RecImb.allAcc, RecImb.qta, RecImb.umi FROM RecImb "
+        "INNER JOIN SezImb ON RecImb.siID = SezImb.siID WHERE (SezImb.saID = ?) "
+        "ORDER BY RecImb.Posizione, RecImb.rifCod, RecImb.allAcc, RecImb.qta",
+        "SELECT SezRaee.srTipo, SezRaee.srRAEE, RecRaee.Posizione, RecRaee.rifCod, RecRaee.qta, RecRaee.umi "
+        "FROM RecRaee INNER JOIN SezRaee ON RecRaee.srID = SezRaee.srID WHERE (SezRaee.saID = ?) "
+        "ORDER BY SezRaee.srTipo, SezRaee.srRAEE, RecRaee.Posizione, RecRaee.rifCod",
+        "SELECT SezVfu.vfuTipo, RecVfu.Posizione, RecVfu.rifCod, RecVfu.qta, RecVfu.umi FROM RecVfu "
+        "INNER JOIN SezVfu ON RecVfu.vfuID = SezVfu.vfuID WHERE (SezVfu.saID = ?) "
+        "ORDER BY SezVfu.vfuTipo, RecVfu.Posizione, RecVfu.rifCod",
+        "SELECT 'IMB', ModImb.tipoMod, ModImb.rifCod, ModImb.mbFlag, ModImb.qtaMod FROM ModImb "
+        "INNER JOIN SezImb ON ModImb.siID = SezImb.siID WHERE (SezImb.saID = ?) "
+        "ORDER BY ModImb.rifCod, ModImb.tipoMod, ModImb.mbFlag, ModImb.qtaMod",
+        "SELECT SezRaee.srTipo, ModRaee.tipoMod, ModRaee.rifCod, ModRaee.qtaMod FROM ModRaee "
+        "INNER JOIN SezRaee ON ModRaee.srID = SezRaee.srID WHERE (SezRaee.saID = ?) "
+        "ORDER BY SezRaee.srTipo, ModRaee.rifCod, ModRaee.tipoMod, ModRaee.qtaMod",
+        "SELECT SezVfu.vfuTipo, ModVfu.tipoMod, ModVfu.rifCod, ModVfu.qtaMod FROM ModVfu "
+        "INNER JOIN SezVfu ON ModVfu.vfuID = SezVfu.vfuID WHERE (SezVfu.saID = ?) "
+        "ORDER BY SezVfu.vfuTipo, ModVfu.rifCod, ModVfu.tipoMod, ModVfu.qtaMod"};
+    QStringList out;
+    for (const char *sql : statements) {
+        QSqlQuery q = db.query(QString::fromLatin1(sql), {saID});
+        while (q.next()) {
+            QStringList values;
+            for (int i = 0; i < q.record().count(); ++i)
+                values << q.value(i).toString();
+            out << values.join(u'|');
+        }
+    }
+    return out;
+}
+
 } // namespace
 
 class RoundTrip : public QObject {
@@ -66,6 +103,16 @@ private Q_SLOTS:
         QCOMPARE(r.skipped, 0);
         for (const QString &t : TreeTables)
             QVERIFY2(count(b.db, t) == count(a.db, t), qPrintable(t));
+        // Every row comes back in its frame, with its modules: the rows of a
+        // CR-RAEE scheda, which the file carries without a frame, included.
+        QVERIFY(a.db.scalar(QStringLiteral("SELECT COUNT(*) FROM RecRaee INNER JOIN SezRaee ON RecRaee.srID = "
+                                           "SezRaee.srID WHERE (SezRaee.srTipo = 2)"))
+                    .toInt()
+                > 1);
+        const QList<qint64> before = allDeclarations(a.db), after = allDeclarations(b.db);
+        QCOMPARE(after.size(), before.size());
+        for (int i = 0; i < before.size(); ++i)
+            QCOMPARE(streamRows(b.db, after[i]), streamRows(a.db, before[i]));
 
         // The sender of the file is the user's own data, not part of a declaration.
         QSqlQuery setup = a.db.query(QStringLiteral("SELECT * FROM Setup"));

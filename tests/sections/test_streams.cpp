@@ -200,6 +200,49 @@ private Q_SLOTS:
         QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM RecRaee WHERE srID = ?"), {id}), 0);
     }
 
+    // The exchange file carries no frame for the rows of a CR-RAEE scheda:
+    // the scheda has one frame, and whatever stands elsewhere shows and is
+    // written in it.
+    void crRaeeHasOneFrame()
+    {
+        const stream::StreamSpec &cr = stream::raee(codes::RaeeCr);
+        QCOMPARE(cr.frames.size(), 1);
+        QCOMPARE(cr.rtFrames, 1);
+        QCOMPARE(stream::raee(codes::RaeeTra).frames.size(), 3);
+        const qint64 sa = newDeclaration();
+        Record r = stream::blank(cr);
+        r.insert(QStringLiteral("srRAEE"), 2);
+        const qint64 id = stream::save(ctx(), cr, sa, 0, r, {row(1, "200135", 700), row(3, "160214", 300)});
+        QVERIFY(id > 0);
+        QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM RecRaee WHERE srID = ? AND Posizione <> 1"), {id}), 0);
+        // A row stored in another frame by an earlier version is shown in the one frame.
+        QVERIFY(t.db->insertRow(QStringLiteral("RecRaee"), {{QStringLiteral("srID"), id},
+                                                            {QStringLiteral("Posizione"), 2},
+                                                            {QStringLiteral("rifCod"), QStringLiteral("200123")},
+                                                            {QStringLiteral("qta"), 5},
+                                                            {QStringLiteral("umi"), 1}})
+                > 0);
+        const QVector<stream::Row> rows = stream::loadRows(ctx(), cr, id);
+        QCOMPARE(rows.size(), 3);
+        for (const stream::Row &x : rows)
+            QCOMPARE(x.posizione, 1);
+        // Every row of a collection centre is waste received: RT-RAEE is offered all.
+        QCOMPARE(stream::attachable(ctx(), cr, id, codes::RT).size(), 2);
+        QCOMPARE(stream::save(ctx(), cr, sa, id, r, rows), id);
+        QCOMPARE(stream::attachable(ctx(), cr, id, codes::RT).size(), 3);
+    }
+
+    void raeeCategoriesFromTheCodeList()
+    {
+        const QVector<QPair<int, QString>> cats = stream::raeeCategories(ctx());
+        QCOMPARE(cats.size(), 6);
+        QCOMPARE(cats.first().first, 1);
+        QCOMPARE(cats.first().second, QStringLiteral("1 - Apparecchiature per lo scambio di temperatura"));
+        QCOMPARE(cats.last().first, 6);
+        QCOMPARE(stream::raeeCategoryText(ctx(), 3), QStringLiteral("3 - Lampade"));
+        QVERIFY(stream::raeeCategoryText(ctx(), 7).isEmpty());
+    }
+
     void matOnTheDeclaration()
     {
         const qint64 sa = newDeclaration();

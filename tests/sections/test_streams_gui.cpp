@@ -1,7 +1,7 @@
 // Forms of the vehicle and electrical-equipment schede: codes entered in the
 // frames, save through the form, module buttons enabled once saved, the
-// module form opened on a code. Screenshots go to /tmp/issue7-work when that
-// folder exists.
+// module form opened on a code. Screenshots go to the folder named by
+// QOR_SHOTS when it is set.
 
 #include "../testdb.h"
 #include "sections/codes.h"
@@ -12,13 +12,15 @@
 #include "ui/fieldform.h"
 
 #include <QDir>
+#include <QComboBox>
 #include <QPushButton>
 
 namespace {
 void shot(QWidget *w, const QString &name)
 {
-    if (QDir(QStringLiteral("/tmp/issue7-work")).exists())
-        w->grab().save(QStringLiteral("/tmp/issue7-work/%1.png").arg(name));
+    QCoreApplication::processEvents(); // the layout settles first
+    if (qEnvironmentVariableIsSet("QOR_SHOTS"))
+        w->grab().save(qEnvironmentVariable("QOR_SHOTS") + QStringLiteral("/%1.png").arg(name));
 }
 } // namespace
 
@@ -55,6 +57,8 @@ private Q_SLOTS:
         QVERIFY(f.moduleButton(codes::RT)->isEnabled());
         QVERIFY(!f.saveButton()->isEnabled());
         shot(&f, QStringLiteral("aut"));
+        f.resize(980, 1400);
+        shot(&f, QStringLiteral("aut-whole"));
         QWidget *rt = f.openModules(codes::RT, 0);
         QVERIFY(rt);
         QVERIFY(rt->windowTitle().startsWith(QStringLiteral("Modulo RT-VEIC")));
@@ -92,14 +96,47 @@ private Q_SLOTS:
             streamgui::StreamForm f(*t.ctx, stream::vfu(k), saID);
             f.show();
             QCOMPARE(f.windowTitle(), stream::vfu(k).title);
+            f.resize(980, 1300);
             shot(&f, stream::vfu(k).name.toLower());
         }
         for (int k : {int(codes::RaeeTra), int(codes::RaeeCr)}) {
             streamgui::StreamForm f(*t.ctx, stream::raee(k), saID);
             f.show();
-            QVERIFY(f.grid(3) != nullptr);
+            // TRA has three frames, CR one.
+            QVERIFY(f.grid(1) != nullptr);
+            QCOMPARE(f.grid(3) != nullptr, k == codes::RaeeTra);
+            QCOMPARE(f.grid(2) != nullptr, k == codes::RaeeTra);
+            // The categories are those of the code list.
+            auto *cat = f.findChild<QComboBox *>(QStringLiteral("srRAEEList"));
+            QVERIFY(cat);
+            QCOMPARE(cat->count(), 7);
+            QCOMPARE(cat->itemText(1), QStringLiteral("1 - Apparecchiature per lo scambio di temperatura"));
+            QCOMPARE(cat->itemData(6).toInt(), 6);
             shot(&f, stream::raee(k).name.toLower());
+            f.resize(980, 1300);
+            shot(&f, stream::raee(k).name.toLower() + QStringLiteral("-whole"));
         }
+    }
+
+    // A CR-RAEE scheda saved from its form keeps every row in its one frame.
+    void crForm()
+    {
+        const qint64 other = t.db->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("CR")}});
+        streamgui::StreamForm f(*t.ctx, stream::raee(codes::RaeeCr), other);
+        f.show();
+        auto *cat = f.findChild<QComboBox *>(QStringLiteral("srRAEEList"));
+        cat->setCurrentIndex(cat->findData(3));
+        imbgui::WasteGrid *g = f.grid(1);
+        g->item(0, 0)->setText(QStringLiteral("200121"));
+        g->item(1, 0)->setText(QStringLiteral("160214"));
+        QCOMPARE(g->rowCount(), 3);
+        QVERIFY(f.save());
+        QCOMPARE(t.db->scalar(QStringLiteral("SELECT srRAEE FROM SezRaee WHERE srID = ?"), {f.currentKey()}).toInt(), 3);
+        QCOMPARE(t.db->scalar(QStringLiteral("SELECT COUNT(*) FROM RecRaee WHERE srID = ? AND Posizione = 1"),
+                              {f.currentKey()})
+                     .toInt(),
+                 2);
+        shot(&f, QStringLiteral("cr-raee-saved"));
     }
 };
 

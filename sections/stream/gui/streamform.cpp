@@ -10,6 +10,7 @@
 #include "ui/events.h"
 #include "ui/fieldform.h"
 
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QPushButton>
@@ -42,10 +43,8 @@ ui::RecordBinding binding(AppContext &ctx, const stream::StreamSpec &s, qint64 s
     b.remove = [c, sp](qint64 k) { return stream::remove(*c, *sp, k); };
     b.listRow = [c, sp](qint64 k) {
         QStringList t{QStringLiteral("Scheda ") + sp->name};
-        if (sp->categories) {
-            const int cat = stream::load(*c, *sp, k).value(QStringLiteral("srRAEE")).toInt();
-            t << (cat >= 1 && cat <= stream::raeeCategories().size() ? stream::raeeCategories()[cat - 1] : QString());
-        }
+        if (sp->categories)
+            t << stream::raeeCategoryText(*c, stream::load(*c, *sp, k).value(QStringLiteral("srRAEE")).toInt());
         return t;
     };
     b.save = [c, sp, saID, self](qint64 k, const fields::Record &r, int *failed) -> qint64 {
@@ -74,8 +73,10 @@ StreamForm::StreamForm(AppContext &ctx, const stream::StreamSpec &s, qint64 saID
     *self = this;
     setObjectName(s.table + s.name);
     ui::FieldForm *ff = fields();
+    // The frames two by two, a last odd one across the width: received and
+    // produced side by side, the delivered waste of TRA-RAEE below them.
     auto *frames = new QWidget(this);
-    auto *fl = new QHBoxLayout(frames);
+    auto *fl = new QGridLayout(frames);
     fl->setContentsMargins(0, 0, 0, 0);
     for (int pos = 1; pos <= s.frames.size(); ++pos) {
         auto *box = new QGroupBox(s.frames[pos - 1], frames);
@@ -95,7 +96,8 @@ StreamForm::StreamForm(AppContext &ctx, const stream::StreamSpec &s, qint64 saID
             });
         connect(g, &imbgui::WasteGrid::edited, this, [this] { fields()->setModified(true); });
         l->addWidget(g);
-        fl->addWidget(box);
+        const int i = pos - 1;
+        fl->addWidget(box, i / 2, i % 2, 1, pos == s.frames.size() && i % 2 == 0 ? 2 : 1);
         grids_.append(g);
     }
     if (auto *outer = qobject_cast<QVBoxLayout *>(ff->layout()))
@@ -103,10 +105,13 @@ StreamForm::StreamForm(AppContext &ctx, const stream::StreamSpec &s, qint64 saID
 
     if (s.categories) {
         wastegui::ListItems items{{0, QString()}};
-        for (int i = 0; i < stream::raeeCategories().size(); ++i)
-            items.append({i + 1, stream::raeeCategories()[i]});
+        items += stream::raeeCategories(ctx);
         category_ = wastegui::attachList(this, QStringLiteral("srRAEE"), items);
     }
+    // The module buttons stand in a row of their own above the navigator's,
+    // which has no room for four more.
+    auto *moduleRow = new QHBoxLayout;
+    moduleRow->addStretch();
     const char *captions[] = {"", "Moduli RT", "Moduli DR", "Moduli TE", "Moduli MG"};
     for (int t = codes::RT; t <= codes::MG; ++t) {
         auto *b = new QPushButton(QString::fromLatin1(captions[t]) + s.suffix, this);
@@ -114,9 +119,11 @@ StreamForm::StreamForm(AppContext &ctx, const stream::StreamSpec &s, qint64 saID
         b->setAutoDefault(false);
         b->setProperty("causesValidation", false);
         connect(b, &QPushButton::clicked, this, [this, t] { openModules(t); });
-        buttonRow()->insertWidget(2 + t, b);
+        moduleRow->addWidget(b);
         modules_.append(b);
     }
+    if (auto *outer = qobject_cast<QVBoxLayout *>(layout()))
+        outer->insertLayout(outer->indexOf(buttonRow()), moduleRow);
     connect(this, &RecordForm::shown, this, &StreamForm::shownScheda);
     connect(this, &RecordForm::saved, this, &StreamForm::shownScheda);
     // The summary beside SA1 follows what is saved or removed here.
