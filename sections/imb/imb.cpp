@@ -8,6 +8,7 @@
 #include "shell/qorclass.h"
 #include "shell/qty.h"
 
+#include <QSet>
 #include <QSqlQuery>
 
 namespace imb {
@@ -197,8 +198,62 @@ int saveCheck(AppContext &ctx, const fields::Record &r, const QVector<Row> &rows
     return -1;
 }
 
+namespace {
+
+int surfaceOf(int posizione)
+{
+    return posizione == codes::ImbPublic ? codes::SurfacePublic : codes::SurfacePrivate;
+}
+
+// Modules of a stored row whose code was changed on the form follow the new
+// code: the RT-IMB modules of the row's surface once no row of its group keeps
+// the old code, the others once no row of the scheda keeps it. Read before
+// the rows are rewritten: the module keys and the code each goes to.
+QVector<QPair<qint64, QString>> followingModules(AppContext &ctx, qint64 siID, const QVector<Row> &rows)
+{
+    QVector<QPair<qint64, QString>> moves;
+    if (siID <= 0)
+        return moves;
+    QHash<qint64, QString> stored;
+    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT riID, rifCod FROM RecImb WHERE (siID = ?)"), {siID});
+    while (q.next())
+        stored.insert(q.value(0).toLongLong(), q.value(1).toString());
+    QSet<qint64> claimed;
+    auto claim = [&](const QString &where, const QVariantList &params, const QString &to) {
+        QSqlQuery m = ctx.db.query(QStringLiteral("SELECT mbID FROM ModImb WHERE (siID = ? AND rifCod = ? AND %1)").arg(where),
+                                   params);
+        while (m.next()) {
+            const qint64 k = m.value(0).toLongLong();
+            if (!claimed.contains(k)) {
+                claimed.insert(k);
+                moves.append({k, to});
+            }
+        }
+    };
+    for (const Row &r : rows) {
+        const QString from = stored.value(r.id);
+        if (r.id <= 0 || from.isEmpty() || r.rifCod.isEmpty() || from == r.rifCod)
+            continue;
+        bool keptInGroup = false, kept = false;
+        for (const Row &o : rows)
+            if (o.rifCod == from) {
+                kept = true;
+                keptInGroup = keptInGroup || o.posizione == r.posizione;
+            }
+        if (r.posizione < codes::ImbMonomaterial && !keptInGroup)
+            claim(QStringLiteral("tipoMod = ? AND mbFlag = ?"), {siID, from, int(codes::RT), surfaceOf(r.posizione)},
+                  r.rifCod);
+        if (!kept)
+            claim(QStringLiteral("tipoMod <> ?"), {siID, from, int(codes::RT)}, r.rifCod);
+    }
+    return moves;
+}
+
+} // namespace
+
 qint64 save(AppContext &ctx, qint64 saID, qint64 siID, const fields::Record &r, const QVector<Row> &rows)
 {
+    const QVector<QPair<qint64, QString>> moves = followingModules(ctx, siID, rows);
     const QVariantMap values = fields::storeValues(schedaFields(), r);
     qint64 key = siID;
     if (siID == 0) {
@@ -224,6 +279,9 @@ qint64 save(AppContext &ctx, qint64 saID, qint64 siID, const fields::Record &r, 
         if (ctx.db.insertRow(QStringLiteral("RecImb"), v) < 0)
             return 0;
     }
+    for (const auto &[module, code] : moves)
+        if (!ctx.db.execute(QStringLiteral("UPDATE ModImb SET rifCod = ? WHERE (mbID = ?)"), {code, module}))
+            return 0;
     return key;
 }
 
@@ -242,7 +300,7 @@ bool removeRow(AppContext &ctx, qint64 siID, const Row &row)
                                                       "rifCod = ? AND Posizione = ?)"),
                                        {siID, row.rifCod, row.posizione})
                              .toInt();
-        const int surface = row.posizione == codes::ImbPublic ? codes::SurfacePublic : codes::SurfacePrivate;
+        const int surface = surfaceOf(row.posizione);
         if (left == 0
             && !ctx.db.execute(QStringLiteral("DELETE FROM ModImb WHERE (siID = ? AND tipoMod = ? AND rifCod = ? "
                                               "AND mbFlag = ?)"),

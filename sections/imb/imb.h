@@ -53,7 +53,10 @@ QString incompatibleQuestion(int posizione);
 // gives schedaFields().size() + the row's index.
 int saveCheck(AppContext &ctx, const fields::Record &r, const QVector<Row> &rows);
 // Writes the scheda and rewrites its rows from the grids (rows without a
-// code are skipped). Returns siID, 0 on failure.
+// code are skipped). When a stored row's code was changed, the modules of the
+// old code follow the new one: RT-IMB of the row's surface once no row of its
+// group keeps the old code, the others once no row of the scheda keeps it.
+// Returns siID, 0 on failure.
 qint64 save(AppContext &ctx, qint64 saID, qint64 siID, const fields::Record &r,
             const QVector<Row> &rows);
 

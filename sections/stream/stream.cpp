@@ -8,6 +8,7 @@
 #include "shell/qorclass.h"
 #include "shell/qty.h"
 
+#include <QSet>
 #include <QSqlQuery>
 
 namespace stream {
@@ -315,9 +316,60 @@ int saveCheck(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, cons
     return -1;
 }
 
+namespace {
+
+// Modules of a stored row whose code was changed on the form follow the new
+// code: the RT modules once no row of the received frames keeps the old code,
+// the others once no row of the scheda keeps it. Read before the rows are
+// rewritten: the module keys and the code each goes to.
+QVector<QPair<qint64, QString>> followingModules(AppContext &ctx, const StreamSpec &s, qint64 id,
+                                                 const QVector<Row> &rows)
+{
+    QVector<QPair<qint64, QString>> moves;
+    if (id <= 0)
+        return moves;
+    QHash<qint64, QString> stored;
+    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1, rifCod FROM %2 WHERE (%3 = ?)").arg(s.rowKey, s.rowTable, s.key),
+                               {id});
+    while (q.next())
+        stored.insert(q.value(0).toLongLong(), q.value(1).toString());
+    QSet<qint64> claimed;
+    auto claim = [&](const QString &where, const QVariantList &params, const QString &to) {
+        QSqlQuery m = ctx.db.query(QStringLiteral("SELECT %1 FROM %2 WHERE (%3 = ? AND rifCod = ? AND %4)")
+                                       .arg(s.modKey, s.modTable, s.key, where),
+                                   params);
+        while (m.next()) {
+            const qint64 k = m.value(0).toLongLong();
+            if (!claimed.contains(k)) {
+                claimed.insert(k);
+                moves.append({k, to});
+            }
+        }
+    };
+    for (const Row &r : rows) {
+        const QString from = stored.value(r.id);
+        if (r.id <= 0 || from.isEmpty() || r.rifCod.isEmpty() || from == r.rifCod)
+            continue;
+        bool keptReceived = false, kept = false;
+        for (const Row &o : rows)
+            if (o.rifCod == from) {
+                kept = true;
+                keptReceived = keptReceived || framePosition(s, o.posizione) <= s.rtFrames;
+            }
+        if (framePosition(s, r.posizione) <= s.rtFrames && !keptReceived)
+            claim(QStringLiteral("tipoMod = ?"), {id, from, int(codes::RT)}, r.rifCod);
+        if (!kept)
+            claim(QStringLiteral("tipoMod <> ?"), {id, from, int(codes::RT)}, r.rifCod);
+    }
+    return moves;
+}
+
+} // namespace
+
 qint64 save(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const fields::Record &r,
             const QVector<Row> &rows)
 {
+    const QVector<QPair<qint64, QString>> moves = followingModules(ctx, s, id, rows);
     const QVariantMap values = fields::storeValues(s.fields, r);
     qint64 key = id;
     if (id == 0) {
@@ -343,6 +395,10 @@ qint64 save(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const 
         if (ctx.db.insertRow(s.rowTable, v) < 0)
             return 0;
     }
+    for (const auto &[module, code] : moves)
+        if (!ctx.db.execute(QStringLiteral("UPDATE %1 SET rifCod = ? WHERE (%2 = ?)").arg(s.modTable, s.modKey),
+                            {code, module}))
+            return 0;
     return key;
 }
 
@@ -355,6 +411,17 @@ bool removeRow(AppContext &ctx, const StreamSpec &s, qint64 id, const Row &row)
         return false;
     if (id <= 0 || row.rifCod.isEmpty())
         return true;
+    // RT modules follow the received rows of the code, the others any row.
+    const int leftReceived = ctx.db.scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE (%2 = ? AND rifCod = ? AND "
+                                                          "Posizione <= ?)")
+                                               .arg(s.rowTable, s.key),
+                                           {id, row.rifCod, s.rtFrames})
+                                 .toInt();
+    if (leftReceived == 0
+        && !ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ? AND rifCod = ? AND tipoMod = ?)")
+                               .arg(s.modTable, s.key),
+                           {id, row.rifCod, int(codes::RT)}))
+        return false;
     const int left = ctx.db.scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE (%2 = ? AND rifCod = ?)")
                                        .arg(s.rowTable, s.key),
                                    {id, row.rifCod})

@@ -69,10 +69,14 @@ QString notAdmittedMessage(const StreamSpec &s);
 int saveCheck(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const fields::Record &r,
               const QVector<Row> &rows);
 // Writes the scheda and rewrites its rows; returns the key, 0 on failure.
+// When a stored row's code was changed, the modules of the old code follow the
+// new one: RT once no received row keeps the old code, the others once no row
+// of the scheda keeps it.
 qint64 save(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const fields::Record &r,
             const QVector<Row> &rows);
 // CANC on a row: "Elimino rifiuto selezionato ed i relativi moduli,"; the
-// stored row goes, and the modules of its code once no row carries it.
+// stored row goes, and the modules of its code once no row carries it (RT
+// modules once no received row carries it).
 bool removeRow(AppContext &ctx, const StreamSpec &s, qint64 id, const Row &row);
 // "Elimino scheda ... e relativi moduli," then the scheda with its rows and
 // modules.

@@ -285,6 +285,74 @@ private Q_SLOTS:
         QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM RecImb WHERE siID = ?"), {si}), 0);
         QCOMPARE(imb::schedaId(ctx(), sa), 0);
     }
+
+    // A stored row given another code on the form takes its modules along on
+    // save: RT-IMB those of its surface while no row of its group keeps the
+    // old code, the other types while no row of the scheda keeps it.
+    void modulesFollowAChangedCode()
+    {
+        const qint64 sa = newDeclaration();
+        const qint64 si = imb::save(ctx(), sa, 0, imb::blank(),
+                                    {row(codes::ImbPublic, "150102"), row(codes::ImbPrivate, "150102"),
+                                     row(codes::ImbMonomaterial, "150104", 1)});
+        auto attach = [](const char *code, int surface = -1) {
+            waste::Attachment a{{QStringLiteral("rifCod"), QString::fromLatin1(code)}};
+            if (surface >= 0)
+                a.insert(QStringLiteral("mbFlag"), surface);
+            return a;
+        };
+        const waste::ModuleKind &rt = imb::module(codes::RT);
+        const waste::ModuleKind &te = imb::module(codes::TE);
+        const qint64 rtPub = waste::save(ctx(), rt, si, 0, QStringLiteral("150102"), rtItaly("RSSMRA80A01H501U", 1), {},
+                                         attach("150102", codes::SurfacePublic));
+        const qint64 rtPriv = waste::save(ctx(), rt, si, 0, QStringLiteral("150102"), rtItaly("RSSMRA80A01H501U", 1), {},
+                                          attach("150102", codes::SurfacePrivate));
+        Record carrier = waste::blank(te);
+        carrier.insert(QStringLiteral("CodFisc"), QStringLiteral("00488410010"));
+        carrier.insert(QStringLiteral("RagSoc"), QStringLiteral("TRASPORTI SRL"));
+        const qint64 teId = waste::save(ctx(), te, si, 0, QStringLiteral("150102"), carrier, {}, attach("150102"));
+        const qint64 teMetal = waste::save(ctx(), te, si, 0, QStringLiteral("150104"), carrier, {}, attach("150104"));
+        QVERIFY(rtPub > 0 && rtPriv > 0 && teId > 0 && teMetal > 0);
+        auto codeOf = [&](qint64 mbID) {
+            return t.db->scalar(QStringLiteral("SELECT rifCod FROM ModImb WHERE mbID = ?"), {mbID}).toString();
+        };
+
+        // The public row becomes 150101: its RT-IMB follows; the private one and
+        // the carrier stay with 150102, still on the private row.
+        QVector<imb::Row> rows = imb::loadRows(ctx(), si);
+        rows[0].rifCod = QStringLiteral("150101");
+        QCOMPARE(imb::save(ctx(), sa, si, imb::blank(), rows), si);
+        QCOMPARE(codeOf(rtPub), QStringLiteral("150101"));
+        QCOMPARE(count(QStringLiteral("SELECT mbFlag FROM ModImb WHERE mbID = ?"), {rtPub}), qint64(codes::SurfacePublic));
+        QCOMPARE(codeOf(rtPriv), QStringLiteral("150102"));
+        QCOMPARE(codeOf(teId), QStringLiteral("150102"));
+
+        // The two received rows swap codes in one save: each RT-IMB goes with
+        // its row; the carrier of 150102 stays, the code being still there.
+        rows = imb::loadRows(ctx(), si);
+        rows[0].rifCod = QStringLiteral("150102");
+        rows[1].rifCod = QStringLiteral("150101");
+        QCOMPARE(imb::save(ctx(), sa, si, imb::blank(), rows), si);
+        QCOMPARE(codeOf(rtPub), QStringLiteral("150102"));
+        QCOMPARE(codeOf(rtPriv), QStringLiteral("150101"));
+        QCOMPARE(codeOf(teId), QStringLiteral("150102"));
+
+        // The last row of 150102 changes: the carrier follows.
+        rows = imb::loadRows(ctx(), si);
+        rows[0].rifCod = QStringLiteral("150107");
+        QCOMPARE(imb::save(ctx(), sa, si, imb::blank(), rows), si);
+        QCOMPARE(codeOf(rtPub), QStringLiteral("150107"));
+        QCOMPARE(codeOf(teId), QStringLiteral("150107"));
+
+        // Another metal of 150104 is the same code: nothing moves.
+        rows = imb::loadRows(ctx(), si);
+        QCOMPARE(rows[2].rifCod, QStringLiteral("150104"));
+        rows[2].allAcc = 0;
+        QCOMPARE(imb::save(ctx(), sa, si, imb::blank(), rows), si);
+        QCOMPARE(codeOf(teMetal), QStringLiteral("150104"));
+        QCOMPARE(imb::loadRows(ctx(), si)[2].allAcc, 0);
+        QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM ModImb WHERE siID = ?"), {si}), 4);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestImb)

@@ -38,6 +38,8 @@ Record rt(const waste::ModuleKind &m, qlonglong qta)
     return r;
 }
 
+Record rt_(const waste::ModuleKind &m, qlonglong qta) { return rt(m, qta); }
+
 waste::Attachment code(const char *c) { return {{QStringLiteral("rifCod"), QString::fromLatin1(c)}}; }
 
 } // namespace
@@ -241,6 +243,69 @@ private Q_SLOTS:
         QCOMPARE(cats.last().first, 6);
         QCOMPARE(stream::raeeCategoryText(ctx(), 3), QStringLiteral("3 - Lampade"));
         QVERIFY(stream::raeeCategoryText(ctx(), 7).isEmpty());
+    }
+
+    // A stored row given another code on the form takes its modules along on
+    // save: RT modules while no received row keeps the old code, the other
+    // types while no row of the scheda keeps it. CANC follows the same split.
+    void modulesFollowAChangedCode()
+    {
+        const qint64 sa = newDeclaration();
+        const stream::StreamSpec &rot = stream::vfu(stream::Rot);
+        const qint64 id = stream::save(ctx(), rot, sa, 0, stream::blank(rot),
+                                       {row(codes::VfuReceived, "160117"), row(codes::VfuReceived, "160106"),
+                                        row(codes::VfuProduced, "160117")});
+        QVERIFY(id > 0);
+        const waste::ModuleKind &rt = stream::module(rot, codes::RT);
+        const waste::ModuleKind &dr = stream::module(rot, codes::DR);
+        const waste::ModuleKind &te = stream::module(rot, codes::TE);
+        const qint64 rtScrap = waste::save(ctx(), rt, id, 0, QStringLiteral("160117"), rt_(rt, 1000), {}, code("160117"));
+        const qint64 drScrap = waste::save(ctx(), dr, id, 0, QStringLiteral("160117"), rt_(dr, 1000),
+                                           {{1, QStringLiteral("R4"), qlonglong(1000), 1}}, code("160117"));
+        Record carrier = waste::blank(te);
+        carrier.insert(QStringLiteral("CodFisc"), QStringLiteral("00488410010"));
+        carrier.insert(QStringLiteral("RagSoc"), QStringLiteral("TRASPORTI SRL"));
+        const qint64 teCar = waste::save(ctx(), te, id, 0, QStringLiteral("160106"), carrier, {}, code("160106"));
+        QVERIFY(rtScrap > 0 && drScrap > 0 && teCar > 0);
+        auto codeOf = [&](qint64 mvID) {
+            return t.db->scalar(QStringLiteral("SELECT rifCod FROM ModVfu WHERE mvID = ?"), {mvID}).toString();
+        };
+
+        // The received 160117 becomes 160118: RT-VEIC follows, DR-VEIC stays
+        // with the produced row; 160106 becomes 191001 and its carrier follows.
+        QVector<stream::Row> rows = stream::loadRows(ctx(), rot, id);
+        QCOMPARE(rows[1].rifCod, QStringLiteral("160117"));
+        rows[1].rifCod = QStringLiteral("160118");
+        rows[0].rifCod = QStringLiteral("191001");
+        QCOMPARE(stream::save(ctx(), rot, sa, id, stream::blank(rot), rows), id);
+        QCOMPARE(codeOf(rtScrap), QStringLiteral("160118"));
+        QCOMPARE(codeOf(drScrap), QStringLiteral("160117"));
+        QCOMPARE(codeOf(teCar), QStringLiteral("191001"));
+        QCOMPARE(waste::loadOperations(ctx(), dr, drScrap).size(), 1);
+
+        // The last row of 160117, a produced one, changes: DR-VEIC follows it,
+        // RT-VEIC is not tied to it.
+        rows = stream::loadRows(ctx(), rot, id);
+        QCOMPARE(rows[2].rifCod, QStringLiteral("160117"));
+        rows[2].rifCod = QStringLiteral("160119");
+        QCOMPARE(stream::save(ctx(), rot, sa, id, stream::blank(rot), rows), id);
+        QCOMPARE(codeOf(drScrap), QStringLiteral("160119"));
+        QCOMPARE(codeOf(rtScrap), QStringLiteral("160118"));
+
+        // The produced row takes the code of a received one; then CANC on the
+        // received row: the code stays on the produced row only, so its RT-VEIC
+        // module goes and its DR-VEIC module stays.
+        rows = stream::loadRows(ctx(), rot, id);
+        rows[2].rifCod = QStringLiteral("160118");
+        QCOMPARE(stream::save(ctx(), rot, sa, id, stream::blank(rot), rows), id);
+        QCOMPARE(codeOf(drScrap), QStringLiteral("160118"));
+        rows = stream::loadRows(ctx(), rot, id);
+        QCOMPARE(rows[0].rifCod, QStringLiteral("160118"));
+        QCOMPARE(rows[0].posizione, int(codes::VfuReceived));
+        t.msg.answer({true});
+        QVERIFY(stream::removeRow(ctx(), rot, id, rows[0]));
+        QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM ModVfu WHERE mvID = ?"), {rtScrap}), 0);
+        QCOMPARE(codeOf(drScrap), QStringLiteral("160118"));
     }
 
     void matOnTheDeclaration()
