@@ -82,6 +82,9 @@ void check(const Declaration &d, Report &r, const RunData &run);
 namespace imb {
 const Table &remarks();
 void check(const Declaration &d, Report &r, const RunData &run);
+// The balance of the received quantity of a surface (codes::ImbSurface) with
+// its RT-IMB modules; the module form shows it too.
+QStringList receivedBalanceText(int surface);
 }
 namespace vfu {
 const Table &remarks();

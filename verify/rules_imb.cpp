@@ -80,6 +80,11 @@ struct CodeTotals {
 
 const Table &remarks() { return table; }
 
+QStringList receivedBalanceText(int surface)
+{
+    return table[surface == codes::SurfacePrivate ? PrivateVsRT : PublicVsRT].text();
+}
+
 void check(const Declaration &d, Report &r, const RunData &)
 {
     for (const StreamScheda &s : d.imb) {

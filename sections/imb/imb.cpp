@@ -451,4 +451,38 @@ QVector<Attachable> attachable(AppContext &ctx, qint64 siID, int tipoMod)
 
 QString noWasteMessage() { return QStringLiteral("Nessun rifiuto trovato."); }
 
+QVector<refdata::PickRow> wasteTable(AppContext &ctx)
+{
+    QVector<refdata::PickRow> out;
+    for (const refdata::PickRow &r : refdata::wasteTable(ctx.db)) {
+        if (r.code != codes::splitCode()) {
+            out << r;
+            continue;
+        }
+        for (int allAcc : {1, 0}) {
+            refdata::PickRow metal = r;
+            metal.code = displayCode(r.code, allAcc);
+            out << metal;
+        }
+    }
+    return out;
+}
+
+RowBalance rtRowBalance(AppContext &ctx, qint64 siID, const QString &rifCod, int surface)
+{
+    const int group = surface == codes::SurfacePrivate ? codes::ImbPrivate : codes::ImbPublic;
+    RowBalance b;
+    QSqlQuery rows = ctx.db.query(QStringLiteral("SELECT qta, umi FROM RecImb WHERE (siID = ? AND rifCod = ? AND "
+                                                 "Posizione = ?)"),
+                                  {siID, rifCod, group});
+    while (rows.next())
+        b.row += qtyKg(rows.value(0), rows.value(1));
+    QSqlQuery mods = ctx.db.query(QStringLiteral("SELECT qtaMod, umiMod FROM ModImb WHERE (siID = ? AND tipoMod = ? AND "
+                                                 "rifCod = ? AND mbFlag = ?)"),
+                                  {siID, int(codes::RT), rifCod, surface});
+    while (mods.next())
+        b.modules += qtyKg(mods.value(0), mods.value(1));
+    return b;
+}
+
 } // namespace imb

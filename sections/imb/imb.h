@@ -5,9 +5,11 @@
 // the scheda. The modules are the waste modules with their IMB differences,
 // served by the same code (sections/rif/modules.h). No widgets here.
 
+#include "refdata/lookups.h"
 #include "sections/fields.h"
 #include "sections/rif/modules.h"
 #include "shell/context.h"
+#include "shell/qty.h"
 
 #include <QVector>
 
@@ -83,5 +85,18 @@ struct Attachable {
 // the packaging codes of Codici type 31 with the codes of the scheda.
 QVector<Attachable> attachable(AppContext &ctx, qint64 siID, int tipoMod);
 QString noWasteMessage(); // "Nessun rifiuto trovato."
+
+// The waste table the grids open on INS: 150104 stands as "150104-A" and
+// "150104-C", the two ways it may be typed.
+QVector<refdata::PickRow> wasteTable(AppContext &ctx);
+
+// RT-IMB modules against their row: the quantity received on a surface for a
+// code (its rows of that group) and the total of the RT-IMB modules attached
+// to them, both in kilograms.
+struct RowBalance {
+    Qty row, modules;
+    bool matches() const { return toleranceMatch(row, modules); }
+};
+RowBalance rtRowBalance(AppContext &ctx, qint64 siID, const QString &rifCod, int surface);
 
 } // namespace imb

@@ -5,6 +5,7 @@
 
 #include "../testdb.h"
 #include "sections/codes.h"
+#include "refdata/lookups.h"
 #include "sections/imb/imb.h"
 
 #include <QSqlQuery>
@@ -352,6 +353,55 @@ private Q_SLOTS:
         QCOMPARE(codeOf(teMetal), QStringLiteral("150104"));
         QCOMPARE(imb::loadRows(ctx(), si)[2].allAcc, 0);
         QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM ModImb WHERE siID = ?"), {si}), 4);
+    }
+
+    void insListOffersBothMetals()
+    {
+        const QVector<refdata::PickRow> list = imb::wasteTable(ctx());
+        QStringList offered;
+        for (const refdata::PickRow &r : list)
+            offered << r.code;
+        QVERIFY(!offered.contains(QStringLiteral("150104")));
+        const int a = offered.indexOf(QStringLiteral("150104-A"));
+        QVERIFY(a > 0);
+        QCOMPARE(offered.value(a + 1), QStringLiteral("150104-C"));
+        QCOMPARE(offered.value(a - 1), QStringLiteral("150103"));
+        QCOMPARE(list.size(), refdata::wasteTable(*t.db).size() + 1);
+        // What the list gives is accepted as typed.
+        QString code;
+        int allAcc = -1;
+        QVERIFY(imb::parseCode(offered[a + 1], &code, &allAcc));
+        QCOMPARE(code, QStringLiteral("150104"));
+        QCOMPARE(allAcc, 0);
+    }
+
+    void rtModulesAgainstTheirRow()
+    {
+        const qint64 sa = newDeclaration();
+        const qint64 si = imb::save(ctx(), sa, 0, imb::blank(),
+                                    {row(codes::ImbPublic, "150101", 0, 1000000), row(codes::ImbPrivate, "150101", 0, 2000, 2),
+                                     row(codes::ImbMonomaterial, "150101", 0, 7000000)});
+        const waste::ModuleKind &m = imb::module(codes::RT);
+        const waste::Attachment pub{{QStringLiteral("rifCod"), QStringLiteral("150101")},
+                                    {QStringLiteral("mbFlag"), int(codes::SurfacePublic)}};
+        QVERIFY(!imb::rtRowBalance(ctx(), si, QStringLiteral("150101"), codes::SurfacePublic).matches());
+        QVERIFY(waste::save(ctx(), m, si, 0, QStringLiteral("150101"), rtItaly("RSSMRA80A01H501U", 400000), {}, pub) > 0);
+        imb::RowBalance b = imb::rtRowBalance(ctx(), si, QStringLiteral("150101"), codes::SurfacePublic);
+        QCOMPARE(b.row, Qty::fromInt(1000)); // the produced row of the code does not count
+        QCOMPARE(b.modules, Qty::fromInt(400));
+        QVERIFY(!b.matches());
+        Record second = rtItaly("RSSMRA80A01H501U", 1000);
+        second.insert(QStringLiteral("umiMod"), 2); // 1 t
+        QVERIFY(waste::save(ctx(), m, si, 0, QStringLiteral("150101"), second, {}, pub) > 0);
+        QVERIFY(!imb::rtRowBalance(ctx(), si, QStringLiteral("150101"), codes::SurfacePublic).matches()); // 1400 kg
+        t.db->execute(QStringLiteral("UPDATE ModImb SET qtaMod = 1000 WHERE siID = ? AND qtaMod = 400000"), {si});
+        b = imb::rtRowBalance(ctx(), si, QStringLiteral("150101"), codes::SurfacePublic);
+        QCOMPARE(b.modules, Qty::fromInt(1001)); // within 5 %
+        QVERIFY(b.matches());
+        // The private surface has its own row (2 t) and no module yet.
+        b = imb::rtRowBalance(ctx(), si, QStringLiteral("150101"), codes::SurfacePrivate);
+        QCOMPARE(b.row, Qty::fromInt(2000));
+        QVERIFY(!b.matches());
     }
 };
 

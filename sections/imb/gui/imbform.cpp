@@ -10,6 +10,7 @@
 #include "ui/events.h"
 #include "ui/recordform.h"
 #include "ui/fieldform.h"
+#include "verify/rules.h"
 
 #include <QCloseEvent>
 #include <QGroupBox>
@@ -168,11 +169,20 @@ void WasteGrid::cellEdited(int line, int column)
 void WasteGrid::pickCode()
 {
     const int line = currentRow() < 0 ? rowCount() - 1 : currentRow();
-    const QString code = ui::pickWasteCode(ctx_, this);
-    if (code.isEmpty())
-        return;
-    const QString typed = code == codes::splitCode() ? code + QStringLiteral("-A") : code;
-    enterCode(line, typed);
+    QString code;
+    if (check_) {
+        code = ui::pickWasteCode(ctx_, this);
+    } else {
+        // Scheda IMB: 150104 is chosen with its metal, as it is typed.
+        ui::ListWindow w(QStringLiteral("Tabella rifiuti"),
+                         {QStringLiteral("Codice"), QStringLiteral("Classe"), QStringLiteral("Descrizione")}, this);
+        for (const refdata::PickRow &r : imb::wasteTable(ctx_))
+            w.addRow({r.code, r.extra, r.desc}, r.code);
+        if (w.exec() == QDialog::Accepted)
+            code = w.chosen().toString();
+    }
+    if (!code.isEmpty())
+        enterCode(line, code);
 }
 
 bool WasteGrid::removeLine(int line, qint64 siID)
@@ -396,6 +406,18 @@ QWidget *ImbForm::openModules(int tipoMod, int choice)
     const qint64 saID = saID_;
     auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
     connect(f, &ui::RecordForm::saved, this, changed);
+    if (tipoMod == codes::RT) {
+        // The RT-IMB modules of the row against its quantity: a difference is
+        // told, the verification weighs it.
+        AppContext *c = &ctx_;
+        const qint64 siID = siID_;
+        const QString code = a.rifCod;
+        const int surface = a.surface;
+        connect(f, &ui::RecordForm::saved, f, [c, siID, code, surface] {
+            if (!imb::rtRowBalance(*c, siID, code, surface).matches())
+                c->msg.information(verify::imb::receivedBalanceText(surface).join(u'\n'));
+        });
+    }
     connect(f, &ui::RecordForm::removed, this, changed);
     f->show();
     return f;
