@@ -370,6 +370,7 @@ const waste::ModuleKind &module(int tipoMod)
 
         waste::ModuleKind te = from(codes::TE, "Modulo TE-IMB - Rifiuti di imballaggio trasportati da terzi");
         te.orderBy = QStringLiteral("RagSoc, mbID");
+        te.newLine = QStringLiteral("[Nuovo]");
         v[codes::TE] = te;
 
         waste::ModuleKind mg = from(codes::MG, "Modulo MG-IMB - Operazioni di gestione rifiuti di imballaggio "

@@ -39,6 +39,7 @@ struct ModuleKind {
     QStringList attach;
     bool uniquePlace = false;  // RE: one module per municipality and activity
     bool listDelete = false;   // TE, RE: deleted from their list ("modulo selezionato")
+    QString newLine;           // the list beside the form ends with this line, which starts a new module
     QString deleteWhat;        // what the delete confirmation names, when not one of those
     // Stored codes of option fields whose codes are not simply 1, 2, ... in
     // the order of their captions (landfill classes, RE activities). The

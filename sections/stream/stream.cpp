@@ -462,7 +462,10 @@ const waste::ModuleKind &module(const StreamSpec &s, int tipoMod)
                       + (t == codes::MG ? QStringLiteral("Scheda ") + s.name + u' ' + QString::fromUtf8(what[t])
                                         : QStringLiteral("Rifiuti ") + QString::fromUtf8(what[t]));
             m.listTitle = QStringLiteral("Lista dei moduli ") + m.code;
+            // TE as TE-IMB: carriers by name, the list ending with "[Nuovo]".
             m.orderBy = t == codes::TE ? QStringLiteral("RagSoc, ") + s.modKey : s.modKey;
+            if (t == codes::TE)
+                m.newLine = QStringLiteral("[Nuovo]");
             m.attach = {QStringLiteral("rifCod")};
             // No private persons, no urban-origin or battery frame in these sections.
             if (t == codes::RT) {

@@ -18,6 +18,7 @@
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTimer>
+#include <QTreeWidget>
 #include <functional>
 
 namespace {
@@ -43,6 +44,15 @@ fields::Record carrier(const waste::ModuleKind &m, const char *codFisc, const ch
     r.insert(QStringLiteral("CodFisc"), QString::fromLatin1(codFisc));
     r.insert(QStringLiteral("RagSoc"), QString::fromLatin1(name));
     return r;
+}
+
+int choiceOf(AppContext &ctx, qint64 siID, int tipoMod, const QString &code)
+{
+    const QVector<imb::Attachable> a = imb::attachable(ctx, siID, tipoMod);
+    for (int i = 0; i < a.size(); ++i)
+        if (a[i].rifCod == code)
+            return i;
+    return -1;
 }
 } // namespace
 
@@ -225,6 +235,62 @@ private Q_SLOTS:
         QVERIFY(t.msg.shown.isEmpty());
         shot(rt, "rt-imb-balance");
         rt->close();
+    }
+
+    // TE-IMB: the carriers of the code listed by name beside the form, the
+    // list ending with "[Nuovo]"; the list window shows this code's carriers.
+    void teImbCarriers()
+    {
+        const qint64 other = t.db->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("W")}});
+        imb::Row pub;
+        pub.posizione = codes::ImbPublic;
+        pub.rifCod = QStringLiteral("150102");
+        const qint64 si = imb::save(*t.ctx, other, 0, imb::blank(), {pub});
+        const waste::ModuleKind &te = imb::module(codes::TE);
+        const waste::Attachment a{{QStringLiteral("rifCod"), QStringLiteral("150102")}};
+        QVERIFY(waste::save(*t.ctx, te, si, 0, QStringLiteral("150102"), carrier(te, "00488410010", "ZETA TRASPORTI"), {}, a) > 0);
+        QVERIFY(waste::save(*t.ctx, te, si, 0, QStringLiteral("150101"), carrier(te, "00488410010", "ALTRO VETTORE"), {},
+                            {{QStringLiteral("rifCod"), QStringLiteral("150101")}})
+                > 0);
+        imbgui::ImbForm f(*t.ctx, other);
+        auto *form = qobject_cast<wastegui::ModuleForm *>(f.openModules(codes::TE, choiceOf(*t.ctx, si, codes::TE,
+                                                                                            QStringLiteral("150102"))));
+        QVERIFY(form && form->table());
+        QTreeWidget *list = form->table();
+        QCOMPARE(list->topLevelItemCount(), 2);
+        QCOMPARE(list->topLevelItem(0)->text(1), QStringLiteral("ZETA TRASPORTI"));
+        QCOMPARE(list->topLevelItem(1)->text(0), QStringLiteral("[Nuovo]"));
+        QVERIFY(form->currentKey() > 0);
+
+        // A second carrier, saved from the "[Nuovo]" line, is listed by name before the first.
+        Q_EMIT list->itemActivated(list->topLevelItem(1), 0);
+        QCOMPARE(form->currentKey(), 0);
+        QCOMPARE(list->currentItem()->text(0), QStringLiteral("[Nuovo]"));
+        form->fields()->setRecord(carrier(te, "RSSMRA80A01H501U", "BETA TRASPORTI"));
+        form->fields()->setModified(true);
+        QVERIFY(form->save());
+        QCOMPARE(list->topLevelItemCount(), 3);
+        QCOMPARE(list->topLevelItem(0)->text(1), QStringLiteral("BETA TRASPORTI"));
+        QCOMPARE(list->topLevelItem(1)->text(1), QStringLiteral("ZETA TRASPORTI"));
+        QCOMPARE(list->topLevelItem(2)->text(0), QStringLiteral("[Nuovo]"));
+        form->resize(1000, 420);
+        shot(form, "te-imb");
+
+        // The list window holds the carriers of this code only.
+        int listed = -1;
+        onListWindow(this, [&listed](ui::ListWindow *w) {
+            listed = w->tree()->topLevelItemCount();
+            w->reject();
+        });
+        form->listButton()->click();
+        QCOMPARE(listed, 2);
+
+        // Deleting asks for the module chosen in the list.
+        t.msg.clear();
+        t.msg.answer({false});
+        form->deleteButton()->click();
+        QCOMPARE(t.msg.last(), QStringLiteral("Elimino modulo selezionato\nsei sicuro?"));
+        form->close();
     }
 
     void noCodeMessage()

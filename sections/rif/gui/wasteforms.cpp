@@ -254,7 +254,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
             if (!confirmLeave())
                 return;
             ui::ListWindow w(m_.listTitle, waste::listColumns(m_), this);
-            for (const waste::ModuleRow &r : waste::list(ctx_, m_, parentId_))
+            for (const waste::ModuleRow &r : waste::list(ctx_, m_, parentId_, attach_))
                 w.addRow(r.texts, r.id);
             w.select(currentKey());
             if (w.exec() == QDialog::Accepted)
@@ -453,13 +453,17 @@ void ModuleForm::refreshTable()
     if (!table_)
         return;
     table_->clear();
-    for (const waste::ModuleRow &r : waste::list(ctx_, m_, parentId_, attach_)) {
+    QVector<waste::ModuleRow> rows = waste::list(ctx_, m_, parentId_, attach_);
+    if (!m_.newLine.isEmpty())
+        rows.append({0, {m_.newLine}}); // chosen, it starts a new module
+    for (const waste::ModuleRow &r : rows) {
         auto *it = new QTreeWidgetItem(table_, r.texts);
         it->setData(0, Qt::UserRole, r.id);
         if (r.id == currentKey())
             table_->setCurrentItem(it);
     }
-    for (int c = 0; c < table_->columnCount(); ++c)
+    // The last column fills the rest of the list.
+    for (int c = 0; c + 1 < table_->columnCount(); ++c)
         table_->resizeColumnToContents(c);
 }
 
