@@ -540,11 +540,11 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
     QCOMPARE(field(frames[3], QStringLiteral("art. 208 (autorizzazione ordinaria)")), QStringLiteral("X"));
     QCOMPARE(field(frames[3], QStringLiteral("art. 216 (procedura semplificata)")), QString());
     QCOMPARE(field(frames[4], QStringLiteral("Quantità consegnata a terzi")), QStringLiteral("1.500,000 Kg"));
-    QCOMPARE(field(frames[6], QStringLiteral("Veicoli immatricolati prima del 1980")), QStringLiteral("2,000 t"));
-    // materials under the captions of the scheda's form
+    // vehicles and materials under the captions of the scheda's form
     auto caption = [](const stream::StreamSpec &s, const char *column) {
         return fields::find(s.fields, QString::fromLatin1(column))->caption;
     };
+    QCOMPARE(field(frames[6], caption(stream::vfu(codes::VfuAut), "qtaPre80")), QStringLiteral("2,000 t"));
     QCOMPARE(field(frames[7], caption(stream::vfu(codes::VfuAut), "msQta01")), QStringLiteral("800,000 Kg"));
     QCOMPARE(field(frames[7], caption(stream::vfu(codes::VfuAut), "msQta08")), QString());
 
