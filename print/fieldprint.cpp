@@ -6,6 +6,7 @@
 #include "print/schedeprint.h"
 #include "refdata/lookups.h"
 #include "sections/codes.h"
+#include "sections/stream/stream.h"
 #include "shell/dbclass.h"
 #include "shell/qty.h"
 
@@ -34,10 +35,8 @@ QString lookedUp(dbClass &db, const QString &name, int code)
     if (name == QLatin1String("nazID"))
         return db.scalar(QStringLiteral("SELECT nazDesc FROM Nazioni WHERE (nazID = ?)"), {code}).toString().trimmed();
     if (name == QLatin1String("srRAEE")) {
-        for (const refdata::CodeRow &c : refdata::codeList(db, refdata::CodeList::Type91))
-            if (c.numb == code)
-                return QString::number(code) + QStringLiteral(" - ") + c.desc.trimmed();
-        return QString::number(code);
+        const QString text = stream::raeeCategoryText(db, code);
+        return text.isEmpty() ? QString::number(code) : text;
     }
     return {};
 }

@@ -162,17 +162,17 @@ const StreamSpec &raee(int srTipo)
     return v[srTipo == codes::RaeeCr ? codes::RaeeCr : codes::RaeeTra];
 }
 
-QVector<QPair<int, QString>> raeeCategories(AppContext &ctx)
+QVector<QPair<int, QString>> raeeCategories(dbClass &db)
 {
     QVector<QPair<int, QString>> out;
-    for (const refdata::CodeRow &c : refdata::codeList(ctx.db, refdata::CodeList::Type91))
-        out.append({c.numb, QString::number(c.numb) + QStringLiteral(" - ") + c.desc});
+    for (const refdata::CodeRow &c : refdata::codeList(db, refdata::CodeList::Type91))
+        out.append({c.numb, QString::number(c.numb) + QStringLiteral(" - ") + c.desc.trimmed()});
     return out;
 }
 
-QString raeeCategoryText(AppContext &ctx, int srRAEE)
+QString raeeCategoryText(dbClass &db, int srRAEE)
 {
-    for (const auto &[code, text] : raeeCategories(ctx))
+    for (const auto &[code, text] : raeeCategories(db))
         if (code == srRAEE)
             return text;
     return {};

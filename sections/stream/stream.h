@@ -36,8 +36,8 @@ const StreamSpec &vfu(int vfuTipo);
 const StreamSpec &raee(int srTipo);
 // RAEE categories: the numbered descriptions of Codici type 91 (srRAEE is
 // codNumb), as "n - description".
-QVector<QPair<int, QString>> raeeCategories(AppContext &ctx);
-QString raeeCategoryText(AppContext &ctx, int srRAEE);
+QVector<QPair<int, QString>> raeeCategories(dbClass &db);
+QString raeeCategoryText(dbClass &db, int srRAEE);
 // The frame a row stands in: its Posizione, brought within the scheda's frames
 // (a CR-RAEE scheda has one; rows stored outside them show in the nearest).
 int framePosition(const StreamSpec &s, int posizione);

@@ -236,13 +236,13 @@ private Q_SLOTS:
 
     void raeeCategoriesFromTheCodeList()
     {
-        const QVector<QPair<int, QString>> cats = stream::raeeCategories(ctx());
+        const QVector<QPair<int, QString>> cats = stream::raeeCategories(ctx().db);
         QCOMPARE(cats.size(), 6);
         QCOMPARE(cats.first().first, 1);
         QCOMPARE(cats.first().second, QStringLiteral("1 - Apparecchiature per lo scambio di temperatura"));
         QCOMPARE(cats.last().first, 6);
-        QCOMPARE(stream::raeeCategoryText(ctx(), 3), QStringLiteral("3 - Lampade"));
-        QVERIFY(stream::raeeCategoryText(ctx(), 7).isEmpty());
+        QCOMPARE(stream::raeeCategoryText(ctx().db, 3), QStringLiteral("3 - Lampade"));
+        QVERIFY(stream::raeeCategoryText(ctx().db, 7).isEmpty());
     }
 
     // A stored row given another code on the form takes its modules along on

@@ -44,7 +44,7 @@ ui::RecordBinding binding(AppContext &ctx, const stream::StreamSpec &s, qint64 s
     b.listRow = [c, sp](qint64 k) {
         QStringList t{QStringLiteral("Scheda ") + sp->name};
         if (sp->categories)
-            t << stream::raeeCategoryText(*c, stream::load(*c, *sp, k).value(QStringLiteral("srRAEE")).toInt());
+            t << stream::raeeCategoryText(c->db, stream::load(*c, *sp, k).value(QStringLiteral("srRAEE")).toInt());
         return t;
     };
     b.save = [c, sp, saID, self](qint64 k, const fields::Record &r, int *failed) -> qint64 {
@@ -105,7 +105,7 @@ StreamForm::StreamForm(AppContext &ctx, const stream::StreamSpec &s, qint64 saID
 
     if (s.categories) {
         wastegui::ListItems items{{0, QString()}};
-        items += stream::raeeCategories(ctx);
+        items += stream::raeeCategories(ctx.db);
         category_ = wastegui::attachList(this, QStringLiteral("srRAEE"), items);
     }
     // The module buttons stand in a row of their own above the navigator's,
