@@ -139,10 +139,12 @@ private:
             error = QStringLiteral("inserimento in ") + t + QStringLiteral(" non riuscito");
         return id;
     }
-    // Operation rows R.. / D.. of a module; the recovery and disposal totals
-    // are added to *recovery and *disposal when given.
+    // Operation rows R.. / D.. of a module, one per code; the recovery and
+    // disposal totals are added to *recovery and *disposal when given. The
+    // rows of an MG module stand in its recovery or disposal grid
+    // (Posizione), those of a DR module in its one grid of destinations.
     bool operations(const QString &table, const char *parentKey, qint64 parent, int count, qint64 total,
-                    qint64 *recovery = nullptr, qint64 *disposal = nullptr)
+                    bool mg, qint64 *recovery = nullptr, qint64 *disposal = nullptr)
     {
         QStringList used;
         qint64 left = total;
@@ -158,7 +160,8 @@ private:
             left -= q;
             if (qint64 *sum = code.startsWith(u'R') ? recovery : disposal)
                 *sum += q;
-            if (insert(table, {{QString::fromLatin1(parentKey), parent}, {QStringLiteral("Posizione"), i},
+            const int grid = !mg ? 1 : code.startsWith(u'R') ? codes::GridRecupero : codes::GridSmaltimento;
+            if (insert(table, {{QString::fromLatin1(parentKey), parent}, {QStringLiteral("Posizione"), grid},
                                {QStringLiteral("Codice"), code}, {QStringLiteral("qta"), q},
                                {QStringLiteral("umi"), q ? 1 : 0}}) < 0)
                 return false;
@@ -294,7 +297,7 @@ bool Gen::rif(qint64 saID, bool error)
         const qint64 mg = insert(QStringLiteral("ModRif"), {{QStringLiteral("rifID"), rifID}, {QStringLiteral("tipoMod"), 4}});
         // What the unit recovered and disposed of is what its MG module did.
         qint64 recovered = 0, disposed = 0;
-        if (re < 0 || mg < 0 || !operations(QStringLiteral("RecRif"), "mrID", mg, 21, prod, &recovered, &disposed)
+        if (re < 0 || mg < 0 || !operations(QStringLiteral("RecRif"), "mrID", mg, 21, prod, true, &recovered, &disposed)
             || !db_.updateRow(QStringLiteral("SezRif"), QStringLiteral("rifID"), rifID,
                               {{QStringLiteral("qtaRec"), recovered}, {QStringLiteral("umiRec"), recovered ? 1 : 0},
                                {QStringLiteral("qtaSmalt"), disposed}, {QStringLiteral("umiSmalt"), disposed ? 1 : 0}}))
@@ -354,7 +357,7 @@ bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
             if ((tipo == 2 || tipo == 4)
                 && !operations(QStringLiteral("RecMod") + suffix,
                                imb ? "mbID" : suffix == QLatin1String("Raee") ? "msrID" : "mvID", id,
-                               tipo == 4 && o_.everySection ? 20 : 2, qta))
+                               tipo == 4 && o_.everySection ? 20 : 2, qta, tipo == 4))
                 return false;
         }
     }
