@@ -3,6 +3,7 @@
 #include "exchange/layouts.h"
 #include "exchange/statements.h"
 #include "shell/dbclass.h"
+#include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
@@ -14,68 +15,155 @@
 
 namespace exch {
 
-
 struct expClass::Decl {
     qint64 saID = 0;
     QString codFisc, ragSoc;
     QByteArray tail;                 // year;codFisc;key;  (38 characters)
-    std::vector<QByteArray> lines;
+    QByteArray *out = nullptr;       // the declaration's lines, CR LF ended
     std::array<int, 29> counts{};
     int vfuKinds[4] = {};    // schede AUT, ROT, FRA by vfuTipo
     int raeeKinds[3] = {};   // schede TRA, CR by srTipo
 };
 
-// A statement run once for the whole order: the rows of one table for every
-// declaration, ordered by the declaration's place, then as the per-scheda
-// statement it stands for orders them. The rows of one declaration are read
-// when it is written and handed out by parent key; rows of one parent keep
-// their order, so the lines are the same as with one statement per parent.
-// Executing a statement costs far more than reading its rows.
-struct expClass::Source {
-    QSqlQuery q;
-    QStringList names;          // lower-case names of the columns after place and parent
-    std::vector<int> sorted;    // their indexes in the order of their names
-    bool started = false, has = false;
-    qint64 place = -1, loaded = -1;
-    QHash<qint64, std::vector<QVariantMap>> groups;
-
-    void advance()
-    {
-        has = q.next();
-        place = has ? q.value(0).toLongLong() : -1;
-    }
-    bool load(qint64 k)
-    {
-        if (loaded == k)
-            return true;
-        groups.clear();
-        if (!started) {
-            started = true;
-            if (!q.exec())
-                return false;
-            const QSqlRecord r = q.record();
-            for (int i = 2; i < r.count(); ++i)
-                names << r.fieldName(i).toLower();
-            for (int i = 0; i < names.size(); ++i)
-                sorted.push_back(i);
-            std::stable_sort(sorted.begin(), sorted.end(),
-                             [this](int a, int b) { return names.at(a) < names.at(b); });
-            advance();
-        }
-        while (has && place < k)
-            advance();
-        for (; has && place == k; advance()) {
-            QVariantMap m;
-            for (int i : sorted)
-                m.insert(m.cend(), names.at(i), q.value(i + 2));
-            groups[q.value(1).toLongLong()].push_back(std::move(m));
-        }
-        loaded = k;
-        return true;
-    }
+// Rows of a statement for one parent, in the statement's order.
+struct expClass::Rows {
+    const RowSet *set = nullptr;
+    std::vector<int> idx;
+    int size() const { return int(idx.size()); }
+    Val value(int i, int k) const { return set->value(idx[size_t(i)], k); }
 };
 
 namespace {
+
+// The statements of the export. Each reads the rows of one table for a parent
+// key; the run statement standing for it reads them for every declaration of
+// the order at once (place, parent key, then the same columns), ordered by the
+// declaration's place and then as the statement per parent orders them.
+enum Query : int {
+    QAnag, QAut, QRif, QRifMods, QRifRe, QRifMg, QRifOps, QInt, QIntMods, QImb, QRaee, QVfu,
+    QFamRows,                  // RecImb, RecRaee, RecVfu
+    QFamMods = QFamRows + 3,   // ModImb, ModRaee, ModVfu
+    QFamOps = QFamMods + 3,    // RecModImb, RecModRaee, RecModVfu
+    QCount = QFamOps + 3
+};
+
+// Families of packaging, electrical equipment and vehicles.
+constexpr int FImb = 0, FRaee = 1, FVfu = 2;
+
+struct QueryText {
+    QString perParent, run;
+};
+
+const std::vector<QueryText> &queries()
+{
+    static const std::vector<QueryText> q = [] {
+        std::vector<QueryText> v(QCount);
+        const QString run = QStringLiteral(" INNER JOIN qor_export_run AS run ON run.saID = ");
+        // A section table hanging from SezAnag.
+        auto section = [&](int id, const char *table, const char *order) {
+            const QString t = QString::fromLatin1(table);
+            QString qualified;
+            for (const QString &o : QString::fromLatin1(order).split(QStringLiteral(", ")))
+                qualified += QStringLiteral(", ") + t + u'.' + o;
+            v[size_t(id)] = {QStringLiteral("SELECT * FROM %1 WHERE (saID = ?) ORDER BY %2").arg(t, QLatin1String(order)),
+                             QStringLiteral("SELECT run.ord, %1.saID, %1.* FROM %1").arg(t) + run + t +
+                                 QStringLiteral(".saID ORDER BY run.ord") + qualified};
+        };
+        v[QAnag] = {QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"),
+                    QStringLiteral("SELECT run.ord, SezAnag.saID, SezAnag.* FROM SezAnag") + run +
+                        QStringLiteral("SezAnag.saID ORDER BY run.ord")};
+        section(QAut, "SaAut", "suID");
+        section(QRif, "SezRif", "rifCod, rifID");
+        section(QInt, "SezInt", "rifCod, intID");
+        section(QImb, "SezImb", "siID");
+        section(QRaee, "SezRaee", "srTipo, srRAEE, srID");
+        section(QVfu, "SezVfu", "vfuTipo, vfuID");
+
+        const QString rifJoin = QStringLiteral(" INNER JOIN SezRif ON SezRif.rifID = ModRif.rifID") + run +
+                                QStringLiteral("SezRif.saID");
+        v[QRifMods] = {QStringLiteral("SELECT ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif LEFT JOIN "
+                                      "Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.rifID = ? "
+                                      "AND ModRif.tipoMod < 4) ORDER BY ModRif.tipoMod, ModRif.Privati, ModRif.mrID"),
+                       QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif") +
+                           rifJoin +
+                           QStringLiteral(" LEFT JOIN Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.tipoMod < 4) "
+                                          "ORDER BY run.ord, ModRif.tipoMod, ModRif.Privati, ModRif.mrID")};
+        v[QRifRe] = {QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = 5) ORDER BY mrID"),
+                     QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.* FROM ModRif") + rifJoin +
+                         QStringLiteral(" WHERE (ModRif.tipoMod = 5) ORDER BY run.ord, ModRif.mrID")};
+        v[QRifMg] = {QStringLiteral("SELECT mrID FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
+                     QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.mrID FROM ModRif") + rifJoin +
+                         QStringLiteral(" WHERE (ModRif.tipoMod = 4) ORDER BY run.ord, ModRif.mrID")};
+        v[QIntMods] = {QStringLiteral("SELECT ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt LEFT JOIN "
+                                      "Nazioni ON ModInt.nazID = Nazioni.nazID WHERE (ModInt.intID = ?) "
+                                      "ORDER BY ModInt.tipoMod, ModInt.miID"),
+                       QStringLiteral("SELECT run.ord, ModInt.intID, ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt "
+                                      "INNER JOIN SezInt ON SezInt.intID = ModInt.intID") + run +
+                           QStringLiteral("SezInt.saID LEFT JOIN Nazioni ON ModInt.nazID = Nazioni.nazID "
+                                          "ORDER BY run.ord, ModInt.tipoMod, ModInt.miID")};
+
+        // Operation rows of the MG modules of the schede RIF.
+        const QString recRifKey = schema::table(QStringLiteral("RecRif"))->key;
+        v[QRifOps] = {QStringLiteral("SELECT Codice, qta, umi FROM RecRif WHERE (mrID = ?) ORDER BY Posizione, Codice, %1")
+                          .arg(recRifKey),
+                      QStringLiteral("SELECT run.ord, RecRif.mrID, RecRif.Codice, RecRif.qta, RecRif.umi FROM RecRif "
+                                     "INNER JOIN ModRif ON ModRif.mrID = RecRif.mrID") + rifJoin +
+                          QStringLiteral(" ORDER BY run.ord, RecRif.Posizione, RecRif.Codice, RecRif.") + recRifKey};
+
+        // Packaging, electrical equipment and vehicles: rows, modules, operations.
+        struct Fam {
+            const char *name, *sez, *key, *modKey, *rowKey, *modOrder;
+        };
+        const Fam fams[] = {{"Imb", "SezImb", "siID", "mbID", "riID", "rifCod, tipoMod, mbFlag, mbID"},
+                            {"Raee", "SezRaee", "srID", "msrID", "rsrID", "rifCod, tipoMod, msrID"},
+                            {"Vfu", "SezVfu", "vfuID", "mvID", "rvID", "rifCod, tipoMod, mvID"}};
+        for (int i = 0; i < 3; ++i) {
+            const Fam &f = fams[i];
+            const QString fam = QString::fromLatin1(f.name), sez = QString::fromLatin1(f.sez);
+            const QString key = QString::fromLatin1(f.key), modKey = QString::fromLatin1(f.modKey);
+            const QString rec = QStringLiteral("Rec") + fam, mod = QStringLiteral("Mod") + fam;
+            const QString recMod = QStringLiteral("RecMod") + fam;
+            const QString sezJoin = QStringLiteral(" INNER JOIN %1 ON %1.%2 = ").arg(sez, key);
+            v[size_t(QFamRows + i)] = {
+                QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?) ORDER BY rifCod, Posizione, %3").arg(rec, key, QLatin1String(f.rowKey)),
+                QStringLiteral("SELECT run.ord, %1.%2, %1.* FROM %1").arg(rec, key) + sezJoin + rec + u'.' + key + run + sez +
+                    QStringLiteral(".saID ORDER BY run.ord, %1.rifCod, %1.Posizione, %1.%2").arg(rec, QLatin1String(f.rowKey))};
+            QString modOrder;
+            for (const QString &o : QString::fromLatin1(f.modOrder).split(QStringLiteral(", ")))
+                modOrder += QStringLiteral(", ") + mod + u'.' + o;
+            v[size_t(QFamMods + i)] = {
+                QStringLiteral("SELECT %1.*, Nazioni.nazDesc AS nazDesc FROM %1 LEFT JOIN Nazioni ON "
+                               "%1.nazID = Nazioni.nazID WHERE (%1.%2 = ?) ORDER BY %3")
+                    .arg(mod, key, QLatin1String(f.modOrder)),
+                QStringLiteral("SELECT run.ord, %1.%2, %1.*, Nazioni.nazDesc AS nazDesc FROM %1").arg(mod, key) + sezJoin +
+                    mod + u'.' + key + run + sez +
+                    QStringLiteral(".saID LEFT JOIN Nazioni ON %1.nazID = Nazioni.nazID ORDER BY run.ord").arg(mod) + modOrder};
+            const QString opKey = schema::table(recMod)->key;
+            v[size_t(QFamOps + i)] = {
+                QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice, %3")
+                    .arg(recMod, modKey, opKey),
+                QStringLiteral("SELECT run.ord, %1.%2, %1.Codice, %1.qta, %1.umi FROM %1 INNER JOIN %3 ON %3.%2 = %1.%2")
+                        .arg(recMod, modKey, mod) +
+                    sezJoin + mod + u'.' + key + run + sez +
+                    QStringLiteral(".saID ORDER BY run.ord, %1.Posizione, %1.Codice, %1.%2").arg(recMod, opKey)};
+        }
+        return v;
+    }();
+    return q;
+}
+
+const char *kindOf(qint64 tipoMod)
+{
+    switch (tipoMod) {
+    case 1: return "RT";
+    case 2: return "DR";
+    case 3: return "TE";
+    case 4: return "MG";
+    default: return "";
+    }
+}
+
+Val lit(const char *s) { return Val::text(QByteArrayView(s)); }
 
 QString lc(const char *s) { return QString::fromLatin1(s); }
 
@@ -86,17 +174,6 @@ QVariantMap toMap(const QSqlQuery &q)
     for (int i = 0; i < r.count(); ++i)
         m.insert(r.fieldName(i).toLower(), q.value(i));
     return m;
-}
-
-QString kindOf(int tipoMod)
-{
-    switch (tipoMod) {
-    case 1: return QStringLiteral("RT");
-    case 2: return QStringLiteral("DR");
-    case 3: return QStringLiteral("TE");
-    case 4: return QStringLiteral("MG");
-    default: return QString();
-    }
 }
 
 // The key of a declaration: "yymmddhhnnss" of the moment its AA record is
@@ -110,10 +187,77 @@ QByteArray declarationKey(const QDateTime &now, qint64 saID)
     return k.leftJustified(15, '0');
 }
 
+// Keys of the numbered names: "#cod1".."#cod10", "#qta1".."#qta10" with
+// their units, "#m1".."#m21" with theirs, "msqta01".."msqta20", "msumi01"...
+struct NumberedKeys {
+    int cod[10], qta[10], qtaU[10], m[21], mU[21], msQta[21], msUmi[21];
+    NumberedKeys()
+    {
+        for (int i = 0; i < 10; ++i) {
+            const QString n = QString::number(i + 1);
+            cod[i] = keyOf(QStringLiteral("#cod") + n);
+            qta[i] = keyOf(QStringLiteral("#qta") + n);
+            qtaU[i] = keyOf(QStringLiteral("#qta") + n + u'u');
+        }
+        for (int i = 0; i < 21; ++i) {
+            const QString n = QString::number(i + 1);
+            m[i] = keyOf(QStringLiteral("#m") + n);
+            mU[i] = keyOf(QStringLiteral("#m") + n + u'u');
+            const QString two = QString::number(i).rightJustified(2, u'0');
+            msQta[i] = keyOf(QStringLiteral("msqta") + two);
+            msUmi[i] = keyOf(QStringLiteral("msumi") + two);
+        }
+    }
+};
+
+const NumberedKeys &numbered()
+{
+    static const NumberedKeys k;
+    return k;
+}
+
 } // namespace
 
+// A run statement: the rows of the declaration being written are read when it
+// starts and handed out by parent key; rows of one parent keep their order, so
+// the lines are the same as with one statement per parent. Executing a
+// statement costs far more than reading its rows.
+struct expClass::Source {
+    dbStatement st;
+    RowSet rows;
+    bool started = false, has = false;
+    qint64 place = -1, loaded = -1;
+    QHash<qint64, std::vector<int>> groups;
+
+    void advance()
+    {
+        has = st.next();
+        place = has ? st.toInt(0) : -1;
+    }
+    bool load(qint64 k)
+    {
+        if (loaded == k)
+            return true;
+        groups.clear();
+        rows.clearRows();
+        if (!started) {
+            started = true;
+            if (!st.exec())
+                return false;
+            rows.columnsOf(st, 2);
+            advance();
+        }
+        while (has && place < k)
+            advance();
+        for (; has && place == k; advance())
+            groups[st.toInt(1)].push_back(rows.append(st, 2));
+        loaded = k;
+        return true;
+    }
+};
+
 expClass::expClass(dbClass &db, Messages &msg)
-    : db_(db), msg_(msg), clock_([] { return QDateTime::currentDateTime(); })
+    : db_(db), msg_(msg), single_(QCount), clock_([] { return QDateTime::currentDateTime(); })
 {
 }
 
@@ -124,101 +268,16 @@ expClass::~expClass()
     endRun();
 }
 
-// The statements of write() and the run statements standing for them. The
-// run statement selects the place, the parent key, then the same columns.
 void expClass::addSources()
 {
-    const QString run = QStringLiteral(" INNER JOIN qor_export_run AS run ON run.saID = ");
-    auto add = [&](const QString &perParent, const QString &runSql) {
-        auto *src = new Source;
-        src->q = QSqlQuery(db_.current());
-        src->q.setForwardOnly(dbClass::streams(db_.current()));
-        if (src->q.prepare(runSql))
-            sources_.insert(perParent, src);
-        else
-            delete src;   // the statement per parent does the work then
-    };
-    // A section table hanging from SezAnag.
-    auto section = [&](const char *table, const char *order) {
-        const QString t = QString::fromLatin1(table);
-        QString qualified;
-        for (const QString &o : QString::fromLatin1(order).split(QStringLiteral(", ")))
-            qualified += QStringLiteral(", ") + t + u'.' + o;
-        add(QStringLiteral("SELECT * FROM %1 WHERE (saID = ?) ORDER BY %2").arg(t, QLatin1String(order)),
-            QStringLiteral("SELECT run.ord, %1.saID, %1.* FROM %1").arg(t) + run + t +
-                QStringLiteral(".saID ORDER BY run.ord") + qualified);
-    };
-    add(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"),
-        QStringLiteral("SELECT run.ord, SezAnag.saID, SezAnag.* FROM SezAnag") + run +
-            QStringLiteral("SezAnag.saID ORDER BY run.ord"));
-    section("SaAut", "suID");
-    section("SezRif", "rifCod, rifID");
-    section("SezInt", "rifCod, intID");
-    section("SezImb", "siID");
-    section("SezRaee", "srTipo, srRAEE, srID");
-    section("SezVfu", "vfuTipo, vfuID");
-
-    const QString rifJoin = QStringLiteral(" INNER JOIN SezRif ON SezRif.rifID = ModRif.rifID") + run +
-                            QStringLiteral("SezRif.saID");
-    add(QStringLiteral("SELECT ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif LEFT JOIN "
-                       "Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.rifID = ? "
-                       "AND ModRif.tipoMod < 4) ORDER BY ModRif.tipoMod, ModRif.Privati, ModRif.mrID"),
-        QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif") + rifJoin +
-            QStringLiteral(" LEFT JOIN Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.tipoMod < 4) "
-                           "ORDER BY run.ord, ModRif.tipoMod, ModRif.Privati, ModRif.mrID"));
-    add(QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = 5) ORDER BY mrID"),
-        QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.* FROM ModRif") + rifJoin +
-            QStringLiteral(" WHERE (ModRif.tipoMod = 5) ORDER BY run.ord, ModRif.mrID"));
-    add(QStringLiteral("SELECT mrID FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
-        QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.mrID FROM ModRif") + rifJoin +
-            QStringLiteral(" WHERE (ModRif.tipoMod = 4) ORDER BY run.ord, ModRif.mrID"));
-    add(QStringLiteral("SELECT ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt LEFT JOIN "
-                       "Nazioni ON ModInt.nazID = Nazioni.nazID WHERE (ModInt.intID = ?) "
-                       "ORDER BY ModInt.tipoMod, ModInt.miID"),
-        QStringLiteral("SELECT run.ord, ModInt.intID, ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt "
-                       "INNER JOIN SezInt ON SezInt.intID = ModInt.intID") + run +
-            QStringLiteral("SezInt.saID LEFT JOIN Nazioni ON ModInt.nazID = Nazioni.nazID "
-                           "ORDER BY run.ord, ModInt.tipoMod, ModInt.miID"));
-
-    // Operation rows of the MG modules of the schede RIF.
-    add(QStringLiteral("SELECT Codice, qta, umi FROM RecRif WHERE (mrID = ?) ORDER BY Posizione, Codice, %1")
-            .arg(schema::table(QStringLiteral("RecRif"))->key),
-        QStringLiteral("SELECT run.ord, RecRif.mrID, RecRif.Codice, RecRif.qta, RecRif.umi FROM RecRif "
-                       "INNER JOIN ModRif ON ModRif.mrID = RecRif.mrID") + rifJoin +
-            QStringLiteral(" ORDER BY run.ord, RecRif.Posizione, RecRif.Codice, RecRif.") +
-            schema::table(QStringLiteral("RecRif"))->key);
-
-    // Packaging, electrical equipment and vehicles: rows, modules, operations.
-    struct Family {
-        const char *name, *sez, *key, *modKey, *rowKey, *modOrder;
-    };
-    for (const Family &f : {Family{"Imb", "SezImb", "siID", "mbID", "riID", "rifCod, tipoMod, mbFlag, mbID"},
-                            Family{"Raee", "SezRaee", "srID", "msrID", "rsrID", "rifCod, tipoMod, msrID"},
-                            Family{"Vfu", "SezVfu", "vfuID", "mvID", "rvID", "rifCod, tipoMod, mvID"}}) {
-        const QString fam = QString::fromLatin1(f.name), sez = QString::fromLatin1(f.sez);
-        const QString key = QString::fromLatin1(f.key), modKey = QString::fromLatin1(f.modKey);
-        const QString rec = QStringLiteral("Rec") + fam, mod = QStringLiteral("Mod") + fam;
-        const QString recMod = QStringLiteral("RecMod") + fam;
-        const QString sezJoin = QStringLiteral(" INNER JOIN %1 ON %1.%2 = ").arg(sez, key);
-        add(QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?) ORDER BY rifCod, Posizione, %3").arg(rec, key, QLatin1String(f.rowKey)),
-            QStringLiteral("SELECT run.ord, %1.%2, %1.* FROM %1").arg(rec, key) + sezJoin + rec + u'.' + key + run + sez +
-                QStringLiteral(".saID ORDER BY run.ord, %1.rifCod, %1.Posizione, %1.%2").arg(rec, QLatin1String(f.rowKey)));
-        QString modOrder;
-        for (const QString &o : QString::fromLatin1(f.modOrder).split(QStringLiteral(", ")))
-            modOrder += QStringLiteral(", ") + mod + u'.' + o;
-        add(QStringLiteral("SELECT %1.*, Nazioni.nazDesc AS nazDesc FROM %1 LEFT JOIN Nazioni ON "
-                           "%1.nazID = Nazioni.nazID WHERE (%1.%2 = ?) ORDER BY %3")
-                .arg(mod, key, QLatin1String(f.modOrder)),
-            QStringLiteral("SELECT run.ord, %1.%2, %1.*, Nazioni.nazDesc AS nazDesc FROM %1").arg(mod, key) + sezJoin +
-                mod + u'.' + key + run + sez +
-                QStringLiteral(".saID LEFT JOIN Nazioni ON %1.nazID = Nazioni.nazID ORDER BY run.ord").arg(mod) + modOrder);
-        const QString opKey = schema::table(recMod)->key;
-        add(QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice, %3")
-                .arg(recMod, modKey, opKey),
-            QStringLiteral("SELECT run.ord, %1.%2, %1.Codice, %1.qta, %1.umi FROM %1 INNER JOIN %3 ON %3.%2 = %1.%2")
-                    .arg(recMod, modKey, mod) +
-                sezJoin + mod + u'.' + key + run + sez +
-                QStringLiteral(".saID ORDER BY run.ord, %1.Posizione, %1.Codice, %1.%2").arg(recMod, opKey));
+    sources_.clear();
+    sources_.resize(QCount);
+    for (int q = 0; q < QCount; ++q) {
+        auto src = std::make_unique<Source>();
+        src->st = dbStatement(db_.current(), queries()[size_t(q)].run);
+        // Without it the statement per parent does the work.
+        if (src->st.isValid())
+            sources_[size_t(q)] = std::move(src);
     }
 }
 
@@ -226,17 +285,18 @@ bool expClass::setOrder(const QList<qint64> &saIDs)
 {
     endRun();
     QSqlDatabase db = db_.current();
-    QSqlQuery q(db);
-    if (!q.exec(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_export_run "
-                               "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"))
-        || !q.exec(QStringLiteral("DELETE FROM qor_export_run"))
-        || !q.prepare(QStringLiteral("INSERT INTO qor_export_run (ord, saID) VALUES (?, ?)")))
+    if (!dbStatement::run(db, QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_export_run "
+                                             "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"))
+        || !dbStatement::run(db, QStringLiteral("DELETE FROM qor_export_run")))
         return false;   // every declaration is read statement by statement then
+    dbStatement ins(db, QStringLiteral("INSERT INTO qor_export_run (ord, saID) VALUES (?, ?)"));
+    if (!ins.isValid())
+        return false;
     const bool own = db.transaction();
     for (qint64 i = 0; i < saIDs.size(); ++i) {
-        q.bindValue(0, i);
-        q.bindValue(1, saIDs.at(i));
-        if (!q.exec()) {
+        ins.bindInt(0, i);
+        ins.bindInt(1, saIDs.at(i));
+        if (!ins.exec()) {
             if (own)
                 db.rollback();
             place_.clear();
@@ -253,20 +313,40 @@ bool expClass::setOrder(const QList<qint64> &saIDs)
     return true;
 }
 
-bool expClass::fromRun(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out)
+bool expClass::rows(int query, qint64 parent, Rows &out)
 {
-    if (current_ < 0 || params.size() != 1)
-        return false;
-    Source *s = sources_.value(sql);
-    if (!s || !s->load(current_))
-        return false;
-    out.clear();
-    auto it = s->groups.find(params.front().toLongLong());
-    if (it != s->groups.end()) {
-        out = std::move(*it);
-        s->groups.erase(it);
+    out.idx.clear();
+    Source *s = current_ >= 0 && size_t(query) < sources_.size() ? sources_[size_t(query)].get() : nullptr;
+    if (s && s->load(current_)) {
+        out.set = &s->rows;
+        auto it = s->groups.find(parent);
+        if (it != s->groups.end()) {
+            out.idx = std::move(*it);
+            s->groups.erase(it);
+        }
+        return true;
     }
+    dbStatement *st = st_->get(queries()[size_t(query)].perParent);
+    if (!st)
+        return false;
+    st->bindInt(0, parent);
+    if (!st_->exec(st))
+        return false;
+    RowSet &set = single_[size_t(query)];
+    set.columnsOf(*st, 0);
+    while (st->next())
+        out.idx.push_back(set.append(*st, 0));
+    out.set = &set;
     return true;
+}
+
+void expClass::load(const Rows &r, int i, Record &rec) const
+{
+    rec.clear();
+    r.set->into(r.idx[size_t(i)], rec);
+    renew(rec, key<"prvistat">(), key<"comistat">());
+    if (rec.has(key<"nazdesc">()))
+        rec.set(key<"#nazdesc">(), rec.get(key<"nazdesc">()));
 }
 
 int expClass::controlValue(const QByteArray &start30, qint32 total)
@@ -311,7 +391,6 @@ bool expClass::open(const QString &path)
 
 void expClass::endRun()
 {
-    qDeleteAll(sources_);
     sources_.clear();
     place_.clear();
     current_ = -1;
@@ -327,30 +406,16 @@ void expClass::abort()
         QFile::remove(path_);
 }
 
-void expClass::renew(QVariantMap &row, const QString &prv, const QString &com) const
+void expClass::renew(Record &row, int prv, int com) const
 {
-    auto p = row.find(prv);
-    auto c = row.find(com);
-    if (p == row.end() || c == row.end() || p->isNull() || c->isNull())
+    const Val p = row.get(prv), c = row.get(com);
+    if (!row.has(prv) || !row.has(com) || p.isNull() || c.isNull())
         return;
-    auto it = renewal_.constFind(p->toLongLong() * 1000 + c->toLongLong());
+    auto it = renewal_.constFind(p.toInt() * 1000 + c.toInt());
     if (it != renewal_.constEnd()) {
-        *p = it->first;
-        *c = it->second;
+        row.set(prv, it->first);
+        row.set(com, it->second);
     }
-}
-
-bool expClass::rows(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out)
-{
-    if (!fromRun(sql, params, out) && !st_->rows(sql, params, out))
-        return false;
-    for (QVariantMap &m : out) {
-        renew(m, lc("prvistat"), lc("comistat"));
-        auto naz = m.constFind(lc("nazdesc"));
-        if (naz != m.constEnd())
-            m.insert(lc("#nazdesc"), *naz);
-    }
-    return true;
 }
 
 bool expClass::fail(const Decl &d, const QString &scheda, const QString &field, const QString &why)
@@ -363,69 +428,60 @@ bool expClass::fail(const Decl &d, const QString &scheda, const QString &field, 
     return false;
 }
 
-bool expClass::build(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda,
-                     QByteArray *line)
+bool expClass::emit(Decl &d, int type, const Record &row, const QString &scheda)
 {
-    const Layout *l = layout(code.toLatin1());
-    line->clear();
-    line->reserve(l->length);
-    line->append(code.toLatin1()).append(';').append(d.tail);
+    const Layout &l = layout(type);
+    QByteArray &out = *d.out;
+    out.append(l.code.toLatin1()).append(';').append(d.tail);
     QString field, why;
-    if (!encodeFields(*l, row, *line, &field, &why))
+    if (!encodeFields(l, row, out, &field, &why))
         return fail(d, scheda, field, why);
-    d.counts[size_t(l->index)]++;
+    out.append("\r\n");
+    d.counts[size_t(type)]++;
     return true;
 }
 
-bool expClass::emit(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda)
+// Room for a line written after the lines that follow it (a scheda after its
+// modules, with their counts).
+qsizetype expClass::reserve(Decl &d, int type)
 {
-    QByteArray line;
-    if (!build(d, code, row, scheda, &line))
-        return false;
-    d.lines.push_back(std::move(line));
+    const qsizetype at = d.out->size();
+    d.out->append(layout(type).length, ' ').append("\r\n");
+    return at;
+}
+
+bool expClass::fill(Decl &d, qsizetype at, int type, const Record &row, const QString &scheda)
+{
+    const Layout &l = layout(type);
+    QByteArray &line = scratch_;
+    line.resize(0);
+    line.append(l.code.toLatin1()).append(';').append(d.tail);
+    QString field, why;
+    if (!encodeFields(l, row, line, &field, &why))
+        return fail(d, scheda, field, why);
+    d.out->replace(at, l.length, line);
+    d.counts[size_t(type)]++;
     return true;
 }
 
-int expClass::reserve(Decl &d)
+bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r, const QString &scheda)
 {
-    d.lines.emplace_back();
-    return int(d.lines.size()) - 1;
-}
-
-bool expClass::fill(Decl &d, int slot, const QString &code, const QVariantMap &row,
-                    const QString &scheda)
-{
-    return build(d, code, row, scheda, &d.lines[size_t(slot)]);
-}
-
-bool expClass::operationRows(Decl &d, const QString &table, const QString &parentKey, qint64 parent,
-                             const QString &scheda, std::vector<QVariantMap> &out)
-{
-    if (!rows(QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice, %3")
-                  .arg(table, parentKey, schema::table(table)->key),
-              {parent}, out))
-        return fail(d, scheda, table, QStringLiteral("lettura non riuscita"));
-    return true;
-}
-
-bool expClass::detailLines(Decl &d, const QString &c1, const QString &c2, QVariantMap base,
-                           const std::vector<QVariantMap> &r, const QString &scheda)
-{
-    const int n = int(r.size());
-    base.insert(lc("#nrows"), n);
+    const NumberedKeys &k = numbered();
+    const int n = r.size();
+    base.set(key<"#nrows">(), n);
     const int pairsOfLines = std::max(1, (n + 18) / 19);
     for (int s = 0; s < pairsOfLines; ++s) {
         for (int part = 0; part < 2; ++part) {
-            QVariantMap m = base;
-            m.insert(lc("#seq"), s + 1);
+            Record &m = line_;
+            m.clear();
+            m.merge(base);
+            m.set(key<"#seq">(), s + 1);
             const int first = s * 19 + (part == 0 ? 0 : 9);
             const int count = part == 0 ? 9 : 10;
             for (int i = 0; i < count && first + i < n; ++i) {
-                const QVariantMap &row = r[size_t(first + i)];
-                const QString k = QString::number(i + 1);
-                m.insert(QStringLiteral("#cod") + k, row.value(lc("codice")));
-                m.insert(QStringLiteral("#qta") + k, row.value(lc("qta")));
-                m.insert(QStringLiteral("#qta") + k + u'u', row.value(lc("umi")));
+                m.set(k.cod[i], r.value(first + i, key<"codice">()));
+                m.set(k.qta[i], r.value(first + i, key<"qta">()));
+                m.set(k.qtaU[i], r.value(first + i, key<"umi">()));
             }
             if (!emit(d, part == 0 ? c1 : c2, m, scheda))
                 return false;
@@ -434,21 +490,21 @@ bool expClass::detailLines(Decl &d, const QString &c1, const QString &c2, QVaria
     return true;
 }
 
-bool expClass::materials(Decl &d, const QVariantMap &row, const QString &kind, int category,
+bool expClass::materials(Decl &d, const Record &row, const char *kind, int category,
                          const int *slotTable, const QString &scheda)
 {
-    QVariantMap m;
-    m.insert(lc("#mkind"), kind);
-    m.insert(lc("#mcat"), category);
+    const NumberedKeys &k = numbered();
+    Record &m = mat_;
+    m.clear();
+    m.set(key<"#mkind">(), lit(kind));
+    m.set(key<"#mcat">(), category);
     for (int i = 0; i < 21; ++i) {
         if (slotTable[i] == 0)
             continue;
-        const QString n = QString::number(slotTable[i]).rightJustified(2, u'0');
-        const QString s = QStringLiteral("#m") + QString::number(i + 1);
-        m.insert(s, row.value(QStringLiteral("msqta") + n));
-        m.insert(s + u'u', row.value(QStringLiteral("msumi") + n));
+        m.copy(k.m[i], row, k.msQta[slotTable[i]]);
+        m.copy(k.mU[i], row, k.msUmi[slotTable[i]]);
     }
-    return emit(d, QStringLiteral("MA"), m, scheda);
+    return emit(d, rt::MA, m, scheda);
 }
 
 bool expClass::write(qint64 saID)
@@ -457,34 +513,39 @@ bool expClass::write(qint64 saID)
         return false;
     Decl d;
     d.saID = saID;
+    out_.resize(0);
+    d.out = &out_;
     current_ = place_.value(saID, -1);
-    std::vector<QVariantMap> r;
-    if (!rows(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {saID}, r) || r.empty()) {
+    Rows r;
+    if (!rows(QAnag, saID, r) || r.idx.empty()) {
         msg_.critical(QStringLiteral("Attenzione, dichiarazione ") + QString::number(saID) +
                       QStringLiteral(" non trovata: esportazione interrotta."));
         abort();
         return false;
     }
-    QVariantMap a = r.front();
-    renew(a, lc("slprvistat"), lc("slcomistat"));
-    d.codFisc = a.value(lc("codfisc")).toString();
-    d.ragSoc = a.value(lc("ragsoc")).toString();
-    d.tail = QByteArray::number(qorClass::Year) + ';' + text(a.value(lc("codfisc")), 16) +
+    Record &a = a_;
+    load(r, 0, a);
+    renew(a, key<"slprvistat">(), key<"slcomistat">());
+    d.codFisc = a.get(key<"codfisc">()).toString();
+    d.ragSoc = a.get(key<"ragsoc">()).toString();
+    d.tail = QByteArray::number(qorClass::Year) + ';' + text(a.get(key<"codfisc">()).toVariant(), 16) +
              declarationKey(clock_(), saID) + ';';
     const QString sa1 = QStringLiteral("SA1");
 
-    if (!emit(d, QStringLiteral("AA"), a, sa1))
+    if (!emit(d, rt::AA, a, sa1))
         return false;
-    const int ab = reserve(d);
+    const qsizetype ab = reserve(d, rt::AB);
 
     // SA-AUT
-    if (!rows(QStringLiteral("SELECT * FROM SaAut WHERE (saID = ?) ORDER BY suID"), {saID}, r))
+    if (!rows(QAut, saID, r))
         return fail(d, QStringLiteral("SA-AUT"), QStringLiteral("SaAut"), QStringLiteral("lettura non riuscita"));
     int prog = 0;
-    for (QVariantMap &u : r) {
-        u.insert(lc("#prog"), ++prog);
-        const QString rec = (u.value(lc("surecupero")).toString() + QStringLiteral("000000000000000"));
-        const QString smal = (u.value(lc("susmaltimento")).toString() + QStringLiteral("000000000000000"));
+    for (int i = 0; i < r.size(); ++i) {
+        Record &u = m_;
+        load(r, i, u);
+        u.set(key<"#prog">(), ++prog);
+        const QString rec = u.get(key<"surecupero">()).toString() + QStringLiteral("000000000000000");
+        const QString smal = u.get(key<"susmaltimento">()).toString() + QStringLiteral("000000000000000");
         QStringList rl, dl;
         for (int i = 1; i <= 13; ++i)
             if (rec.at(i - 1) == u'1')
@@ -492,35 +553,33 @@ bool expClass::write(qint64 saID)
         for (int i = 1; i <= 15; ++i)
             if (smal.at(i - 1) == u'1')
                 dl << QStringLiteral("D%1").arg(i);
-        u.insert(lc("#recupero"), rl.join(u','));
-        u.insert(lc("#smaltimento"), dl.join(u','));
-        if (!emit(d, QStringLiteral("AU"), u, QStringLiteral("SA-AUT")))
+        u.keep(key<"#recupero">(), rl.join(u','));
+        u.keep(key<"#smaltimento">(), dl.join(u','));
+        if (!emit(d, rt::AU, u, QStringLiteral("SA-AUT")))
             return false;
     }
     const int nAu = prog;
 
-    if (!writeRif(d) || !materials(d, a, QStringLiteral("RIF"), 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT"))
+    if (!writeRif(d) || !materials(d, a, "RIF", 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT"))
         || !writeInt(d) || !writeImb(d) || !writeRaee(d) || !writeVfu(d))
         return false;
 
     // AB: counts of schede.
-    QVariantMap b;
-    b.insert(lc("#nrif"), d.counts[2]);
-    b.insert(lc("#nint"), d.counts[7]);
-    b.insert(lc("#nau"), nAu);
-    b.insert(lc("#nimb"), d.counts[21]);
-    b.insert(lc("#naut"), d.vfuKinds[1]);
-    b.insert(lc("#nrot"), d.vfuKinds[2]);
-    b.insert(lc("#nfra"), d.vfuKinds[3]);
-    b.insert(lc("#ntra"), d.raeeKinds[1]);
-    b.insert(lc("#ncr"), d.raeeKinds[2]);
-    if (!fill(d, ab, QStringLiteral("AB"), b, sa1))
+    Record &b = ab_;
+    b.clear();
+    b.set(key<"#nrif">(), d.counts[rt::BA]);
+    b.set(key<"#nint">(), d.counts[rt::DA]);
+    b.set(key<"#nau">(), nAu);
+    b.set(key<"#nimb">(), d.counts[rt::IA]);
+    b.set(key<"#naut">(), d.vfuKinds[1]);
+    b.set(key<"#nrot">(), d.vfuKinds[2]);
+    b.set(key<"#nfra">(), d.vfuKinds[3]);
+    b.set(key<"#ntra">(), d.raeeKinds[1]);
+    b.set(key<"#ncr">(), d.raeeKinds[2]);
+    if (!fill(d, ab, rt::AB, b, sa1))
         return false;
 
-    QByteArray out;
-    for (const QByteArray &l : d.lines)
-        out.append(l).append("\r\n");
-    if (file_.write(out) != out.size()) {
+    if (file_.write(out_) != out_.size()) {
         msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + path_ +
                       QStringLiteral("\r\n") + file_.errorString());
         abort();
@@ -534,65 +593,67 @@ bool expClass::write(qint64 saID)
 
 bool expClass::writeRif(Decl &d)
 {
-    std::vector<QVariantMap> schede, mods;
-    if (!rows(QStringLiteral("SELECT * FROM SezRif WHERE (saID = ?) ORDER BY rifCod, rifID"),
-              {d.saID}, schede))
+    Rows schede, mods, ops;
+    if (!rows(QRif, d.saID, schede))
         return fail(d, QStringLiteral("RIF"), QStringLiteral("SezRif"), QStringLiteral("lettura non riuscita"));
     int prog = 0;
-    for (QVariantMap &s : schede) {
-        const QString scheda = QStringLiteral("RIF ") + s.value(lc("rifcod")).toString();
-        s.insert(lc("#prog"), ++prog);
-        const int slot = reserve(d);
-        QVariantMap start;
-        start.insert(lc("#sprog"), prog);
-        start.insert(lc("#scod"), s.value(lc("rifcod")));
-        const qint64 rifID = s.value(lc("rifid")).toLongLong();
+    for (int si = 0; si < schede.size(); ++si) {
+        Record &s = s_;
+        load(schede, si, s);
+        const QString scheda = QStringLiteral("RIF ") + s.get(key<"rifcod">()).toString();
+        s.set(key<"#prog">(), ++prog);
+        const qsizetype slot = reserve(d, rt::BA);
+        Record &start = start_;
+        start.clear();
+        start.set(key<"#sprog">(), prog);
+        start.copy(key<"#scod">(), s, key<"rifcod">());
+        const qint64 rifID = s.get(key<"rifid">()).toInt();
 
         int perKind[6] = {};
-        if (!rows(QStringLiteral("SELECT ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif LEFT JOIN "
-                                 "Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.rifID = ? "
-                                 "AND ModRif.tipoMod < 4) ORDER BY ModRif.tipoMod, ModRif.Privati, ModRif.mrID"),
-                  {rifID}, mods))
+        if (!rows(QRifMods, rifID, mods))
             return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
-        for (QVariantMap &m : mods) {
-            const int t = m.value(lc("tipomod")).toInt();
+        for (int i = 0; i < mods.size(); ++i) {
+            Record &m = m_;
+            load(mods, i, m);
+            const qint64 t = m.get(key<"tipomod">()).toInt();
             if (t < 1)
                 continue;
-            m.insert(start);
-            m.insert(lc("#kind"), kindOf(t));
-            m.insert(lc("#prog"), ++perKind[t]);
+            m.merge(start);
+            m.set(key<"#kind">(), lit(kindOf(t)));
+            m.set(key<"#prog">(), ++perKind[t]);
             if (t != 1)
-                m.insert(lc("privati"), 0);
-            if (!emit(d, QStringLiteral("BB"), m, scheda))
+                m.set(key<"privati">(), 0);
+            if (!emit(d, rt::BB, m, scheda))
                 return false;
         }
-        if (!rows(QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = 5) ORDER BY mrID"),
-                  {rifID}, mods))
+        if (!rows(QRifRe, rifID, mods))
             return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
-        for (QVariantMap &m : mods) {
-            m.insert(start);
-            m.insert(lc("#prog"), ++perKind[5]);
-            if (!emit(d, QStringLiteral("BC"), m, scheda))
+        for (int i = 0; i < mods.size(); ++i) {
+            Record &m = m_;
+            load(mods, i, m);
+            m.merge(start);
+            m.set(key<"#prog">(), ++perKind[5]);
+            if (!emit(d, rt::BC, m, scheda))
                 return false;
         }
-        if (!rows(QStringLiteral("SELECT mrID FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
-                  {rifID}, mods))
+        if (!rows(QRifMg, rifID, mods))
             return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
-        std::vector<QVariantMap> ops;
-        for (const QVariantMap &m : mods) {
-            QVariantMap base = start;
-            base.insert(lc("#kind"), QStringLiteral("MG"));
-            base.insert(lc("#prog"), ++perKind[4]);
-            if (!operationRows(d, QStringLiteral("RecRif"), QStringLiteral("mrID"),
-                               m.value(lc("mrid")).toLongLong(), scheda, ops)
-                || !detailLines(d, QStringLiteral("BD"), QStringLiteral("BE"), base, ops, scheda))
+        for (int i = 0; i < mods.size(); ++i) {
+            Record &base = base_;
+            base.clear();
+            base.merge(start);
+            base.set(key<"#kind">(), lit("MG"));
+            base.set(key<"#prog">(), ++perKind[4]);
+            if (!rows(QRifOps, mods.value(i, key<"mrid">()).toInt(), ops))
+                return fail(d, scheda, QStringLiteral("RecRif"), QStringLiteral("lettura non riuscita"));
+            if (!detailLines(d, rt::BD, rt::BE, base, ops, scheda))
                 return false;
         }
-        s.insert(lc("#nrt"), perKind[1]);
-        s.insert(lc("#ndr"), perKind[2]);
-        s.insert(lc("#nte"), perKind[3]);
-        s.insert(lc("#nre"), perKind[5]);
-        if (!fill(d, slot, QStringLiteral("BA"), s, scheda))
+        s.set(key<"#nrt">(), perKind[1]);
+        s.set(key<"#ndr">(), perKind[2]);
+        s.set(key<"#nte">(), perKind[3]);
+        s.set(key<"#nre">(), perKind[5]);
+        if (!fill(d, slot, rt::BA, s, scheda))
             return false;
     }
     return true;
@@ -600,95 +661,89 @@ bool expClass::writeRif(Decl &d)
 
 bool expClass::writeInt(Decl &d)
 {
-    std::vector<QVariantMap> schede, mods;
-    if (!rows(QStringLiteral("SELECT * FROM SezInt WHERE (saID = ?) ORDER BY rifCod, intID"),
-              {d.saID}, schede))
+    Rows schede, mods;
+    if (!rows(QInt, d.saID, schede))
         return fail(d, QStringLiteral("INT"), QStringLiteral("SezInt"), QStringLiteral("lettura non riuscita"));
     int prog = 0;
-    for (QVariantMap &s : schede) {
-        const QString scheda = QStringLiteral("INT ") + s.value(lc("rifcod")).toString();
-        s.insert(lc("#prog"), ++prog);
-        const int slot = reserve(d);
-        if (!rows(QStringLiteral("SELECT ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt LEFT JOIN "
-                                 "Nazioni ON ModInt.nazID = Nazioni.nazID WHERE (ModInt.intID = ?) "
-                                 "ORDER BY ModInt.tipoMod, ModInt.miID"),
-                  {s.value(lc("intid"))}, mods))
+    for (int si = 0; si < schede.size(); ++si) {
+        Record &s = s_;
+        load(schede, si, s);
+        const QString scheda = QStringLiteral("INT ") + s.get(key<"rifcod">()).toString();
+        s.set(key<"#prog">(), ++prog);
+        const qsizetype slot = reserve(d, rt::DA);
+        if (!rows(QIntMods, s.get(key<"intid">()).toInt(), mods))
             return fail(d, scheda, QStringLiteral("ModInt"), QStringLiteral("lettura non riuscita"));
         int nUO = 0, nUD = 0;
-        for (QVariantMap &m : mods) {
-            const bool uo = m.value(lc("tipomod")).toInt() == 1;
-            m.insert(lc("#sprog"), prog);
-            m.insert(lc("#scod"), s.value(lc("rifcod")));
-            m.insert(lc("#kind"), uo ? QStringLiteral("UO") : QStringLiteral("UD"));
-            m.insert(lc("#prog"), uo ? ++nUO : ++nUD);
-            if (!emit(d, QStringLiteral("DB"), m, scheda))
+        for (int i = 0; i < mods.size(); ++i) {
+            Record &m = m_;
+            load(mods, i, m);
+            const bool uo = m.get(key<"tipomod">()).toInt() == 1;
+            m.set(key<"#sprog">(), prog);
+            m.copy(key<"#scod">(), s, key<"rifcod">());
+            m.set(key<"#kind">(), lit(uo ? "UO" : "UD"));
+            m.set(key<"#prog">(), uo ? ++nUO : ++nUD);
+            if (!emit(d, rt::DB, m, scheda))
                 return false;
         }
-        s.insert(lc("#nuo"), nUO);
-        s.insert(lc("#nud"), nUD);
-        if (!fill(d, slot, QStringLiteral("DA"), s, scheda))
+        s.set(key<"#nuo">(), nUO);
+        s.set(key<"#nud">(), nUD);
+        if (!fill(d, slot, rt::DA, s, scheda))
             return false;
     }
     return true;
 }
 
 // Modules of a packaging, RAEE or vehicle scheda.
-bool expClass::writeFamilyModules(Decl &d, const QString &family, const QVariantMap &start,
-                                  qint64 parent, int *nRT, int *nTE, int *nDR, const QString &scheda)
+bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint64 parent, int *nRT,
+                                  int *nTE, int *nDR, const QString &scheda)
 {
-    const bool imb = family == QLatin1String("Imb");
-    const QString modTable = QStringLiteral("Mod") + family;
-    const QString parentKey = imb ? QStringLiteral("siID")
-                                  : family == QLatin1String("Raee") ? QStringLiteral("srID")
-                                                                    : QStringLiteral("vfuID");
-    const QString modKey = imb ? QStringLiteral("mbID")
-                               : family == QLatin1String("Raee") ? QStringLiteral("msrID")
-                                                                 : QStringLiteral("mvID");
-    const QString code = imb ? QStringLiteral("I") : family == QLatin1String("Raee") ? QStringLiteral("R")
-                                                                                       : QStringLiteral("V");
-    // Record codes of the family: RT/TE, DR, detail 1, detail 2.
-    const char first = imb ? 'C' : family == QLatin1String("Raee") ? 'C' : 'E';
-    auto rec = [&](int k) { return code + QChar(char16_t(first + k)); };
-    const QString flagCol = imb ? lc("mbflag") : lc("privati");
+    const bool imb = family == FImb;
+    static const char *const modTables[] = {"ModImb", "ModRaee", "ModVfu"};
+    static const char *const opTables[] = {"RecModImb", "RecModRaee", "RecModVfu"};
+    const int modKey = family == FImb ? key<"mbid">() : family == FRaee ? key<"msrid">() : key<"mvid">();
+    // Record types of the family: RT/TE, DR, detail 1, detail 2.
+    static const int types[3][4] = {{rt::IC, rt::ID, rt::IE, rt::IF},
+                                    {rt::RC, rt::RD, rt::RE, rt::RF},
+                                    {rt::VE, rt::VF, rt::VG, rt::VH}};
+    const int *rec = types[family];
+    const int flagCol = imb ? key<"mbflag">() : key<"privati">();
 
-    std::vector<QVariantMap> mods;
-    const QString order = imb ? QStringLiteral("rifCod, tipoMod, mbFlag, mbID")
-                              : QStringLiteral("rifCod, tipoMod, ") + modKey;
-    if (!rows(QStringLiteral("SELECT %1.*, Nazioni.nazDesc AS nazDesc FROM %1 LEFT JOIN Nazioni ON "
-                             "%1.nazID = Nazioni.nazID WHERE (%1.%2 = ?) ORDER BY %3")
-                  .arg(modTable, parentKey, order),
-              {parent}, mods))
-        return fail(d, scheda, modTable, QStringLiteral("lettura non riuscita"));
+    Rows mods, ops;
+    if (!rows(QFamMods + family, parent, mods))
+        return fail(d, scheda, QString::fromLatin1(modTables[family]), QStringLiteral("lettura non riuscita"));
     int perKind[5] = {};
-    std::vector<QVariantMap> ops;
-    for (QVariantMap &m : mods) {
-        const int t = m.value(lc("tipomod")).toInt();
+    for (int i = 0; i < mods.size(); ++i) {
+        Record &m = m_;
+        load(mods, i, m);
+        const qint64 t = m.get(key<"tipomod">()).toInt();
         if (t < 1 || t > 4)
             continue;
-        m.insert(start);
-        m.insert(lc("#kind"), kindOf(t));
-        m.insert(lc("#prog"), ++perKind[t]);
-        m.insert(lc("#modflag"), m.value(flagCol));
-        const qint64 key = m.value(modKey.toLower()).toLongLong();
+        m.merge(start);
+        m.set(key<"#kind">(), lit(kindOf(t)));
+        m.set(key<"#prog">(), ++perKind[t]);
+        m.copy(key<"#modflag">(), m, flagCol);
+        const qint64 id = m.get(modKey).toInt();
         if (t == 1 || t == 3) {
             if (t == 3) {
-                m.insert(lc("discdep"), 0);
-                m.insert(lc("disc191"), 0);
+                m.set(key<"discdep">(), 0);
+                m.set(key<"disc191">(), 0);
             }
-            if (!emit(d, rec(0), m, scheda))
+            if (!emit(d, rec[0], m, scheda))
                 return false;
         } else {
-            if (!operationRows(d, QStringLiteral("RecMod") + family, modKey, key, scheda, ops))
-                return false;
+            if (!rows(QFamOps + family, id, ops))
+                return fail(d, scheda, QString::fromLatin1(opTables[family]), QStringLiteral("lettura non riuscita"));
             if (t == 2) {
-                m.insert(lc("#nrows"), int(ops.size()));
-                if (!emit(d, rec(1), m, scheda))
+                m.set(key<"#nrows">(), ops.size());
+                if (!emit(d, rec[1], m, scheda))
                     return false;
             }
-            QVariantMap base = start;
-            for (const char *c : {"rifcod", "#kind", "#prog", "#modflag"})
-                base.insert(lc(c), m.value(lc(c)));
-            if (!detailLines(d, rec(2), rec(3), base, ops, scheda))
+            Record &base = base_;
+            base.clear();
+            base.merge(start);
+            for (int k : {key<"rifcod">(), key<"#kind">(), key<"#prog">(), key<"#modflag">()})
+                base.copy(k, m, k);
+            if (!detailLines(d, rec[2], rec[3], base, ops, scheda))
                 return false;
         }
     }
@@ -700,33 +755,37 @@ bool expClass::writeFamilyModules(Decl &d, const QString &family, const QVariant
 
 bool expClass::writeImb(Decl &d)
 {
-    std::vector<QVariantMap> schede, r;
+    Rows schede, r;
     const QString scheda = QStringLiteral("IMB");
-    if (!rows(QStringLiteral("SELECT * FROM SezImb WHERE (saID = ?) ORDER BY siID"), {d.saID}, schede))
+    if (!rows(QImb, d.saID, schede))
         return fail(d, scheda, QStringLiteral("SezImb"), QStringLiteral("lettura non riuscita"));
-    for (QVariantMap &s : schede) {
-        const qint64 siID = s.value(lc("siid")).toLongLong();
-        const int slot = reserve(d);
-        if (!rows(QStringLiteral("SELECT * FROM RecImb WHERE (siID = ?) ORDER BY rifCod, Posizione, riID"),
-                  {siID}, r))
+    for (int si = 0; si < schede.size(); ++si) {
+        Record &s = s_;
+        load(schede, si, s);
+        const qint64 siID = s.get(key<"siid">()).toInt();
+        const qsizetype slot = reserve(d, rt::IA);
+        if (!rows(QFamRows + FImb, siID, r))
             return fail(d, scheda, QStringLiteral("RecImb"), QStringLiteral("lettura non riuscita"));
-        for (QVariantMap &x : r) {
-            const int p = x.value(lc("posizione")).toInt();
-            x.insert(lc("#pos"), p == 1 ? QStringLiteral("RC") : p == 2 ? QStringLiteral("RX")
-                                 : p == 3 ? QStringLiteral("P1") : QStringLiteral("PP"));
-            if (!emit(d, QStringLiteral("IB"), x, scheda))
+        for (int i = 0; i < r.size(); ++i) {
+            Record &x = m_;
+            load(r, i, x);
+            const qint64 p = x.get(key<"posizione">()).toInt();
+            x.set(key<"#pos">(), lit(p == 1 ? "RC" : p == 2 ? "RX" : p == 3 ? "P1" : "PP"));
+            if (!emit(d, rt::IB, x, scheda))
                 return false;
         }
+        Record &start = start_;
+        start.clear();
         int nRT = 0, nTE = 0, nDR = 0;
-        if (!writeFamilyModules(d, QStringLiteral("Imb"), {}, siID, &nRT, &nTE, &nDR, scheda))
+        if (!writeFamilyModules(d, FImb, start, siID, &nRT, &nTE, &nDR, scheda))
             return false;
-        if (!materials(d, s, QStringLiteral("IMB"), 0, materialSlots(MatKind::Imb), scheda))
+        if (!materials(d, s, "IMB", 0, materialSlots(MatKind::Imb), scheda))
             return false;
-        s.insert(lc("#nrows"), int(r.size()));
-        s.insert(lc("#nrt"), nRT);
-        s.insert(lc("#nte"), nTE);
-        s.insert(lc("#ndr"), nDR);
-        if (!fill(d, slot, QStringLiteral("IA"), s, scheda))
+        s.set(key<"#nrows">(), r.size());
+        s.set(key<"#nrt">(), nRT);
+        s.set(key<"#nte">(), nTE);
+        s.set(key<"#ndr">(), nDR);
+        if (!fill(d, slot, rt::IA, s, scheda))
             return false;
     }
     return true;
@@ -734,43 +793,45 @@ bool expClass::writeImb(Decl &d)
 
 bool expClass::writeRaee(Decl &d)
 {
-    std::vector<QVariantMap> schede, r;
-    if (!rows(QStringLiteral("SELECT * FROM SezRaee WHERE (saID = ?) ORDER BY srTipo, srRAEE, srID"),
-              {d.saID}, schede))
+    Rows schede, r;
+    if (!rows(QRaee, d.saID, schede))
         return fail(d, QStringLiteral("RAEE"), QStringLiteral("SezRaee"), QStringLiteral("lettura non riuscita"));
-    for (QVariantMap &s : schede) {
-        const bool tra = s.value(lc("srtipo")).toInt() == 1;
+    for (int si = 0; si < schede.size(); ++si) {
+        Record &s = s_;
+        load(schede, si, s);
+        const bool tra = s.get(key<"srtipo">()).toInt() == 1;
         d.raeeKinds[tra ? 1 : 2]++;
-        const QString kind = tra ? QStringLiteral("TRA") : QStringLiteral("CRR");
+        const char *kind = tra ? "TRA" : "CRR";
         const QString scheda = (tra ? QStringLiteral("TRA-RAEE ") : QStringLiteral("CR-RAEE ")) +
-                               s.value(lc("srraee")).toString();
-        const qint64 srID = s.value(lc("srid")).toLongLong();
-        QVariantMap start;
-        start.insert(lc("#skind"), kind);
-        start.insert(lc("#scat"), s.value(lc("srraee")));
-        s.insert(lc("#skind"), kind);
-        const int slot = reserve(d);
-        if (!rows(QStringLiteral("SELECT * FROM RecRaee WHERE (srID = ?) ORDER BY rifCod, Posizione, rsrID"),
-                  {srID}, r))
+                               s.get(key<"srraee">()).toString();
+        const qint64 srID = s.get(key<"srid">()).toInt();
+        Record &start = start_;
+        start.clear();
+        start.set(key<"#skind">(), lit(kind));
+        start.copy(key<"#scat">(), s, key<"srraee">());
+        s.set(key<"#skind">(), lit(kind));
+        const qsizetype slot = reserve(d, rt::RA);
+        if (!rows(QFamRows + FRaee, srID, r))
             return fail(d, scheda, QStringLiteral("RecRaee"), QStringLiteral("lettura non riuscita"));
-        for (QVariantMap &x : r) {
-            const int p = x.value(lc("posizione")).toInt();
-            x.insert(start);
-            x.insert(lc("#pos"), !tra ? QStringLiteral("  ") : p == 1 ? QStringLiteral("DR")
-                                 : p == 2 ? QStringLiteral("PR") : QStringLiteral("PP"));
-            if (!emit(d, QStringLiteral("RB"), x, scheda))
+        for (int i = 0; i < r.size(); ++i) {
+            Record &x = m_;
+            load(r, i, x);
+            const qint64 p = x.get(key<"posizione">()).toInt();
+            x.merge(start);
+            x.set(key<"#pos">(), lit(!tra ? "  " : p == 1 ? "DR" : p == 2 ? "PR" : "PP"));
+            if (!emit(d, rt::RB, x, scheda))
                 return false;
         }
         int nRT = 0, nTE = 0, nDR = 0;
-        if (!writeFamilyModules(d, QStringLiteral("Raee"), start, srID, &nRT, &nTE, &nDR, scheda))
+        if (!writeFamilyModules(d, FRaee, start, srID, &nRT, &nTE, &nDR, scheda))
             return false;
-        if (!materials(d, s, kind, s.value(lc("srraee")).toInt(), materialSlots(MatKind::Raee), scheda))
+        if (!materials(d, s, kind, int(s.get(key<"srraee">()).toInt()), materialSlots(MatKind::Raee), scheda))
             return false;
-        s.insert(lc("#nrows"), int(r.size()));
-        s.insert(lc("#nrt"), nRT);
-        s.insert(lc("#nte"), nTE);
-        s.insert(lc("#ndr"), nDR);
-        if (!fill(d, slot, QStringLiteral("RA"), s, scheda))
+        s.set(key<"#nrows">(), r.size());
+        s.set(key<"#nrt">(), nRT);
+        s.set(key<"#nte">(), nTE);
+        s.set(key<"#ndr">(), nDR);
+        if (!fill(d, slot, rt::RA, s, scheda))
             return false;
     }
     return true;
@@ -778,59 +839,70 @@ bool expClass::writeRaee(Decl &d)
 
 bool expClass::writeVfu(Decl &d)
 {
-    std::vector<QVariantMap> schede, r;
-    if (!rows(QStringLiteral("SELECT * FROM SezVfu WHERE (saID = ?) ORDER BY vfuTipo, vfuID"),
-              {d.saID}, schede))
+    Rows schede, r;
+    if (!rows(QVfu, d.saID, schede))
         return fail(d, QStringLiteral("VFU"), QStringLiteral("SezVfu"), QStringLiteral("lettura non riuscita"));
-    for (QVariantMap &s : schede) {
-        const int t = s.value(lc("vfutipo")).toInt();
+    for (int si = 0; si < schede.size(); ++si) {
+        Record &s = s_;
+        load(schede, si, s);
+        const qint64 t = s.get(key<"vfutipo">()).toInt();
         d.vfuKinds[t >= 1 && t <= 3 ? t : 3]++;
-        const QString kind = t == 1 ? QStringLiteral("AUT") : t == 2 ? QStringLiteral("ROT")
-                                                                     : QStringLiteral("FRA");
-        const QString scheda = kind;
-        const qint64 vfuID = s.value(lc("vfuid")).toLongLong();
-        QVariantMap start;
-        start.insert(lc("#skind"), kind);
-        s.insert(lc("#skind"), kind);
-        auto slotQty = [&](const char *slot, const char *q, const char *u) {
-            s.insert(lc(slot), q ? s.value(lc(q)) : QVariant());
-            s.insert(lc(slot) + u'u', u ? s.value(lc(u)) : QVariant());
+        const char *kind = t == 1 ? "AUT" : t == 2 ? "ROT" : "FRA";
+        const QString scheda = QString::fromLatin1(kind);
+        const qint64 vfuID = s.get(key<"vfuid">()).toInt();
+        Record &start = start_;
+        start.clear();
+        start.set(key<"#skind">(), lit(kind));
+        s.set(key<"#skind">(), lit(kind));
+        // The slots whose content depends on the kind of scheda: a quantity
+        // column and its unit, or nothing.
+        auto slotQty = [&](int slot, int slotU, int q, int u) {
+            if (q < 0)
+                s.setNull(slot);
+            else
+                s.copy(slot, s, q);
+            if (u < 0)
+                s.setNull(slotU);
+            else
+                s.copy(slotU, s, u);
         };
+        const int qtaProprio = key<"qtaproprio">(), umiProprio = key<"umiproprio">();
+        const int qtaPost80 = key<"qtapost80">(), umiPost80 = key<"umipost80">();
         if (t == 3) {
-            slotQty("#own1", "qtaproprio", "umiproprio");
-            slotQty("#own2", "qtapost80", "umipost80");
-            slotQty("#own3", nullptr, nullptr);
+            slotQty(key<"#own1">(), key<"#own1u">(), qtaProprio, umiProprio);
+            slotQty(key<"#own2">(), key<"#own2u">(), qtaPost80, umiPost80);
+            slotQty(key<"#own3">(), key<"#own3u">(), -1, -1);
         } else {
-            slotQty("#own1", nullptr, nullptr);
-            slotQty("#own2", nullptr, nullptr);
-            slotQty("#own3", "qtaproprio", "umiproprio");
+            slotQty(key<"#own1">(), key<"#own1u">(), -1, -1);
+            slotQty(key<"#own2">(), key<"#own2u">(), -1, -1);
+            slotQty(key<"#own3">(), key<"#own3u">(), qtaProprio, umiProprio);
         }
         if (t == 1) {
-            slotQty("#veh1", "qtapre80", "umipre80");
-            slotQty("#veh2", "qtapost80", "umipost80");
-            slotQty("#veh3", "qta104", "umi104");
+            slotQty(key<"#veh1">(), key<"#veh1u">(), key<"qtapre80">(), key<"umipre80">());
+            slotQty(key<"#veh2">(), key<"#veh2u">(), qtaPost80, umiPost80);
+            slotQty(key<"#veh3">(), key<"#veh3u">(), key<"qta104">(), key<"umi104">());
         }
-        const int slot = reserve(d);
-        if (!rows(QStringLiteral("SELECT * FROM RecVfu WHERE (vfuID = ?) ORDER BY rifCod, Posizione, rvID"),
-                  {vfuID}, r))
+        const qsizetype slot = reserve(d, rt::VC);
+        if (!rows(QFamRows + FVfu, vfuID, r))
             return fail(d, scheda, QStringLiteral("RecVfu"), QStringLiteral("lettura non riuscita"));
-        for (QVariantMap &x : r) {
-            x.insert(start);
-            x.insert(lc("#pos"), x.value(lc("posizione")).toInt() == 1 ? QStringLiteral("RT")
-                                                                       : QStringLiteral("PP"));
-            if (!emit(d, QStringLiteral("VD"), x, scheda))
+        for (int i = 0; i < r.size(); ++i) {
+            Record &x = m_;
+            load(r, i, x);
+            x.merge(start);
+            x.set(key<"#pos">(), lit(x.get(key<"posizione">()).toInt() == 1 ? "RT" : "PP"));
+            if (!emit(d, rt::VD, x, scheda))
                 return false;
         }
         int nRT = 0, nTE = 0, nDR = 0;
-        if (!writeFamilyModules(d, QStringLiteral("Vfu"), start, vfuID, &nRT, &nTE, &nDR, scheda))
+        if (!writeFamilyModules(d, FVfu, start, vfuID, &nRT, &nTE, &nDR, scheda))
             return false;
         if (!materials(d, s, kind, 0, materialSlots(MatKind::Vfu), scheda))
             return false;
-        s.insert(lc("#nrows"), int(r.size()));
-        s.insert(lc("#nrt"), nRT);
-        s.insert(lc("#nte"), nTE);
-        s.insert(lc("#ndr"), nDR);
-        if (!fill(d, slot, QStringLiteral("VC"), s, scheda))
+        s.set(key<"#nrows">(), r.size());
+        s.set(key<"#nrt">(), nRT);
+        s.set(key<"#nte">(), nTE);
+        s.set(key<"#ndr">(), nDR);
+        if (!fill(d, slot, rt::VC, s, scheda))
             return false;
     }
     return true;

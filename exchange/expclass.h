@@ -5,12 +5,13 @@
 // writes the header with the counters and the control value. Any failure
 // shows its message and deletes the partial file.
 
+#include "exchange/record.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QHash>
 #include <QList>
 #include <QString>
-#include <QVariantMap>
 #include <array>
 #include <functional>
 #include <memory>
@@ -53,37 +54,37 @@ public:
 
 private:
     struct Decl;
+    struct Rows;
+    struct Source;
+
     bool fail(const Decl &d, const QString &scheda, const QString &field, const QString &why);
-    bool build(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda,
-               QByteArray *line);
-    bool emit(Decl &d, const QString &code, const QVariantMap &row, const QString &scheda);
-    bool fill(Decl &d, int slot, const QString &code, const QVariantMap &row, const QString &scheda);
-    int reserve(Decl &d);
-    bool operationRows(Decl &d, const QString &table, const QString &parentKey, qint64 parent,
-                       const QString &scheda, std::vector<QVariantMap> &out);
-    bool detailLines(Decl &d, const QString &c1, const QString &c2, QVariantMap base,
-                     const std::vector<QVariantMap> &r, const QString &scheda);
-    bool materials(Decl &d, const QVariantMap &row, const QString &kind, int category,
-                   const int *slots, const QString &scheda);
-    void renew(QVariantMap &row, const QString &prv, const QString &com) const;
-    bool rows(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out);
+    bool emit(Decl &d, int type, const Record &row, const QString &scheda);
+    qsizetype reserve(Decl &d, int type);
+    bool fill(Decl &d, qsizetype at, int type, const Record &row, const QString &scheda);
+    bool detailLines(Decl &d, int c1, int c2, Record &base, const Rows &ops, const QString &scheda);
+    bool materials(Decl &d, const Record &row, const char *kind, int category, const int *slots,
+                   const QString &scheda);
+    void renew(Record &row, int prv, int com) const;
+    // The rows of one of the statements below for a parent key.
+    bool rows(int query, qint64 parent, Rows &out);
+    // Row i of rows in a record, municipalities renewed, nation copied.
+    void load(const Rows &rows, int i, Record &rec) const;
 
     bool writeRif(Decl &d);
     bool writeInt(Decl &d);
     bool writeImb(Decl &d);
     bool writeRaee(Decl &d);
     bool writeVfu(Decl &d);
-    bool writeFamilyModules(Decl &d, const QString &family, const QVariantMap &start,
-                            qint64 parent, int *nRT, int *nTE, int *nDR, const QString &scheda);
+    bool writeFamilyModules(Decl &d, int family, const Record &start, qint64 parent, int *nRT,
+                            int *nTE, int *nDR, const QString &scheda);
 
-    struct Source;
-    bool fromRun(const QString &sql, const QVariantList &params, std::vector<QVariantMap> &out);
     void addSources();
     void endRun();
 
     dbClass &db_;
     Messages &msg_;
-    QHash<QString, Source *> sources_;   // by the statement they stand for
+    std::vector<std::unique_ptr<Source>> sources_;   // by query, when the run has an order
+    std::vector<RowSet> single_;                     // rows of the statements per parent, by query
     QHash<qint64, qint64> place_;         // saID -> place in the order
     qint64 current_ = -1;                 // place of the declaration being written
     QFile file_;
@@ -93,6 +94,11 @@ private:
     QHash<qint64, std::pair<int, int>> renewal_;
     std::unique_ptr<Statements> st_;
     std::function<QDateTime()> clock_;
+    // Records reused from line to line: anagrafica, scheda, start of the
+    // family lines, module or row, base of the detail lines, detail line,
+    // materials, counts.
+    Record a_, s_, start_, m_, base_, line_, mat_, ab_;
+    QByteArray out_, scratch_;
 };
 
 enum class ExportResult { Done, Cancelled, Failed };

@@ -3,6 +3,7 @@
 #include "exchange/layouts.h"
 #include "refdata/lookups.h"
 #include "exchange/statements.h"
+#include "shell/dbstatement.h"
 #include "shell/schema/schema.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
@@ -10,6 +11,7 @@
 
 #include <QFile>
 #include <QHash>
+#include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
 
@@ -19,24 +21,11 @@ namespace {
 
 QString lc(const char *s) { return QString::fromLatin1(s); }
 
-int kindCode(const QString &k)
-{
-    if (k == QLatin1String("RT") || k == QLatin1String("UO"))
-        return 1;
-    if (k == QLatin1String("DR") || k == QLatin1String("UD"))
-        return 2;
-    if (k == QLatin1String("TE"))
-        return 3;
-    if (k == QLatin1String("MG"))
-        return 4;
-    return 0;
-}
-
 // Flag string of the authorised operations ("R1,R3" -> "101000000000000").
-QString operationFlags(const QVariant &list, QChar letter)
+QString operationFlags(const QString &list, QChar letter)
 {
     QString flags(15, u'0');
-    for (const QString &op : list.toString().split(u',', Qt::SkipEmptyParts)) {
+    for (const QString &op : list.split(u',', Qt::SkipEmptyParts)) {
         const QString t = op.trimmed();
         bool ok = false;
         const int i = t.mid(1).toInt(&ok);
@@ -46,6 +35,21 @@ QString operationFlags(const QVariant &list, QChar letter)
     return flags;
 }
 
+// Kind of a module from its code in the file.
+int kindCode(const Val &k)
+{
+    const QByteArrayView b = k.bytes();
+    if (b == "RT" || b == "UO")
+        return 1;
+    if (b == "DR" || b == "UD")
+        return 2;
+    if (b == "TE")
+        return 3;
+    if (b == "MG")
+        return 4;
+    return 0;
+}
+
 class Loader {
 public:
     Loader(dbClass &db, Messages &msg) : db_(db), st_(db.current(), msg), conv_(db)
@@ -53,14 +57,14 @@ public:
         QSqlQuery q = db_.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni ORDER BY nazID"));
         while (q.next()) {
             // The file carries the first 20 characters of the description.
-            const QString d = q.value(1).toString().left(20).trimmed();
+            const QByteArray d = q.value(1).toString().left(20).trimmed().toUtf8();
             if (!nations_.contains(d))
-                nations_.insert(d, q.value(0));
+                nations_.insert(d, q.value(0).toLongLong());
         }
     }
 
     // One line of the load pass; false on a database failure.
-    bool line(const Layout &l, const QByteArray &bytes);
+    bool line(const Layout &l, QByteArrayView bytes);
     // The load runs in one transaction with a savepoint per declaration: a
     // declaration is kept whole or not at all.
     bool begin() { return db_.current().transaction(); }
@@ -70,30 +74,54 @@ public:
     int imported = 0, skipped = 0, contained = 0;
 
 private:
-    QVariantMap columns(const Layout &l, const QVariantMap &v) const;
-    qint64 insert(const QString &table, const QVariantMap &values);
-    bool subjectRow(QVariantMap &row, const QVariantMap &v);
-    bool pairs(const QVariantMap &v, int count, const QString &table, const QString &parentKey,
-               qint64 parent);
-    bool declaration(const QVariantMap &v, const Layout &l);
-    bool family(const Layout &l, const QVariantMap &v);
+    // An INSERT of a fixed list of columns, each bound from a record by its
+    // key; a column the record leaves null takes what leaving it out would
+    // give: null, or 0 for a flag (never null).
+    struct Insert {
+        dbStatement *st = nullptr;
+        std::vector<int> keys;
+        std::vector<bool> flag;
+        bool returns = false;
+    };
+    // Plans by slot: the record types, then the statements below.
+    enum Slot : int {
+        SMgRif = RecordTypes, SMgFamily,                 // MG module (RIF, then the three families)
+        SPairsRif = SMgFamily + 3, SPairsFamily,         // operation rows
+        SFlagFamily = SPairsFamily + 3,                  // flag of an MG module
+        SMaterials = SFlagFamily + 3,                    // the four kinds of materials
+        SDitte = SMaterials + 4,
+        SCount
+    };
+    // An UPDATE when update is set: the last key names the row.
+    Insert *plan(int slot, const QString &table, const std::vector<int> &keys, bool update = false);
+    Insert *layoutPlan(const Layout &l, const QString &table, std::initializer_list<int> extra);
+    qint64 insert(Insert *p, const Record &r);
+    bool update(Insert *p, const Record &r);
+    bool subjectRow(Record &row);
+    bool pairs(const Record &v, int count, int slot, const QString &table, int parentKey, qint64 parent);
+    bool declaration(Record &v, const Layout &l);
+    bool family(const Layout &l, Record &v);
 
-    bool update(const QString &table, const QString &key, qint64 id, const QVariantMap &values);
     // Savepoint commands run unprepared: PostgreSQL cannot prepare them.
     bool savepoint(const char *sql)
     {
-        QSqlQuery q(db_.current());
-        if (q.exec(QString::fromLatin1(sql)))
+        QString error;
+        qint64 code = 0;
+        if (dbStatement::run(db_.current(), QString::fromLatin1(sql), &error, &code))
             return true;
-        db_.messages().errorReport({}, dbClass::errorCode(q.lastError()), q.lastError().text(),
-                                   QString::fromLatin1(sql));
+        db_.messages().errorReport({}, code, error, QString::fromLatin1(sql));
         return false;
     }
 
     dbClass &db_;
     Statements st_;
     refdata::comChanged conv_;
-    QHash<QString, QVariant> nations_;
+    QHash<QByteArray, qint64> nations_;   // by the description as the file has it
+    // Counterparts known to be in the register: looked up once per run, not
+    // once per module. Emptied when a declaration is rolled back.
+    QSet<QByteArray> companies_;
+    std::vector<std::unique_ptr<Insert>> plans_ = std::vector<std::unique_ptr<Insert>>(SCount);
+    Record v_, aux_;
     bool inTransaction_ = false;
     bool skipping_ = false;
     qint64 saID_ = 0, rifID_ = 0, intID_ = 0, siID_ = 0, srID_ = 0, vfuID_ = 0;
@@ -102,75 +130,172 @@ private:
     int detailPos_ = 0;
 };
 
-QVariantMap Loader::columns(const Layout &l, const QVariantMap &v) const
+Loader::Insert *Loader::plan(int slot, const QString &table, const std::vector<int> &keys, bool update)
 {
-    QVariantMap m;
+    std::unique_ptr<Insert> &p = plans_[size_t(slot)];
+    if (p)
+        return p.get();
+    const schema::Table *t = schema::table(table);
+    auto in = std::make_unique<Insert>();
+    QStringList cols, marks;
+    for (int k : keys) {
+        if (std::find(in->keys.begin(), in->keys.end(), k) != in->keys.end())
+            continue;
+        const QString name = keyName(k);
+        const schema::Column *c = t ? schema::column(*t, name) : nullptr;
+        in->keys.push_back(k);
+        in->flag.push_back(c && c->type == schema::Type::Flag);
+        cols << name;
+        marks << QStringLiteral("?");
+    }
+    QString sql;
+    if (update) {
+        const QString where = cols.takeLast();
+        for (QString &c : cols)
+            c += QStringLiteral(" = ?");
+        sql = QStringLiteral("UPDATE %1 SET %2 WHERE (%3 = ?)").arg(table, cols.join(QStringLiteral(", ")), where);
+    } else {
+        sql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                  .arg(table, cols.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")));
+        if (slot == SDitte) {
+            // An existing company is left as it is.
+            sql += QStringLiteral(" ON CONFLICT DO NOTHING");
+        } else if (t && !t->key.isEmpty()) {
+            sql += QStringLiteral(" RETURNING ") + t->key;
+            in->returns = true;
+        }
+    }
+    in->st = st_.get(sql);
+    if (!in->st)
+        return nullptr;
+    p = std::move(in);
+    return p.get();
+}
+
+// The columns of a layout (its fields that are not computed, with their
+// units) and the extra columns the loader sets.
+Loader::Insert *Loader::layoutPlan(const Layout &l, const QString &table, std::initializer_list<int> extra)
+{
+    if (plans_[size_t(l.index)])
+        return plans_[size_t(l.index)].get();
+    std::vector<int> keys;
     for (const Field &f : l.fields) {
         if (f.computed())
             continue;
-        m.insert(f.name, v.value(f.name));
+        keys.push_back(f.key);
         if (f.enc == Enc::QtyUnit)
-            m.insert(f.unit, v.value(f.unit));
+            keys.push_back(f.unitKey);
     }
-    return m;
+    keys.insert(keys.end(), extra);
+    return plan(l.index, table, keys);
 }
 
-qint64 Loader::insert(const QString &table, const QVariantMap &values)
-{
-    const schema::Table *t = schema::table(table);
-    return st_.insert(table, t ? t->key : QString(), values);
-}
+namespace {
 
-bool Loader::update(const QString &table, const QString &key, qint64 id, const QVariantMap &values)
+void bindValues(dbStatement &st, const std::vector<int> &keys, const std::vector<bool> &flag, const Record &r)
 {
-    QStringList sets;
-    QVariantList params;
-    for (auto it = values.begin(); it != values.end(); ++it) {
-        sets << it.key() + QStringLiteral(" = ?");
-        params << it.value();
+    for (size_t i = 0; i < keys.size(); ++i) {
+        const Val v = r.get(keys[i]);
+        switch (v.kind) {
+        case Val::Kind::Null:
+            if (flag[i])
+                st.bindInt(int(i), 0);
+            else
+                st.bindNull(int(i));
+            break;
+        case Val::Kind::Int: st.bindInt(int(i), v.i); break;
+        case Val::Kind::Text: st.bindText(int(i), v.bytes()); break;
+        }
     }
-    params << id;
-    return st_.run(QStringLiteral("UPDATE %1 SET %2 WHERE (%3 = ?)").arg(table, sets.join(QStringLiteral(", ")), key),
-                   params) != nullptr;
 }
 
-bool Loader::subjectRow(QVariantMap &row, const QVariantMap &v)
+} // namespace
+
+qint64 Loader::insert(Insert *p, const Record &r)
 {
-    const QString naz = v.value(lc("#nazdesc")).toString();
-    if (!naz.isEmpty())
-        row.insert(lc("nazid"), nations_.value(naz));
-    const QString cf = row.value(lc("codfisc")).toString().trimmed();
-    if (cf.isEmpty())
-        return true;
-    QSqlQuery *q = st_.run(QStringLiteral("SELECT COUNT(*) FROM Ditte WHERE (CodFisc = ?)"), {cf});
-    if (!q || !q->next())
+    if (!p)
+        return -1;
+    bindValues(*p->st, p->keys, p->flag, r);
+    if (!st_.exec(p->st))
+        return -1;
+    qint64 rowId = 0;
+    if (p->returns) {
+        if (!p->st->next()) {
+            st_.report(*p->st);
+            return -1;
+        }
+        rowId = p->st->toInt(0);
+    }
+    p->st->finish();
+    return rowId;
+}
+
+bool Loader::update(Insert *p, const Record &r)
+{
+    if (!p)
         return false;
-    const bool present = q->value(0).toInt() > 0;
-    q->finish();
-    if (present)
-        return true;
-    QVariantMap company;
-    for (const char *c : {"codfisc", "ragsoc", "via", "civico", "cap", "prvistat", "comistat"})
-        if (row.contains(lc(c)))
-            company.insert(lc(c), row.value(lc(c)));
-    company.insert(lc("codfisc"), cf);
-    return st_.insert(QStringLiteral("Ditte"), QString(), company) >= 0;
+    bindValues(*p->st, p->keys, p->flag, r);
+    if (!st_.exec(p->st))
+        return false;
+    p->st->finish();
+    return true;
 }
 
-bool Loader::pairs(const QVariantMap &v, int count, const QString &table, const QString &parentKey,
-                   qint64 parent)
+bool Loader::subjectRow(Record &row)
 {
-    for (int i = 1; i <= count; ++i) {
-        const QString k = QString::number(i);
-        const QVariant code = v.value(QStringLiteral("#cod") + k);
+    const Val naz = row.get(key<"#nazdesc">());
+    if (naz.n > 0) {
+        auto it = nations_.constFind(naz.bytes().toByteArray());
+        if (it == nations_.constEnd())
+            row.setNull(key<"nazid">());
+        else
+            row.set(key<"nazid">(), *it);
+    }
+    const QByteArray cf = row.get(key<"codfisc">()).toString().trimmed().toUtf8();
+    if (cf.isEmpty() || companies_.contains(cf))
+        return true;
+    Record &company = aux_;
+    company.clear();
+    for (int k : {key<"ragsoc">(), key<"via">(), key<"civico">(), key<"cap">(), key<"prvistat">(),
+                  key<"comistat">()})
+        company.copy(k, row, k);
+    company.set(key<"codfisc">(), Val::text(cf));
+    if (insert(plan(SDitte, QStringLiteral("Ditte"),
+                    {key<"codfisc">(), key<"ragsoc">(), key<"via">(), key<"civico">(), key<"cap">(),
+                     key<"prvistat">(), key<"comistat">()}),
+               company) < 0)
+        return false;
+    companies_.insert(cf);
+    return true;
+}
+
+bool Loader::pairs(const Record &v, int count, int slot, const QString &table, int parentKey, qint64 parent)
+{
+    static const struct Keys {
+        int cod[10], qta[10], qtaU[10];
+        Keys()
+        {
+            for (int i = 0; i < 10; ++i) {
+                const QString k = QString::number(i + 1);
+                cod[i] = keyOf(QStringLiteral("#cod") + k);
+                qta[i] = keyOf(QStringLiteral("#qta") + k);
+                qtaU[i] = keyOf(QStringLiteral("#qta") + k + u'u');
+            }
+        }
+    } k;
+    Insert *p = plan(slot, table, {parentKey, key<"posizione">(), key<"codice">(), key<"qta">(), key<"umi">()});
+    Record &r = aux_;
+    for (int i = 0; i < count; ++i) {
+        const Val code = v.get(k.cod[i]);
         if (code.isNull())
             continue;
-        QVariantMap r{{parentKey, parent},
-                      {lc("Posizione"), ++detailPos_},
-                      {lc("Codice"), code},
-                      {lc("qta"), v.value(QStringLiteral("#qta") + k)},
-                      {lc("umi"), v.value(QStringLiteral("#qta") + k + u'u')}};
-        if (insert(table, r) < 0)
+        r.clear();
+        r.set(parentKey, parent);
+        r.set(key<"posizione">(), ++detailPos_);
+        r.set(key<"codice">(), code);
+        r.set(key<"qta">(), v.get(k.qta[i]));
+        r.set(key<"umi">(), v.get(k.qtaU[i]));
+        if (insert(p, r) < 0)
             return false;
     }
     return true;
@@ -192,29 +317,31 @@ void Loader::rollback()
         savepoint("RELEASE SAVEPOINT declaration");
         inTransaction_ = false;
         --imported;
+        companies_.clear();   // the companies it added are gone with it
     }
 }
 
-bool Loader::declaration(const QVariantMap &v, const Layout &l)
+bool Loader::declaration(Record &a, const Layout &l)
 {
     if (!finishDeclaration())
         return false;
     ++contained;
-    QVariantMap a = columns(l, v);
-    a.insert(lc("codfisc"), v.value(lc("#codfisc")));
-    a.insert(lc("saanno"), qorClass::Year);
-    for (auto [p, c] : {std::pair{"prvistat", "comistat"}, {"slprvistat", "slcomistat"}}) {
+    a.copy(key<"codfisc">(), a, key<"#codfisc">());
+    a.set(key<"saanno">(), qorClass::Year);
+    for (auto [p, c] : {std::pair{key<"prvistat">(), key<"comistat">()},
+                        std::pair{key<"slprvistat">(), key<"slcomistat">()}}) {
         int prv = 0, com = 0;
         QString cap;
-        if (conv_.lookup(a.value(lc(p)).toInt(), a.value(lc(c)).toInt(), prv, com, cap)) {
-            a.insert(lc(p), prv);
-            a.insert(lc(c), com);
+        if (conv_.lookup(int(a.get(p).toInt()), int(a.get(c).toInt()), prv, com, cap)) {
+            a.set(p, prv);
+            a.set(c, com);
         }
     }
-    const PresenceTest present = presenceTest({a.value(lc("codfisc")), a.value(lc("ragsoc")), a.value(lc("via")),
-                                               a.value(lc("civico")), a.value(lc("prvistat")),
-                                               a.value(lc("comistat"))});
-    QSqlQuery *q = st_.run(present.sql, present.params);
+    const PresenceTest present = presenceTest({a.get(key<"codfisc">()).toVariant(), a.get(key<"ragsoc">()).toVariant(),
+                                               a.get(key<"via">()).toVariant(), a.get(key<"civico">()).toVariant(),
+                                               a.get(key<"prvistat">()).toVariant(),
+                                               a.get(key<"comistat">()).toVariant()});
+    dbStatement *q = st_.run(present.sql, present.params);
     if (!q)
         return false;
     skipping_ = q->next();
@@ -227,7 +354,7 @@ bool Loader::declaration(const QVariantMap &v, const Layout &l)
         return false;
     inTransaction_ = true;
     ++imported;
-    saID_ = insert(QStringLiteral("SezAnag"), a);
+    saID_ = insert(layoutPlan(l, QStringLiteral("SezAnag"), {key<"codfisc">(), key<"saanno">()}), a);
     if (saID_ < 0)
         return false;
     rifID_ = intID_ = siID_ = srID_ = vfuID_ = drModule_ = mgModule_ = 0;
@@ -235,27 +362,29 @@ bool Loader::declaration(const QVariantMap &v, const Layout &l)
 }
 
 // Modules and rows of the packaging, RAEE and vehicle schede.
-bool Loader::family(const Layout &l, const QVariantMap &v)
+bool Loader::family(const Layout &l, Record &v)
 {
     const QChar fam = l.code.at(0);
     const QChar rec = l.code.at(1);
     const bool imb = fam == u'I';
-    const QString suffix = imb ? QStringLiteral("Imb") : fam == u'R' ? QStringLiteral("Raee")
-                                                                     : QStringLiteral("Vfu");
-    const QString parentKey = imb ? lc("siID") : fam == u'R' ? lc("srID") : lc("vfuID");
-    const QString modKey = imb ? lc("mbID") : fam == u'R' ? lc("msrID") : lc("mvID");
+    const int f = imb ? 0 : fam == u'R' ? 1 : 2;
+    static const char *const suffixes[] = {"Imb", "Raee", "Vfu"};
+    const QString suffix = QString::fromLatin1(suffixes[f]);
+    const int parentKey = imb ? key<"siid">() : fam == u'R' ? key<"srid">() : key<"vfuid">();
+    const int modKey = imb ? key<"mbid">() : fam == u'R' ? key<"msrid">() : key<"mvid">();
     const qint64 parent = imb ? siID_ : fam == u'R' ? srID_ : vfuID_;
     const int base = imb || fam == u'R' ? 'C' : 'E';   // RT/TE, DR, detail 1, detail 2
     const int k = rec.unicode() - base;
     if (parent == 0)
         return false;
     if (k == 0 || k == 1) {
-        QVariantMap m = columns(l, v);
-        m.insert(parentKey, parent);
-        m.insert(lc("tipomod"), kindCode(v.value(lc("#kind")).toString()));
-        if (!subjectRow(m, v))
+        v.set(parentKey, parent);
+        v.set(key<"tipomod">(), kindCode(v.get(key<"#kind">())));
+        if (!subjectRow(v))
             return false;
-        const qint64 id = insert(QStringLiteral("Mod") + suffix, m);
+        const qint64 id = insert(layoutPlan(l, QStringLiteral("Mod") + suffix,
+                                            {parentKey, key<"tipomod">(), key<"nazid">()}),
+                                 v);
         if (id < 0)
             return false;
         if (k == 1) {
@@ -264,10 +393,16 @@ bool Loader::family(const Layout &l, const QVariantMap &v)
         }
         return true;
     }
-    const bool mg = v.value(lc("#kind")).toString() == QLatin1String("MG");
-    if (mg && k == 2 && v.value(lc("#seq")).toInt() == 1) {
-        mgModule_ = insert(QStringLiteral("Mod") + suffix,
-                           {{parentKey, parent}, {lc("rifCod"), v.value(lc("rifcod"))}, {lc("tipoMod"), 4}});
+    const bool mg = kindCode(v.get(key<"#kind">())) == 4;
+    if (mg && k == 2 && v.get(key<"#seq">()).toInt() == 1) {
+        Record &r = aux_;
+        r.clear();
+        r.set(parentKey, parent);
+        r.copy(key<"rifcod">(), v, key<"rifcod">());
+        r.set(key<"tipomod">(), 4);
+        mgModule_ = insert(plan(SMgFamily + f, QStringLiteral("Mod") + suffix,
+                                {parentKey, key<"rifcod">(), key<"tipomod">()}),
+                           r);
         if (mgModule_ < 0)
             return false;
         detailPos_ = 0;
@@ -275,146 +410,188 @@ bool Loader::family(const Layout &l, const QVariantMap &v)
     const qint64 module = mg ? mgModule_ : drModule_;
     if (module == 0)
         return false;
-    if (mg && k == 3
-        && !update(QStringLiteral("Mod") + suffix, modKey, module,
-                   {{imb ? lc("mbFlag") : lc("Privati"), v.value(lc("#modflag"))}}))
-        return false;
-    return pairs(v, k == 2 ? 9 : 10, QStringLiteral("RecMod") + suffix, modKey, module);
+    if (mg && k == 3) {
+        const int flag = imb ? key<"mbflag">() : key<"privati">();
+        Record &r = aux_;
+        r.clear();
+        r.copy(flag, v, key<"#modflag">());
+        r.set(modKey, module);
+        if (!update(plan(SFlagFamily + f, QStringLiteral("Mod") + suffix, {flag, modKey}, true), r))
+            return false;
+    }
+    return pairs(v, k == 2 ? 9 : 10, SPairsFamily + f, QStringLiteral("RecMod") + suffix, modKey, module);
 }
 
-bool Loader::line(const Layout &l, const QByteArray &bytes)
+bool Loader::line(const Layout &l, QByteArrayView bytes)
 {
-    const QVariantMap v = decodeLine(l, bytes);
-    const QString &code = l.code;
-    if (code == QLatin1String("AA"))
+    Record &v = v_;
+    decodeLine(l, bytes, v);
+    if (l.index == rt::AA)
         return declaration(v, l);
-    if (skipping_ || code == QLatin1String("AB"))
+    if (skipping_ || l.index == rt::AB)
         return true;
-    const QChar fam = code.at(0);
 
-    if (code == QLatin1String("AU")) {
-        QVariantMap m = columns(l, v);
-        m.insert(lc("said"), saID_);
-        m.insert(lc("surecupero"), operationFlags(v.value(lc("#recupero")), u'R'));
-        m.insert(lc("susmaltimento"), operationFlags(v.value(lc("#smaltimento")), u'D'));
-        return insert(QStringLiteral("SaAut"), m) >= 0;
-    }
-    if (code == QLatin1String("BA") || code == QLatin1String("DA")) {
-        QVariantMap m = columns(l, v);
-        m.insert(lc("said"), saID_);
-        qint64 &id = code == QLatin1String("BA") ? rifID_ : intID_;
-        id = insert(l.table, m);
+    switch (l.index) {
+    case rt::AU:
+        v.set(key<"said">(), saID_);
+        v.keep(key<"surecupero">(), operationFlags(v.get(key<"#recupero">()).toString(), u'R'));
+        v.keep(key<"susmaltimento">(), operationFlags(v.get(key<"#smaltimento">()).toString(), u'D'));
+        return insert(layoutPlan(l, QStringLiteral("SaAut"),
+                                 {key<"said">(), key<"surecupero">(), key<"susmaltimento">()}),
+                      v) >= 0;
+    case rt::BA:
+    case rt::DA: {
+        v.set(key<"said">(), saID_);
+        qint64 &id = l.index == rt::BA ? rifID_ : intID_;
+        id = insert(layoutPlan(l, l.table, {key<"said">()}), v);
         return id >= 0;
     }
-    if (code == QLatin1String("BB") || code == QLatin1String("BC") || code == QLatin1String("DB")) {
-        const bool db = code == QLatin1String("DB");
+    case rt::BB:
+    case rt::BC:
+    case rt::DB: {
+        const bool db = l.index == rt::DB;
         if ((db ? intID_ : rifID_) == 0)
             return false;
-        QVariantMap m = columns(l, v);
-        m.insert(db ? lc("intid") : lc("rifid"), db ? intID_ : rifID_);
-        m.insert(lc("tipomod"), code == QLatin1String("BC") ? 5 : kindCode(v.value(lc("#kind")).toString()));
-        if (code != QLatin1String("BC") && !subjectRow(m, v))
+        const int parentKey = db ? key<"intid">() : key<"rifid">();
+        v.set(parentKey, db ? intID_ : rifID_);
+        v.set(key<"tipomod">(), l.index == rt::BC ? 5 : kindCode(v.get(key<"#kind">())));
+        if (l.index != rt::BC && !subjectRow(v))
             return false;
-        return insert(l.table == QLatin1String("ModInt") ? l.table : QStringLiteral("ModRif"), m) >= 0;
+        return insert(layoutPlan(l, db ? l.table : QStringLiteral("ModRif"),
+                                 {parentKey, key<"tipomod">(), key<"nazid">()}),
+                      v) >= 0;
     }
-    if (code == QLatin1String("BD") || code == QLatin1String("BE")) {
+    case rt::BD:
+    case rt::BE:
         if (rifID_ == 0)
             return false;
-        if (code == QLatin1String("BD") && v.value(lc("#seq")).toInt() == 1) {
-            mgModule_ = insert(QStringLiteral("ModRif"), {{lc("rifID"), rifID_}, {lc("tipoMod"), 4}});
+        if (l.index == rt::BD && v.get(key<"#seq">()).toInt() == 1) {
+            Record &r = aux_;
+            r.clear();
+            r.set(key<"rifid">(), rifID_);
+            r.set(key<"tipomod">(), 4);
+            mgModule_ = insert(plan(SMgRif, QStringLiteral("ModRif"), {key<"rifid">(), key<"tipomod">()}), r);
             if (mgModule_ < 0)
                 return false;
             detailPos_ = 0;
         }
         if (mgModule_ == 0)
             return false;
-        return pairs(v, code == QLatin1String("BD") ? 9 : 10, QStringLiteral("RecRif"), lc("mrID"), mgModule_);
-    }
-    if (code == QLatin1String("IA")) {
-        QVariantMap m = columns(l, v);
-        m.insert(lc("said"), saID_);
-        siID_ = insert(QStringLiteral("SezImb"), m);
+        return pairs(v, l.index == rt::BD ? 9 : 10, SPairsRif, QStringLiteral("RecRif"), key<"mrid">(), mgModule_);
+    case rt::IA:
+        v.set(key<"said">(), saID_);
+        siID_ = insert(layoutPlan(l, QStringLiteral("SezImb"), {key<"said">()}), v);
         return siID_ >= 0;
-    }
-    if (code == QLatin1String("RA")) {
-        QVariantMap m = columns(l, v);
-        m.insert(lc("said"), saID_);
-        m.insert(lc("srtipo"), v.value(lc("#skind")).toString() == QLatin1String("TRA") ? 1 : 2);
-        srID_ = insert(QStringLiteral("SezRaee"), m);
+    case rt::RA:
+        v.set(key<"said">(), saID_);
+        v.set(key<"srtipo">(), v.get(key<"#skind">()).bytes() == "TRA" ? 1 : 2);
+        srID_ = insert(layoutPlan(l, QStringLiteral("SezRaee"), {key<"said">(), key<"srtipo">()}), v);
         return srID_ >= 0;
-    }
-    if (code == QLatin1String("VC")) {
-        QVariantMap m = columns(l, v);
-        m.insert(lc("said"), saID_);
-        const QString k = v.value(lc("#skind")).toString();
-        vfuTipo_ = k == QLatin1String("AUT") ? 1 : k == QLatin1String("ROT") ? 2 : 3;
-        m.insert(lc("vfutipo"), vfuTipo_);
-        auto slot = [&](const char *s, const char *q, const char *u) {
-            m.insert(lc(q), v.value(lc(s)));
-            m.insert(lc(u), v.value(lc(s) + u'u'));
+    case rt::VC: {
+        v.set(key<"said">(), saID_);
+        const QByteArrayView k = v.get(key<"#skind">()).bytes();
+        vfuTipo_ = k == "AUT" ? 1 : k == "ROT" ? 2 : 3;
+        v.set(key<"vfutipo">(), vfuTipo_);
+        auto slot = [&](int s, int su, int q, int u) {
+            v.copy(q, v, s);
+            v.copy(u, v, su);
         };
+        const int qtaProprio = key<"qtaproprio">(), umiProprio = key<"umiproprio">();
+        const int qtaPost80 = key<"qtapost80">(), umiPost80 = key<"umipost80">();
         if (vfuTipo_ == 3) {
-            slot("#own1", "qtaProprio", "umiProprio");
-            slot("#own2", "qtaPost80", "umiPost80");
+            slot(key<"#own1">(), key<"#own1u">(), qtaProprio, umiProprio);
+            slot(key<"#own2">(), key<"#own2u">(), qtaPost80, umiPost80);
         } else {
-            slot("#own3", "qtaProprio", "umiProprio");
+            slot(key<"#own3">(), key<"#own3u">(), qtaProprio, umiProprio);
         }
         if (vfuTipo_ == 1) {
-            slot("#veh1", "qtaPre80", "umiPre80");
-            slot("#veh2", "qtaPost80", "umiPost80");
-            slot("#veh3", "qta104", "umi104");
+            slot(key<"#veh1">(), key<"#veh1u">(), key<"qtapre80">(), key<"umipre80">());
+            slot(key<"#veh2">(), key<"#veh2u">(), qtaPost80, umiPost80);
+            slot(key<"#veh3">(), key<"#veh3u">(), key<"qta104">(), key<"umi104">());
         }
-        vfuID_ = insert(QStringLiteral("SezVfu"), m);
+        vfuID_ = insert(layoutPlan(l, QStringLiteral("SezVfu"),
+                                   {key<"said">(), key<"vfutipo">(), qtaProprio, umiProprio, qtaPost80, umiPost80,
+                                    key<"qtapre80">(), key<"umipre80">(), key<"qta104">(), key<"umi104">()}),
+                        v);
         return vfuID_ >= 0;
     }
-    if (code == QLatin1String("IB") || code == QLatin1String("RB") || code == QLatin1String("VD")) {
+    case rt::IB:
+    case rt::RB:
+    case rt::VD: {
+        const QChar fam = l.code.at(0);
         const qint64 parent = fam == u'I' ? siID_ : fam == u'R' ? srID_ : vfuID_;
         if (parent == 0)
             return false;
-        QVariantMap m = columns(l, v);
-        m.insert(fam == u'I' ? lc("siid") : fam == u'R' ? lc("srid") : lc("vfuid"), parent);
+        const int parentKey = fam == u'I' ? key<"siid">() : fam == u'R' ? key<"srid">() : key<"vfuid">();
+        v.set(parentKey, parent);
         // Row codes back to frame positions. The file keeps positions only up to
         // its last distinct code (IMB "PP" is 4, RAEE "PP" 3, VFU "PP" 2) and none
         // on CR schede ("  ", loaded as 1); rows of equal position keep the file
         // order, which is the order they are written in again.
-        const QString p = v.value(lc("#pos")).toString();
+        const QByteArrayView p = v.get(key<"#pos">()).bytes();
         int pos = 1;
         if (fam == u'I')
-            pos = p == QLatin1String("RC") ? 1 : p == QLatin1String("RX") ? 2 : p == QLatin1String("P1") ? 3 : 4;
+            pos = p == "RC" ? 1 : p == "RX" ? 2 : p == "P1" ? 3 : 4;
         else if (fam == u'R')
-            pos = p.isEmpty() || p == QLatin1String("DR") ? 1 : p == QLatin1String("PR") ? 2 : 3;
+            pos = p.isEmpty() || p == "DR" ? 1 : p == "PR" ? 2 : 3;
         else
-            pos = p == QLatin1String("RT") ? 1 : 2;
-        m.insert(lc("posizione"), pos);
-        return insert(l.table, m) >= 0;
+            pos = p == "RT" ? 1 : 2;
+        v.set(key<"posizione">(), pos);
+        return insert(layoutPlan(l, l.table, {parentKey, key<"posizione">()}), v) >= 0;
     }
-    if (code == QLatin1String("MA")) {
-        const QString k = v.value(lc("#mkind")).toString();
-        QString table = QStringLiteral("SezAnag"), key = lc("saID");
+    case rt::MA: {
+        const QByteArrayView k = v.get(key<"#mkind">()).bytes();
+        QString table = QStringLiteral("SezAnag");
+        int idKey = key<"said">();
         qint64 id = saID_;
         MatKind mk = MatKind::Declaration;
-        if (k == QLatin1String("IMB")) {
-            table = QStringLiteral("SezImb"), key = lc("siID"), id = siID_, mk = MatKind::Imb;
-        } else if (k == QLatin1String("TRA") || k == QLatin1String("CRR")) {
-            table = QStringLiteral("SezRaee"), key = lc("srID"), id = srID_, mk = MatKind::Raee;
-        } else if (k != QLatin1String("RIF")) {
-            table = QStringLiteral("SezVfu"), key = lc("vfuID"), id = vfuID_, mk = MatKind::Vfu;
+        if (k == "IMB") {
+            table = QStringLiteral("SezImb"), idKey = key<"siid">(), id = siID_, mk = MatKind::Imb;
+        } else if (k == "TRA" || k == "CRR") {
+            table = QStringLiteral("SezRaee"), idKey = key<"srid">(), id = srID_, mk = MatKind::Raee;
+        } else if (k != "RIF") {
+            table = QStringLiteral("SezVfu"), idKey = key<"vfuid">(), id = vfuID_, mk = MatKind::Vfu;
         }
         if (id == 0)
             return false;
-        const int *slots = materialSlots(mk);
-        QVariantMap m;
+        // Slot i of the line -> column of the material it holds.
+        struct Slots {
+            int from[4][21], fromU[4][21], to[4][21], toU[4][21];
+            Slots()
+            {
+                for (int kind = 0; kind < 4; ++kind) {
+                    const int *slots = materialSlots(MatKind(kind));
+                    for (int i = 0; i < 21; ++i) {
+                        const QString n = QString::number(slots[i]).rightJustified(2, u'0');
+                        const QString s = QStringLiteral("#m") + QString::number(i + 1);
+                        from[kind][i] = keyOf(s);
+                        fromU[kind][i] = keyOf(s + u'u');
+                        to[kind][i] = slots[i] == 0 ? -1 : keyOf(QStringLiteral("msQta") + n);
+                        toU[kind][i] = slots[i] == 0 ? -1 : keyOf(QStringLiteral("msUmi") + n);
+                    }
+                }
+            }
+        };
+        static const Slots ms;
+        const int kind = int(mk);
+        Record &r = aux_;
+        r.clear();
+        std::vector<int> keys;
         for (int i = 0; i < 21; ++i) {
-            if (slots[i] == 0)
+            if (ms.to[kind][i] < 0)
                 continue;
-            const QString n = QString::number(slots[i]).rightJustified(2, u'0');
-            const QString s = QStringLiteral("#m") + QString::number(i + 1);
-            m.insert(QStringLiteral("msQta") + n, v.value(s));
-            m.insert(QStringLiteral("msUmi") + n, v.value(s + u'u'));
+            r.copy(ms.to[kind][i], v, ms.from[kind][i]);
+            r.copy(ms.toU[kind][i], v, ms.fromU[kind][i]);
+            keys.push_back(ms.to[kind][i]);
+            keys.push_back(ms.toU[kind][i]);
         }
-        return update(table, key, id, m);
+        r.set(idKey, id);
+        keys.push_back(idKey);
+        return update(plan(SMaterials + kind, table, keys, true), r);
     }
-    return family(l, v);
+    default:
+        return family(l, v);
+    }
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 
 #include <QDate>
 #include <QHash>
+#include <QVarLengthArray>
 
 #include <algorithm>
 #include <cstring>
@@ -137,6 +138,16 @@ void detail2(Fields &f)
 // The RIF family: every module record starts with the scheda's progressive
 // and waste code (with the prefix, the 49-character key).
 void rifStart(Fields &f) { add(f, {N("#sProg", 4), T("#sCod", 6)}); }
+
+// Record keys of the field names, looked up once.
+void keyed(Layout &l)
+{
+    for (Field &f : l.fields) {
+        f.key = keyOf(f.name);
+        if (!f.unit.isEmpty())
+            f.unitKey = keyOf(f.unit);
+    }
+}
 
 // Waste codes of the vehicle and electrical-equipment schede. The code lists
 // of those schede (Codici types 4 to 6, 21 and 22) hold in codAlfa the
@@ -323,6 +334,8 @@ std::vector<Layout> build()
          N("crClass1", 1), N("crQta1", 9), N("crClass2", 1), N("crQta2", 9), N("crClass3", 1),
          N("crQta3", 9), D("emasData"), T("emasNumb", 9), D("iso14000")};
     L("AU", 325, 37, "SaAut", f);
+    for (Layout &l : v)
+        keyed(l);
     return v;
 }
 
@@ -335,16 +348,10 @@ Layout buildHeader()
     add(f, {T("codFisc", 16), T("RagSoc", 60), T("via", 30), T("civico", 10), T("cap", 5),
             T("comDesc", 30), T("prvSigla", 2), T("prefTel", 5), T("telefono", 10),
             T("email", 60), T("#control", 30)});
-    return {-1, QStringLiteral("XX"), HeaderLength, 0, QString(), f};
+    Layout h{-1, QStringLiteral("XX"), HeaderLength, 0, QString(), f};
+    keyed(h);
+    return h;
 }
-
-QVariant value(const QVariantMap &row, const QString &key)
-{
-    auto it = row.constFind(key);
-    return it == row.constEnd() ? QVariant() : it.value();
-}
-
-bool isNull(const QVariant &v) { return !v.isValid() || v.isNull(); }
 
 } // namespace
 
@@ -373,6 +380,7 @@ const Layout *layout(const QByteArray &code)
     return byCode.value(code, nullptr);
 }
 
+
 // ---- encoders ----
 
 namespace {
@@ -395,26 +403,57 @@ bool digits(qint64 n, int w, QByteArray &out)
     return true;
 }
 
-bool isInteger(const QVariant &v)
+// A QVariant as a value: whole numbers stay numbers, anything else is its
+// text, kept in *store.
+Val valOf(const QVariant &v, QByteArray *store)
 {
+    if (!v.isValid() || v.isNull())
+        return {};
     switch (v.typeId()) {
     case QMetaType::LongLong:
     case QMetaType::Int:
     case QMetaType::UInt:
     case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
     case QMetaType::Bool:
-        return true;
+        return Val::of(v.toLongLong());
     default:
-        return false;
+        *store = v.toString().toUtf8();
+        return Val::text(*store);
     }
 }
 
-void textInto(const QVariant &v, int w, QByteArray &out)
+bool ascii(QByteArrayView b)
+{
+    for (char c : b)
+        if (uchar(c) >= 0x80)
+            return false;
+    return true;
+}
+
+void textInto(const Val &v, int w, QByteArray &out)
 {
     int n = 0;
-    if (!isNull(v)) {
-        const QString s = v.toString();
-        for (QChar c : s) {
+    if (v.isInt()) {
+        const QByteArray s = QByteArray::number(v.i);
+        for (char c : s) {
+            if (n == w)
+                break;
+            out.append(c);
+            ++n;
+        }
+    } else if (v.isText() && ascii(v.bytes())) {
+        for (char c : v.bytes()) {
+            if (n == w)
+                break;
+            if (c == '\r' || c == '\n')
+                continue;
+            out.append(c);
+            ++n;
+        }
+    } else if (v.isText()) {
+        for (QChar c : v.toString()) {
             if (n == w)
                 break;
             if (c == u'\r' || c == u'\n')
@@ -428,39 +467,14 @@ void textInto(const QVariant &v, int w, QByteArray &out)
     out.append(';');
 }
 
-qint64 milliOf(const QVariant &v)
-{
-    return isInteger(v) ? v.toLongLong() : Qty::fromStore(v).toMilli();
-}
-
-bool quantityMilli(qint64 m, QByteArray &out)
-{
-    if (m < 0 || m > Qty::FileMaxMilli)
-        return false;
-    digits(m / 1000, 7, out);
-    out.append(',');
-    digits(m % 1000, 3, out);
-    out.append(';');
-    return true;
-}
-
-} // namespace
-
-QByteArray text(const QVariant &v, int w)
-{
-    QByteArray b;
-    textInto(v, w, b);
-    return b;
-}
-
-bool number(const QVariant &v, int w, QByteArray &out)
+bool numberInto(const Val &v, int w, QByteArray &out)
 {
     qint64 n = 0;
-    if (isInteger(v)) {
-        n = v.toLongLong();
-    } else if (!isNull(v)) {
+    if (v.isInt()) {
+        n = v.i;
+    } else if (v.isText()) {
         bool ok = false;
-        n = v.toLongLong(&ok);
+        n = v.toVariant().toLongLong(&ok);
         if (!ok) {
             const QString s = v.toString().trimmed();
             n = s.isEmpty() ? 0 : s.toLongLong(&ok);
@@ -474,18 +488,16 @@ bool number(const QVariant &v, int w, QByteArray &out)
     return true;
 }
 
-QByteArray flag(const QVariant &v)
-{
-    return (!isNull(v) && v.toLongLong() != 0) ? QByteArrayLiteral("1;") : QByteArrayLiteral("0;");
-}
+const char *flagOf(const Val &v) { return v.toInt() != 0 ? "1;" : "0;"; }
 
-bool date(const QVariant &v, QByteArray &out)
+bool dateInto(const Val &v, QByteArray &out)
 {
-    if (isNull(v) || v.toString().trimmed().isEmpty()) {
+    const QString s = v.toString();
+    if (v.isNull() || s.trimmed().isEmpty()) {
         out.append("        ;");
         return true;
     }
-    const QDate d = QDate::fromString(v.toString().left(10), Qt::ISODate);
+    const QDate d = QDate::fromString(s.left(10), Qt::ISODate);
     if (!d.isValid() || d.year() < 1000 || d.year() > 9999)
         return false;
     out.append(d.toString(QStringLiteral("yyyyMMdd")).toLatin1());
@@ -493,20 +505,31 @@ bool date(const QVariant &v, QByteArray &out)
     return true;
 }
 
-bool quantity(const QVariant &milliValue, QByteArray &out)
+qint64 milliOf(const Val &v)
 {
-    return quantityMilli(milliOf(milliValue), out);
+    return v.isInt() ? v.i : Qty::fromStore(v.toVariant()).toMilli();
 }
 
-bool quantityUnit(const QVariant &milliValue, const QVariant &unit, QByteArray &out)
+bool quantityMilli(qint64 m, QByteArray &out)
 {
-    const qint64 m = milliOf(milliValue);
+    if (m < 0 || m > Qty::FileMaxMilli)
+        return false;
+    digits(m / 1000, 7, out);
+    out.append(',');
+    digits(m % 1000, 3, out);
+    out.append(';');
+    return true;
+}
+
+bool quantityUnitInto(const Val &milli, const Val &unit, QByteArray &out)
+{
+    const qint64 m = milliOf(milli);
     if (!quantityMilli(m, out))
         return false;
     char u = '0';
-    if (m != 0 && !isNull(unit)) {
-        if (isInteger(unit) && unit.toLongLong() >= 0) {
-            qint64 n = unit.toLongLong();
+    if (m != 0 && !unit.isNull()) {
+        if (unit.isInt() && unit.i >= 0) {
+            qint64 n = unit.i;
             while (n >= 10)
                 n /= 10;
             u = char('0' + n);
@@ -521,37 +544,81 @@ bool quantityUnit(const QVariant &milliValue, const QVariant &unit, QByteArray &
     return true;
 }
 
-bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QString *why)
+} // namespace
+
+QByteArray text(const QVariant &v, int w)
 {
-    const QVariant v = f.enc == Enc::Fixed ? QVariant() : value(row, f.name);
+    QByteArray store, b;
+    textInto(valOf(v, &store), w, b);
+    return b;
+}
+
+bool number(const QVariant &v, int w, QByteArray &out)
+{
+    QByteArray store;
+    return numberInto(valOf(v, &store), w, out);
+}
+
+QByteArray flag(const QVariant &v)
+{
+    QByteArray store;
+    return QByteArray(flagOf(valOf(v, &store)));
+}
+
+bool date(const QVariant &v, QByteArray &out)
+{
+    QByteArray store;
+    return dateInto(valOf(v, &store), out);
+}
+
+bool quantity(const QVariant &milliValue, QByteArray &out)
+{
+    QByteArray store;
+    return quantityMilli(milliOf(valOf(milliValue, &store)), out);
+}
+
+bool quantityUnit(const QVariant &milliValue, const QVariant &unit, QByteArray &out)
+{
+    QByteArray s1, s2;
+    return quantityUnitInto(valOf(milliValue, &s1), valOf(unit, &s2), out);
+}
+
+bool encodeField(const Field &f, const Record &row, QByteArray &out, QString *why)
+{
+    const Val v = f.enc == Enc::Fixed ? Val() : row.get(f.key);
     bool ok = true;
     switch (f.enc) {
     case Enc::Text: textInto(v, f.width, out); break;
     case Enc::Number:
-        ok = number(v, f.width, out);
+        ok = numberInto(v, f.width, out);
         if (!ok && why)
             *why = QStringLiteral("il numero %1 supera %2 cifre").arg(v.toString()).arg(f.width);
         break;
-    case Enc::Flag: out.append(flag(v)); break;
+    case Enc::Flag: out.append(flagOf(v)); break;
     case Enc::Date:
-        ok = date(v, out);
+        ok = dateInto(v, out);
         if (!ok && why)
             *why = QStringLiteral("la data %1 non è valida").arg(v.toString());
         break;
     case Enc::Qty:
     case Enc::QtyUnit:
-        ok = f.enc == Enc::Qty ? quantity(v, out) : quantityUnit(v, value(row, f.unit), out);
+        ok = f.enc == Enc::Qty ? quantityMilli(milliOf(v), out)
+                               : quantityUnitInto(v, row.get(f.unitKey), out);
         if (!ok && why)
             *why = QStringLiteral("la quantità %1 non è compresa tra 0 e 9.999.999,999")
-                       .arg(Qty::fromStore(v).format());
+                       .arg(Qty::fromStore(v.toVariant()).format());
         break;
     case Enc::Fixed: out.append(f.literal.toLatin1()).append(';'); break;
     }
     return ok;
 }
 
-bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QString *field,
-                  QString *why)
+bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QString *why)
+{
+    return encodeField(f, Record::fromMap(row), out, why);
+}
+
+bool encodeFields(const Layout &l, const Record &row, QByteArray &line, QString *field, QString *why)
 {
     for (const Field &f : l.fields)
         if (!encodeField(f, row, line, why)) {
@@ -562,38 +629,55 @@ bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QSt
     return true;
 }
 
+bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QString *field,
+                  QString *why)
+{
+    return encodeFields(l, Record::fromMap(row), line, field, why);
+}
+
 namespace {
 
-QVariant decodeQty(const char *p, qsizetype n)
+qint64 decodeQty(const char *p, qsizetype n)
 {
     // "0001234,500": seven digits, comma, three digits.
     const char *comma = static_cast<const char *>(memchr(p, ',', size_t(n)));
     if (!comma)
-        return qint64(0);
+        return 0;
     const qsizetype whole = comma - p;
     return QByteArray::fromRawData(p, whole).trimmed().toLongLong() * 1000
         + QByteArray::fromRawData(comma + 1, std::min<qsizetype>(3, n - whole - 1)).toLongLong();
 }
 
-// Text of a field without its trailing spaces, through the code page.
-QString decodeText(const char *p, qsizetype n)
+// Text of a field through the code page, as UTF-8, without its trailing
+// spaces.
+void keepText(Record &out, int k, const char *p, qsizetype n)
 {
     while (n > 0 && p[n - 1] == ' ')
         --n;
-    QString s(n, Qt::Uninitialized);
-    QChar *d = s.data();
-    for (qsizetype i = 0; i < n; ++i)
-        d[i] = QChar(cp1252::toUnicode(static_cast<unsigned char>(p[i])));
-    return s;
+    QVarLengthArray<char, 1024> b;
+    for (qsizetype i = 0; i < n; ++i) {
+        const char16_t c = cp1252::toUnicode(static_cast<unsigned char>(p[i]));
+        if (c < 0x80) {
+            b.append(char(c));
+        } else if (c < 0x800) {
+            b.append(char(0xC0 | (c >> 6)));
+            b.append(char(0x80 | (c & 0x3F)));
+        } else {
+            b.append(char(0xE0 | (c >> 12)));
+            b.append(char(0x80 | ((c >> 6) & 0x3F)));
+            b.append(char(0x80 | (c & 0x3F)));
+        }
+    }
+    out.keep(k, QByteArrayView(b.constData(), b.size()));
 }
 
 } // namespace
 
-QVariantMap decodeLine(const Layout &l, const QByteArray &line)
+void decodeLine(const Layout &l, QByteArrayView line, Record &m)
 {
-    QVariantMap m;
+    m.clear();
     qsizetype pos = 0;
-    const char *data = line.constData();
+    const char *data = line.data();
     const qsizetype size = line.size();
     // The part of a field inside the line (a short line gives short fields).
     auto field = [&](qsizetype at, qsizetype n, qsizetype *len) {
@@ -607,12 +691,11 @@ QVariantMap decodeLine(const Layout &l, const QByteArray &line)
     if (l.index >= 0) {
         qsizetype n = 0;
         const char *p = field(3, 4, &n);
-        bool ok = false;
-        m.insert(QStringLiteral("#year"), QByteArray::fromRawData(p, n).toInt(&ok));
+        m.set(key<"#year">(), QByteArray::fromRawData(p, n).toInt());
         p = field(8, 16, &n);
-        m.insert(QStringLiteral("#codfisc"), decodeText(p, n).trimmed());
+        m.keep(key<"#codfisc">(), cp1252::decode(QByteArray::fromRawData(p, n)).trimmed());
         p = field(25, 15, &n);
-        m.insert(QStringLiteral("#key"), QString::fromLatin1(p, n));
+        m.keep(key<"#key">(), QString::fromLatin1(p, n));
         pos = PrefixLength;
     }
     for (const Field &f : l.fields) {
@@ -620,34 +703,43 @@ QVariantMap decodeLine(const Layout &l, const QByteArray &line)
         qsizetype n = 0;
         const char *p = field(pos, w, &n);
         pos += f.size();
-        QVariant v;
         switch (f.enc) {
         case Enc::Text: {
-            QString s = decodeText(p, n);
-            v = s.isEmpty() ? QVariant() : QVariant(s);
+            keepText(m, f.key, p, n);
+            if (m.get(f.key).n == 0)
+                m.setNull(f.key);
             break;
         }
-        case Enc::Number: v = QByteArray::fromRawData(p, n).toLongLong(); break;
-        case Enc::Flag: v = (n == 1 && p[0] == '1') ? 1 : 0; break;
+        case Enc::Number: m.set(f.key, QByteArray::fromRawData(p, n).toLongLong()); break;
+        case Enc::Flag: m.set(f.key, (n == 1 && p[0] == '1') ? 1 : 0); break;
         case Enc::Date: {
             const QByteArray b = QByteArray::fromRawData(p, n);
-            v = b.trimmed().isEmpty()
-                    ? QVariant()
-                    : QVariant(QDate::fromString(QString::fromLatin1(b), QStringLiteral("yyyyMMdd"))
-                                   .toString(Qt::ISODate));
+            // A date that is not one reads as null.
+            const QString iso = b.trimmed().isEmpty()
+                                    ? QString()
+                                    : QDate::fromString(QString::fromLatin1(b), QStringLiteral("yyyyMMdd"))
+                                          .toString(Qt::ISODate);
+            if (iso.isEmpty())
+                m.setNull(f.key);
+            else
+                m.keep(f.key, iso);
             break;
         }
-        case Enc::Qty: v = decodeQty(p, n); break;
-        case Enc::QtyUnit: {
-            v = decodeQty(p, std::min<qsizetype>(11, n));
-            m.insert(f.unit, n > 12 ? QByteArray::fromRawData(p + 12, 1).toInt() : 0);
+        case Enc::Qty: m.set(f.key, decodeQty(p, n)); break;
+        case Enc::QtyUnit:
+            m.set(f.key, decodeQty(p, std::min<qsizetype>(11, n)));
+            m.set(f.unitKey, n > 12 ? QByteArray::fromRawData(p + 12, 1).toInt() : 0);
             break;
+        case Enc::Fixed: break;
         }
-        case Enc::Fixed: continue;
-        }
-        m.insert(f.name, v);
     }
-    return m;
+}
+
+QVariantMap decodeLine(const Layout &l, const QByteArray &line)
+{
+    Record r;
+    decodeLine(l, line, r);
+    return r.toMap();
 }
 
 } // namespace exch

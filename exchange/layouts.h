@@ -3,10 +3,13 @@
 // fields; the writer encodes a row through it and the reader cuts a line
 // through the same table, so what is written is exactly what is read back.
 //
-// Field values travel in a QVariantMap keyed by lower-case names: a column
-// field is named after its column, a computed field starts with '#' (counts,
-// progressives, kind codes, texts built from several columns) and is supplied
-// by the writer and interpreted by the loader.
+// Field values travel in a record (exchange/record.h) keyed by lower-case
+// names: a column field is named after its column, a computed field starts
+// with '#' (counts, progressives, kind codes, texts built from several
+// columns) and is supplied by the writer and interpreted by the loader. The
+// same functions take a QVariantMap by name where speed does not matter.
+
+#include "exchange/record.h"
 
 #include "sections/codes.h"
 #include <QByteArray>
@@ -34,6 +37,8 @@ struct Field {
     QString unit;      // QtyUnit: the unit column (lower case)
     QString literal;   // Fixed
     QString label;     // the name as written in the layout, for messages
+    int key = -1;      // record keys of name and unit
+    int unitKey = -1;
     bool computed() const { return name.startsWith(u'#') || enc == Enc::Fixed; }
     int size() const;  // characters written, terminators included
 };
@@ -48,6 +53,12 @@ struct Layout {
     int fieldsSize() const;
 };
 
+// Record types by index, the order of the counters in the header.
+namespace rt {
+enum : int { AA, AB, BA, BB, BC, BD, BE, DA, DB, RA, RB, RC, RD, RE, RF, VC, VD, VE, VF, VG, VH,
+             IA, IB, IC, ID, IE, IF, MA, AU };
+}
+
 constexpr int PrefixLength = 41;
 constexpr int HeaderLength = 482;
 constexpr int RecordTypes = 29;
@@ -59,15 +70,19 @@ const Layout &layout(int index);
 
 // Encodes one field; false (with the reason in *why) when the value does not
 // fit its width.
+bool encodeField(const Field &f, const Record &row, QByteArray &out, QString *why);
 bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QString *why);
 // Encodes all fields of a layout after the given start; false when a value does
 // not fit, with the field's name in *field.
+bool encodeFields(const Layout &l, const Record &row, QByteArray &line, QString *field, QString *why);
 bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QString *field,
                   QString *why);
 // Cuts a line (prefix included for declaration records) into field values:
 // Text loses its trailing spaces and a blank Text or Date is null; Number,
 // Flag and quantities read back as numbers (zero where the writer put the null
 // form), units as their digit. The prefix gives "#year", "#codfisc", "#key".
+// The record is cleared first.
+void decodeLine(const Layout &l, QByteArrayView line, Record &out);
 QVariantMap decodeLine(const Layout &l, const QByteArray &line);
 
 // Material number held by each of the 21 slots of an MA record (0: empty slot).
