@@ -81,7 +81,8 @@ private:
         dbStatement *st = nullptr;
         std::vector<int> keys;
         std::vector<bool> flag;
-        bool returns = false;
+        bool returns = false;   // gives the counter key of the new row
+        bool rowid = false;     // read as the rowid, not returned by the statement
     };
     // Plans by slot: the record types, then the statements below.
     enum Slot : int {
@@ -102,9 +103,14 @@ private:
     bool declaration(Record &v, const Layout &l);
     bool family(const Layout &l, Record &v);
 
-    // Savepoint commands run unprepared: PostgreSQL cannot prepare them.
+    // Savepoint commands run unprepared where the store cannot prepare them
+    // (PostgreSQL); SQLite runs them prepared once.
     bool savepoint(const char *sql)
     {
+        if (native_) {
+            dbStatement *st = st_.get(QString::fromLatin1(sql));
+            return st && st_.exec(st);
+        }
         QString error;
         qint64 code = 0;
         if (dbStatement::run(db_.current(), QString::fromLatin1(sql), &error, &code))
@@ -115,6 +121,7 @@ private:
 
     dbClass &db_;
     Statements st_;
+    const bool native_ = dbStatement::isNativeOn(db_.current());
     refdata::comChanged conv_;
     QHash<QByteArray, qint64> nations_;   // by the description as the file has it
     // Counterparts known to be in the register: looked up once per run, not
@@ -161,8 +168,13 @@ Loader::Insert *Loader::plan(int slot, const QString &table, const std::vector<i
             // An existing company is left as it is.
             sql += QStringLiteral(" ON CONFLICT DO NOTHING");
         } else if (t && !t->key.isEmpty()) {
-            sql += QStringLiteral(" RETURNING ") + t->key;
+            // The counter key of the new row. On SQLite it is the rowid the
+            // connection reports: a RETURNING clause would make every insert
+            // open a statement journal and copy the pages it touches.
             in->returns = true;
+            in->rowid = dbStatement::isNativeOn(st_.db());
+            if (!in->rowid)
+                sql += QStringLiteral(" RETURNING ") + t->key;
         }
     }
     in->st = st_.get(sql);
@@ -204,7 +216,7 @@ void bindValues(dbStatement &st, const std::vector<int> &keys, const std::vector
                 st.bindNull(int(i));
             break;
         case Val::Kind::Int: st.bindInt(int(i), v.i); break;
-        case Val::Kind::Text: st.bindText(int(i), v.bytes()); break;
+        case Val::Kind::Text: st.bindText(int(i), v.bytes(), dbStatement::Until::Exec); break;
         }
     }
 }
@@ -219,7 +231,9 @@ qint64 Loader::insert(Insert *p, const Record &r)
     if (!st_.exec(p->st))
         return -1;
     qint64 rowId = 0;
-    if (p->returns) {
+    if (p->rowid) {
+        rowId = p->st->lastInsertId();
+    } else if (p->returns) {
         if (!p->st->next()) {
             st_.report(*p->st);
             return -1;
@@ -662,29 +676,40 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         return r;
     }
     f.readLine();
-    // A larger page cache for the length of the load: the inserts touch the
-    // tables and their indexes all over, and the default cache of about 2 MB
-    // makes SQLite read the same pages again and again. Journal and
-    // synchronous modes stay as they are: the committed data is as safe as
-    // after any other write.
-    struct Cache {
+    // For the length of the load, on SQLite: a larger page cache (the inserts
+    // touch the tables and their indexes all over, and the default cache of
+    // about 2 MB makes SQLite read the same pages again and again), and
+    // temporary storage in memory. The savepoint of each declaration keeps
+    // the pages it changes in a journal of its own, which SQLite writes to a
+    // temporary file once it passes 64 KiB: some fifty writes per
+    // declaration. Changing temp_store drops the connection's temporary
+    // tables; the export and the verification create theirs at every run.
+    // Journal and synchronous modes stay as they are: the committed data is
+    // as safe as after any other write.
+    struct Pragmas {
         QSqlDatabase db;
-        QVariant before;
-        explicit Cache(QSqlDatabase c) : db(c)
+        QVariant cacheSize, tempStore;
+        explicit Pragmas(QSqlDatabase c) : db(c)
         {
             if (db.driverName() != QLatin1String("QSQLITE"))
                 return;
             QSqlQuery q(db);
             if (q.exec(QStringLiteral("PRAGMA cache_size")) && q.next())
-                before = q.value(0);
+                cacheSize = q.value(0);
+            if (q.exec(QStringLiteral("PRAGMA temp_store")) && q.next())
+                tempStore = q.value(0);
             q.exec(QStringLiteral("PRAGMA cache_size = -32768"));
+            q.exec(QStringLiteral("PRAGMA temp_store = MEMORY"));
         }
-        ~Cache()
+        ~Pragmas()
         {
-            if (before.isValid())
-                QSqlQuery(db).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(before.toLongLong()));
+            QSqlQuery q(db);
+            if (cacheSize.isValid())
+                q.exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(cacheSize.toLongLong()));
+            if (tempStore.isValid())
+                q.exec(QStringLiteral("PRAGMA temp_store = ") + QString::number(tempStore.toLongLong()));
         }
-    } cache(db.current());
+    } pragmas(db.current());
     Loader loader(db, msg);
     if (!loader.begin()) {
         r.status = ImportResult::Failed;
@@ -692,10 +717,11 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
     }
     qint64 done = 0;
     int n = 1;
-    while (!f.atEnd()) {
-        const QByteArray line = chopLineEnd(f.readLine());
+    LineReader lines(f);
+    QByteArrayView line;
+    while (lines.next(line)) {
         ++n;
-        const Layout *l = layout(line.left(2));
+        const Layout *l = layout(line.first(std::min<qsizetype>(2, line.size())));
         if (!l) {   // the file changed since it was checked
             loader.rollback();
             loader.end();
@@ -709,7 +735,7 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         }
         // An AA line closes the declaration before it: check for a cancel there,
         // so that what is kept is always whole declarations.
-        if (l->code == QLatin1String("AA") && progress && !progress(done, r.check.total)) {
+        if (l->index == rt::AA && progress && !progress(done, r.check.total)) {
             const bool kept = loader.finishDeclaration() && loader.end();
             r.status = kept ? ImportResult::Cancelled : ImportResult::Failed;
             r.imported = loader.imported;

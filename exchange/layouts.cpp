@@ -8,6 +8,7 @@
 #include <QVarLengthArray>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace exch {
@@ -369,17 +370,19 @@ const std::vector<Layout> &layouts()
 
 const Layout &layout(int index) { return layouts().at(size_t(index)); }
 
-const Layout *layout(const QByteArray &code)
+const Layout *layout(QByteArrayView code)
 {
-    static const QHash<QByteArray, const Layout *> byCode = [] {
-        QHash<QByteArray, const Layout *> h;
+    // Codes are two capital letters: a table of 26 x 26.
+    static const std::array<const Layout *, 26 * 26> byCode = [] {
+        std::array<const Layout *, 26 * 26> t{};
         for (const Layout &l : layouts())
-            h.insert(l.code.toLatin1(), &l);
-        return h;
+            t[size_t((l.code.at(0).unicode() - 'A') * 26 + l.code.at(1).unicode() - 'A')] = &l;
+        return t;
     }();
-    return byCode.value(code, nullptr);
+    if (code.size() != 2 || code[0] < 'A' || code[0] > 'Z' || code[1] < 'A' || code[1] > 'Z')
+        return nullptr;
+    return byCode[size_t((code[0] - 'A') * 26 + code[1] - 'A')];
 }
-
 
 // ---- encoders ----
 
@@ -424,10 +427,10 @@ Val valOf(const QVariant &v, QByteArray *store)
     }
 }
 
-bool ascii(QByteArrayView b)
+bool isAscii(const char *p, qsizetype n)
 {
-    for (char c : b)
-        if (uchar(c) >= 0x80)
+    for (qsizetype i = 0; i < n; ++i)
+        if (uchar(p[i]) >= 0x80)
             return false;
     return true;
 }
@@ -443,7 +446,7 @@ void textInto(const Val &v, int w, QByteArray &out)
             out.append(c);
             ++n;
         }
-    } else if (v.isText() && ascii(v.bytes())) {
+    } else if (v.isText() && isAscii(v.s, v.n)) {
         for (char c : v.bytes()) {
             if (n == w)
                 break;
@@ -637,6 +640,21 @@ bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QSt
 
 namespace {
 
+// A whole number of a field: plain digits are read here, anything else as
+// QByteArray::toLongLong() reads it (0 when it is not a number).
+qint64 toInt64(const char *p, qsizetype n)
+{
+    if (n > 0 && n <= 18) {
+        qint64 v = 0;
+        qsizetype i = 0;
+        for (; i < n && p[i] >= '0' && p[i] <= '9'; ++i)
+            v = v * 10 + (p[i] - '0');
+        if (i == n)
+            return v;
+    }
+    return QByteArray::fromRawData(p, n).trimmed().toLongLong();
+}
+
 qint64 decodeQty(const char *p, qsizetype n)
 {
     // "0001234,500": seven digits, comma, three digits.
@@ -644,8 +662,22 @@ qint64 decodeQty(const char *p, qsizetype n)
     if (!comma)
         return 0;
     const qsizetype whole = comma - p;
-    return QByteArray::fromRawData(p, whole).trimmed().toLongLong() * 1000
-        + QByteArray::fromRawData(comma + 1, std::min<qsizetype>(3, n - whole - 1)).toLongLong();
+    return toInt64(p, whole) * 1000 + toInt64(comma + 1, std::min<qsizetype>(3, n - whole - 1));
+}
+
+// "yyyyMMdd" as "yyyy-MM-dd"; empty when it is not a date.
+QString isoDate(const char *p, qsizetype n)
+{
+    bool digits = n == 8;
+    for (qsizetype i = 0; digits && i < n; ++i)
+        digits = p[i] >= '0' && p[i] <= '9';
+    const int y = digits ? int(toInt64(p, 4)) : 0;
+    if (!digits || y < 1000)
+        return QDate::fromString(QString::fromLatin1(p, n), QStringLiteral("yyyyMMdd")).toString(Qt::ISODate);
+    if (!QDate::isValid(y, int(toInt64(p + 4, 2)), int(toInt64(p + 6, 2))))
+        return QString();
+    const char iso[10] = {p[0], p[1], p[2], p[3], '-', p[4], p[5], '-', p[6], p[7]};
+    return QString::fromLatin1(iso, 10);
 }
 
 // Text of a field through the code page, as UTF-8, without its trailing
@@ -654,6 +686,10 @@ void keepText(Record &out, int k, const char *p, qsizetype n)
 {
     while (n > 0 && p[n - 1] == ' ')
         --n;
+    if (isAscii(p, n)) {
+        out.keep(k, QByteArrayView(p, n));
+        return;
+    }
     QVarLengthArray<char, 1024> b;
     for (qsizetype i = 0; i < n; ++i) {
         const char16_t c = cp1252::toUnicode(static_cast<unsigned char>(p[i]));
@@ -669,6 +705,23 @@ void keepText(Record &out, int k, const char *p, qsizetype n)
         }
     }
     out.keep(k, QByteArrayView(b.constData(), b.size()));
+}
+
+// A text trimmed as QString::trimmed() trims it.
+void keepTrimmed(Record &out, int k, const char *p, qsizetype n)
+{
+    if (!isAscii(p, n)) {
+        out.keep(k, cp1252::decode(QByteArray::fromRawData(p, n)).trimmed());
+        return;
+    }
+    auto space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    while (n > 0 && space(p[n - 1]))
+        --n;
+    while (n > 0 && space(p[0])) {
+        ++p;
+        --n;
+    }
+    out.keep(k, QByteArrayView(p, n));
 }
 
 } // namespace
@@ -691,11 +744,14 @@ void decodeLine(const Layout &l, QByteArrayView line, Record &m)
     if (l.index >= 0) {
         qsizetype n = 0;
         const char *p = field(3, 4, &n);
-        m.set(key<"#year">(), QByteArray::fromRawData(p, n).toInt());
+        m.set(key<"#year">(), toInt64(p, n));
         p = field(8, 16, &n);
-        m.keep(key<"#codfisc">(), cp1252::decode(QByteArray::fromRawData(p, n)).trimmed());
+        keepTrimmed(m, key<"#codfisc">(), p, n);
         p = field(25, 15, &n);
-        m.keep(key<"#key">(), QString::fromLatin1(p, n));
+        if (isAscii(p, n))
+            m.keep(key<"#key">(), QByteArrayView(p, n));
+        else
+            m.keep(key<"#key">(), QString::fromLatin1(p, n));
         pos = PrefixLength;
     }
     for (const Field &f : l.fields) {
@@ -710,15 +766,11 @@ void decodeLine(const Layout &l, QByteArrayView line, Record &m)
                 m.setNull(f.key);
             break;
         }
-        case Enc::Number: m.set(f.key, QByteArray::fromRawData(p, n).toLongLong()); break;
+        case Enc::Number: m.set(f.key, toInt64(p, n)); break;
         case Enc::Flag: m.set(f.key, (n == 1 && p[0] == '1') ? 1 : 0); break;
         case Enc::Date: {
-            const QByteArray b = QByteArray::fromRawData(p, n);
             // A date that is not one reads as null.
-            const QString iso = b.trimmed().isEmpty()
-                                    ? QString()
-                                    : QDate::fromString(QString::fromLatin1(b), QStringLiteral("yyyyMMdd"))
-                                          .toString(Qt::ISODate);
+            const QString iso = QByteArray::fromRawData(p, n).trimmed().isEmpty() ? QString() : isoDate(p, n);
             if (iso.isEmpty())
                 m.setNull(f.key);
             else
@@ -728,7 +780,7 @@ void decodeLine(const Layout &l, QByteArrayView line, Record &m)
         case Enc::Qty: m.set(f.key, decodeQty(p, n)); break;
         case Enc::QtyUnit:
             m.set(f.key, decodeQty(p, std::min<qsizetype>(11, n)));
-            m.set(f.unitKey, n > 12 ? QByteArray::fromRawData(p + 12, 1).toInt() : 0);
+            m.set(f.unitKey, n > 12 ? toInt64(p + 12, 1) : 0);
             break;
         case Enc::Fixed: break;
         }

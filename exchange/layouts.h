@@ -65,7 +65,8 @@ constexpr int RecordTypes = 29;
 
 const Layout &header();
 const std::vector<Layout> &layouts();       // the 29 record types in index order
-const Layout *layout(const QByteArray &code);
+// The layout of a record code ("AA"...); null for any other text.
+const Layout *layout(QByteArrayView code);
 const Layout &layout(int index);
 
 // Encodes one field; false (with the reason in *why) when the value does not

@@ -5,6 +5,8 @@
 
 #include <QFile>
 
+#include <algorithm>
+
 namespace exch {
 
 QString CheckResult::text() const
@@ -23,7 +25,42 @@ QByteArray chopLineEnd(QByteArray line)
     return line;
 }
 
+bool LineReader::next(QByteArrayView &line)
+{
+    for (;;) {
+        const qsizetype nl = buf_.indexOf('\n', pos_);
+        if (nl >= 0 || (end_ && pos_ < buf_.size())) {
+            const qsizetype stop = nl >= 0 ? nl : buf_.size();
+            line = QByteArrayView(buf_.constData() + pos_, stop - pos_);
+            if (nl >= 0 && line.endsWith('\r'))
+                line.chop(1);
+            pos_ = nl >= 0 ? nl + 1 : buf_.size();
+            return true;
+        }
+        if (end_)
+            return false;
+        // Keep the start of a line cut by the block, read the next block.
+        buf_.remove(0, pos_);
+        pos_ = 0;
+        const qsizetype have = buf_.size();
+        constexpr qsizetype Block = 1 << 20;
+        buf_.resize(have + Block);
+        const qint64 n = in_.read(buf_.data() + have, Block);
+        buf_.resize(have + std::max<qint64>(n, 0));
+        if (n <= 0)
+            end_ = true;
+    }
+}
+
 namespace {
+
+// Up to n bytes from pos (fewer, or none, where the text is shorter).
+QByteArrayView part(QByteArrayView v, qsizetype pos, qsizetype n)
+{
+    if (pos >= v.size())
+        return {};
+    return v.sliced(pos, std::min(n, v.size() - pos));
+}
 
 CheckResult failed(const char *message, int line)
 {
@@ -68,42 +105,43 @@ CheckResult checkFile(const QString &path, const Progress &progress)
     // Last record of each kind a child hangs from, within the current declaration.
     QByteArray lastAA, lastBA, lastDA, lastRA, lastVC;
     int n = 1;
-    while (!f.atEnd()) {
-        const QByteArray line = chopLineEnd(f.readLine());
+    LineReader lines(f);
+    QByteArrayView line;
+    while (lines.next(line)) {
         ++n;
-        const Layout *l = layout(line.left(2));
+        const Layout *l = layout(line.first(std::min<qsizetype>(2, line.size())));
         if (!l)
             return failed("Tipo record errato.", n);
         if (line.size() != l->length)
             return failed("Lunghezza record errata.", n);
-        if (line.mid(3, 4) != year)
+        if (part(line, 3, 4) != year)
             return failed("Anno dichiarazione errato.", n);
         if (l->keyLength > 0) {
             const QByteArray *parent = &lastAA;
             if (l->keyLength == 49)
-                parent = l->code == QLatin1String("DB") ? &lastDA : &lastBA;
+                parent = l->index == rt::DB ? &lastDA : &lastBA;
             else if (l->keyLength == 44)
                 parent = &lastRA;
             else if (l->keyLength == 41)
                 parent = &lastVC;
-            if (parent->isEmpty() || line.mid(3, l->keyLength) != parent->mid(3, l->keyLength))
+            if (parent->isEmpty() || part(line, 3, l->keyLength) != part(*parent, 3, l->keyLength))
                 return failed("Chiave errata record figlio.", n);
         }
-        if (l->code == QLatin1String("AA")) {
-            lastAA = line;
+        switch (l->index) {
+        case rt::AA:
+            lastAA = line.toByteArray();
             lastBA.clear();
             lastDA.clear();
             lastRA.clear();
             lastVC.clear();
             ++r.declarations;
-        } else if (l->code == QLatin1String("BA"))
-            lastBA = line;
-        else if (l->code == QLatin1String("DA"))
-            lastDA = line;
-        else if (l->code == QLatin1String("RA"))
-            lastRA = line;
-        else if (l->code == QLatin1String("VC"))
-            lastVC = line;
+            break;
+        case rt::BA: lastBA = line.toByteArray(); break;
+        case rt::DA: lastDA = line.toByteArray(); break;
+        case rt::RA: lastRA = line.toByteArray(); break;
+        case rt::VC: lastVC = line.toByteArray(); break;
+        default: break;
+        }
         if (++seen[size_t(l->index)] > r.counters[size_t(l->index)])
             return failed("Il conteggio del tipo record alla riga supera il valore specificato nel record XX.", n);
         if (progress && !progress(n - 1, r.total)) {

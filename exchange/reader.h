@@ -4,6 +4,8 @@
 
 #include "exchange/expclass.h"
 
+#include <QByteArray>
+#include <QIODevice>
 #include <QString>
 #include <array>
 
@@ -25,5 +27,19 @@ CheckResult checkFile(const QString &path, const Progress &progress = {});
 
 // Strips the line end (CR LF) of a line read from the file.
 QByteArray chopLineEnd(QByteArray line);
+
+// The lines of a file, read in large blocks, without their line end (a line
+// ends at LF; a CR before it goes too). A line stays valid until the next.
+class LineReader {
+public:
+    explicit LineReader(QIODevice &in) : in_(in) {}
+    bool next(QByteArrayView &line);
+
+private:
+    QIODevice &in_;
+    QByteArray buf_;
+    qsizetype pos_ = 0;
+    bool end_ = false;
+};
 
 } // namespace exch

@@ -151,10 +151,11 @@ void dbStatement::bindInt(int i, qint64 v)
         d_->q->bindValue(i, v);
 }
 
-void dbStatement::bindText(int i, QByteArrayView utf8)
+void dbStatement::bindText(int i, QByteArrayView utf8, Until kept)
 {
     if (d_->st)
-        sqlite3_bind_text(d_->st, i + 1, utf8.data() ? utf8.data() : "", int(utf8.size()), SQLITE_TRANSIENT);
+        sqlite3_bind_text(d_->st, i + 1, utf8.data() ? utf8.data() : "", int(utf8.size()),
+                          kept == Until::Exec ? SQLITE_STATIC : SQLITE_TRANSIENT);
     else if (d_->q)
         d_->q->bindValue(i, QString::fromUtf8(utf8));
 }
@@ -355,6 +356,16 @@ QVariant dbStatement::value(int i) const
                           sqlite3_column_bytes(d_->st, i));
     default: return string(i);
     }
+}
+
+qint64 dbStatement::lastInsertId() const
+{
+    return d_->h ? sqlite3_last_insert_rowid(d_->h) : -1;
+}
+
+bool dbStatement::isNativeOn(const QSqlDatabase &db)
+{
+    return handleOf(db) != nullptr;
 }
 
 bool dbStatement::run(const QSqlDatabase &db, const QString &sql, QString *error, qint64 *code)

@@ -41,8 +41,10 @@ public:
     // Parameters by position from 0; kept until bound again.
     void bindNull(int i);
     void bindInt(int i, qint64 v);
-    // UTF-8 text, copied.
-    void bindText(int i, QByteArrayView utf8);
+    // UTF-8 text: copied, or with Until::Exec read where it is until the
+    // statement has run (the bytes must stay unchanged until then).
+    enum class Until { Rebound, Exec };
+    void bindText(int i, QByteArrayView utf8, Until kept = Until::Rebound);
     void bindText(int i, const QString &s);
     void bind(int i, const QVariant &v);
 
@@ -69,6 +71,14 @@ public:
     QByteArrayView text(int i) const;
     QString string(int i) const;
     QVariant value(int i) const;
+
+    // The key the last INSERT gave its row on this connection, where the
+    // store tells it without a RETURNING clause (SQLite: the rowid, which an
+    // INTEGER PRIMARY KEY column is); -1 elsewhere.
+    qint64 lastInsertId() const;
+    // Whether statements on db run on the SQLite library (lastInsertId()
+    // works there).
+    static bool isNativeOn(const QSqlDatabase &db);
 
     // Runs a statement once, unprepared (savepoints: PostgreSQL cannot
     // prepare them). false with *error set on failure.
