@@ -343,7 +343,7 @@ bool expClass::rows(int query, qint64 parent, Rows &out)
 void expClass::load(const Rows &r, int i, Record &rec) const
 {
     rec.clear();
-    r.set->into(r.idx[size_t(i)], rec);
+    rec.setBase(r.set, r.idx[size_t(i)]);
     renew(rec, key<"prvistat">(), key<"comistat">());
     if (rec.has(key<"nazdesc">()))
         rec.set(key<"#nazdesc">(), rec.get(key<"nazdesc">()));

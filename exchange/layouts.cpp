@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
 
 namespace exch {
@@ -385,11 +386,14 @@ const Layout *layout(QByteArrayView code)
 }
 
 // ---- encoders ----
+//
+// Each encoder writes its field, terminator included, at p and moves p past
+// it; one that fails (a value that does not fit) writes nothing.
 
 namespace {
 
 // w digits of a non-negative number with leading zeros; false when wider.
-bool digits(qint64 n, int w, QByteArray &out)
+bool digits(qint64 n, int w, char *&p)
 {
     char buf[24];
     int i = 0;
@@ -400,9 +404,9 @@ bool digits(qint64 n, int w, QByteArray &out)
     if (n > 0 || i > w)
         return false;
     for (int k = i; k < w; ++k)
-        out.append('0');
+        *p++ = '0';
     while (i > 0)
-        out.append(buf[--i]);
+        *p++ = buf[--i];
     return true;
 }
 
@@ -435,24 +439,22 @@ bool isAscii(const char *p, qsizetype n)
     return true;
 }
 
-void textInto(const Val &v, int w, QByteArray &out)
+// Text: at most w characters without line breaks, through the code page,
+// padded with spaces.
+void textInto(const Val &v, int w, char *&p)
 {
     int n = 0;
     if (v.isInt()) {
-        const QByteArray s = QByteArray::number(v.i);
-        for (char c : s) {
-            if (n == w)
-                break;
-            out.append(c);
-            ++n;
-        }
+        char buf[24];
+        const int len = std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(v.i));
+        for (; n < len && n < w; ++n)
+            *p++ = buf[n];
     } else if (v.isText() && isAscii(v.s, v.n)) {
-        for (char c : v.bytes()) {
-            if (n == w)
-                break;
+        for (int i = 0; i < v.n && n < w; ++i) {
+            const char c = v.s[i];
             if (c == '\r' || c == '\n')
                 continue;
-            out.append(c);
+            *p++ = c;
             ++n;
         }
     } else if (v.isText()) {
@@ -461,16 +463,16 @@ void textInto(const Val &v, int w, QByteArray &out)
                 break;
             if (c == u'\r' || c == u'\n')
                 continue;
-            out.append(cp1252::fromUnicode(c.unicode()));
+            *p++ = cp1252::fromUnicode(c.unicode());
             ++n;
         }
     }
     for (; n < w; ++n)
-        out.append(' ');
-    out.append(';');
+        *p++ = ' ';
+    *p++ = ';';
 }
 
-bool numberInto(const Val &v, int w, QByteArray &out)
+bool numberInto(const Val &v, int w, char *&p)
 {
     qint64 n = 0;
     if (v.isInt()) {
@@ -485,26 +487,51 @@ bool numberInto(const Val &v, int w, QByteArray &out)
                 return false;
         }
     }
-    if (n < 0 || !digits(n, w, out))
+    if (n < 0 || !digits(n, w, p))
         return false;
-    out.append(';');
+    *p++ = ';';
     return true;
 }
 
-const char *flagOf(const Val &v) { return v.toInt() != 0 ? "1;" : "0;"; }
-
-bool dateInto(const Val &v, QByteArray &out)
+void flagInto(const Val &v, char *&p)
 {
+    *p++ = v.toInt() != 0 ? '1' : '0';
+    *p++ = ';';
+}
+
+// Two digits at p as a number, -1 when they are not digits.
+int twoDigits(const char *p)
+{
+    return p[0] >= '0' && p[0] <= '9' && p[1] >= '0' && p[1] <= '9' ? (p[0] - '0') * 10 + p[1] - '0' : -1;
+}
+
+bool dateInto(const Val &v, char *&p)
+{
+    // A stored date, "yyyy-MM-dd", is read here; any other text as QDate
+    // reads an ISO date.
+    if (v.isText() && v.n == 10 && v.s[4] == '-' && v.s[7] == '-') {
+        const int c = twoDigits(v.s), y = twoDigits(v.s + 2), m = twoDigits(v.s + 5), d = twoDigits(v.s + 8);
+        if (c >= 10 && y >= 0 && m >= 0 && d >= 0) {
+            if (!QDate::isValid(c * 100 + y, m, d))
+                return false;
+            const char out[9] = {v.s[0], v.s[1], v.s[2], v.s[3], v.s[5], v.s[6], v.s[8], v.s[9], ';'};
+            std::memcpy(p, out, 9);
+            p += 9;
+            return true;
+        }
+    }
     const QString s = v.toString();
     if (v.isNull() || s.trimmed().isEmpty()) {
-        out.append("        ;");
+        std::memcpy(p, "        ;", 9);
+        p += 9;
         return true;
     }
     const QDate d = QDate::fromString(s.left(10), Qt::ISODate);
     if (!d.isValid() || d.year() < 1000 || d.year() > 9999)
         return false;
-    out.append(d.toString(QStringLiteral("yyyyMMdd")).toLatin1());
-    out.append(';');
+    std::memcpy(p, d.toString(QStringLiteral("yyyyMMdd")).toLatin1().constData(), 8);
+    p[8] = ';';
+    p += 9;
     return true;
 }
 
@@ -513,21 +540,21 @@ qint64 milliOf(const Val &v)
     return v.isInt() ? v.i : Qty::fromStore(v.toVariant()).toMilli();
 }
 
-bool quantityMilli(qint64 m, QByteArray &out)
+bool quantityMilli(qint64 m, char *&p)
 {
     if (m < 0 || m > Qty::FileMaxMilli)
         return false;
-    digits(m / 1000, 7, out);
-    out.append(',');
-    digits(m % 1000, 3, out);
-    out.append(';');
+    digits(m / 1000, 7, p);
+    *p++ = ',';
+    digits(m % 1000, 3, p);
+    *p++ = ';';
     return true;
 }
 
-bool quantityUnitInto(const Val &milli, const Val &unit, QByteArray &out)
+bool quantityUnitInto(const Val &milli, const Val &unit, char *&p)
 {
     const qint64 m = milliOf(milli);
-    if (!quantityMilli(m, out))
+    if (m < 0 || m > Qty::FileMaxMilli)
         return false;
     char u = '0';
     if (m != 0 && !unit.isNull()) {
@@ -543,8 +570,21 @@ bool quantityUnitInto(const Val &milli, const Val &unit, QByteArray &out)
             u = cp1252::fromUnicode(s.at(0).unicode());
         }
     }
-    out.append(u).append(';');
+    quantityMilli(m, p);
+    *p++ = u;
+    *p++ = ';';
     return true;
+}
+
+// Runs an encoder on a buffer and appends what it wrote.
+template <typename F>
+bool appended(QByteArray &out, F &&encode)
+{
+    char buf[512];
+    char *p = buf;
+    const bool ok = encode(p);
+    out.append(buf, p - buf);
+    return ok;
 }
 
 } // namespace
@@ -552,67 +592,90 @@ bool quantityUnitInto(const Val &milli, const Val &unit, QByteArray &out)
 QByteArray text(const QVariant &v, int w)
 {
     QByteArray store, b;
-    textInto(valOf(v, &store), w, b);
+    b.resize(w + 1);
+    char *p = b.data();
+    textInto(valOf(v, &store), w, p);
     return b;
 }
 
 bool number(const QVariant &v, int w, QByteArray &out)
 {
     QByteArray store;
-    return numberInto(valOf(v, &store), w, out);
+    return appended(out, [&](char *&p) { return numberInto(valOf(v, &store), w, p); });
 }
 
 QByteArray flag(const QVariant &v)
 {
-    QByteArray store;
-    return QByteArray(flagOf(valOf(v, &store)));
+    QByteArray store, b;
+    appended(b, [&](char *&p) {
+        flagInto(valOf(v, &store), p);
+        return true;
+    });
+    return b;
 }
 
 bool date(const QVariant &v, QByteArray &out)
 {
     QByteArray store;
-    return dateInto(valOf(v, &store), out);
+    return appended(out, [&](char *&p) { return dateInto(valOf(v, &store), p); });
 }
 
 bool quantity(const QVariant &milliValue, QByteArray &out)
 {
     QByteArray store;
-    return quantityMilli(milliOf(valOf(milliValue, &store)), out);
+    return appended(out, [&](char *&p) { return quantityMilli(milliOf(valOf(milliValue, &store)), p); });
 }
 
 bool quantityUnit(const QVariant &milliValue, const QVariant &unit, QByteArray &out)
 {
     QByteArray s1, s2;
-    return quantityUnitInto(valOf(milliValue, &s1), valOf(unit, &s2), out);
+    return appended(out, [&](char *&p) { return quantityUnitInto(valOf(milliValue, &s1), valOf(unit, &s2), p); });
 }
 
-bool encodeField(const Field &f, const Record &row, QByteArray &out, QString *why)
+namespace {
+
+bool encodeInto(const Field &f, const Record &row, char *&p, QString *why)
 {
     const Val v = f.enc == Enc::Fixed ? Val() : row.get(f.key);
     bool ok = true;
     switch (f.enc) {
-    case Enc::Text: textInto(v, f.width, out); break;
+    case Enc::Text: textInto(v, f.width, p); break;
     case Enc::Number:
-        ok = numberInto(v, f.width, out);
+        ok = numberInto(v, f.width, p);
         if (!ok && why)
             *why = QStringLiteral("il numero %1 supera %2 cifre").arg(v.toString()).arg(f.width);
         break;
-    case Enc::Flag: out.append(flagOf(v)); break;
+    case Enc::Flag: flagInto(v, p); break;
     case Enc::Date:
-        ok = dateInto(v, out);
+        ok = dateInto(v, p);
         if (!ok && why)
             *why = QStringLiteral("la data %1 non è valida").arg(v.toString());
         break;
     case Enc::Qty:
     case Enc::QtyUnit:
-        ok = f.enc == Enc::Qty ? quantityMilli(milliOf(v), out)
-                               : quantityUnitInto(v, row.get(f.unitKey), out);
+        ok = f.enc == Enc::Qty ? quantityMilli(milliOf(v), p) : quantityUnitInto(v, row.get(f.unitKey), p);
         if (!ok && why)
             *why = QStringLiteral("la quantità %1 non è compresa tra 0 e 9.999.999,999")
                        .arg(Qty::fromStore(v.toVariant()).format());
         break;
-    case Enc::Fixed: out.append(f.literal.toLatin1()).append(';'); break;
+    case Enc::Fixed:
+        for (QChar c : f.literal)
+            *p++ = char(c.unicode());
+        *p++ = ';';
+        break;
     }
+    return ok;
+}
+
+} // namespace
+
+bool encodeField(const Field &f, const Record &row, QByteArray &out, QString *why)
+{
+    const qsizetype at = out.size();
+    out.resize(at + f.size());
+    char *p = out.data() + at;
+    const bool ok = encodeInto(f, row, p, why);
+    out.resize(p - out.constData());
     return ok;
 }
 
@@ -623,8 +686,12 @@ bool encodeField(const Field &f, const QVariantMap &row, QByteArray &out, QStrin
 
 bool encodeFields(const Layout &l, const Record &row, QByteArray &line, QString *field, QString *why)
 {
+    const qsizetype at = line.size();
+    line.resize(at + l.fieldsSize());
+    char *p = line.data() + at;
     for (const Field &f : l.fields)
-        if (!encodeField(f, row, line, why)) {
+        if (!encodeInto(f, row, p, why)) {
+            line.resize(p - line.constData());
             if (field)
                 *field = f.label.isEmpty() ? f.name.mid(f.name.startsWith(u'#') ? 1 : 0) : f.label;
             return false;

@@ -102,6 +102,11 @@ void Record::copy(int k, const Record &from, int fromKey)
         setNull(k);
         return;
     }
+    const bool inSlot = size_t(fromKey) < from.slots_.size() && from.slots_[size_t(fromKey)].gen == from.gen_;
+    if (!inSlot) {   // from the base row, whose bytes stay where they are
+        set(k, from.get(fromKey));
+        return;
+    }
     const Slot &s = from.slots_[size_t(fromKey)];
     if (!s.own)
         set(k, s.v);
@@ -185,12 +190,6 @@ int RowSet::append(const dbStatement &st, int first)
         cells_.push_back(v);
     }
     return rows_++;
-}
-
-void RowSet::into(int r, Record &rec) const
-{
-    for (size_t c = 0; c < keys_.size(); ++c)
-        rec.set(keys_[c], cell(r, int(c)));
 }
 
 } // namespace exch

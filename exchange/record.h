@@ -66,13 +66,15 @@ struct Val {
     QVariant toVariant() const;
 };
 
+class RowSet;
+
 class Record {
 public:
     // Null when not set.
     Val get(int k) const
     {
         if (size_t(k) >= slots_.size() || slots_[size_t(k)].gen != gen_)
-            return {};
+            return baseValue(k);
         const Slot &s = slots_[size_t(k)];
         if (!s.own)
             return s.v;
@@ -80,7 +82,18 @@ public:
         v.s = arena_.data() + s.v.i;
         return v;
     }
-    bool has(int k) const { return size_t(k) < slots_.size() && slots_[size_t(k)].gen == gen_; }
+    bool has(int k) const
+    {
+        return (size_t(k) < slots_.size() && slots_[size_t(k)].gen == gen_) || baseHas(k);
+    }
+    // A row the record reads what is not set in it from, until cleared: the
+    // columns of a row are not copied one by one. The row set must not
+    // change meanwhile.
+    void setBase(const RowSet *set, int row)
+    {
+        base_ = set;
+        baseRow_ = row;
+    }
     // A text value is kept by reference: its bytes must outlive the record's use.
     void set(int k, Val v) { slot(k) = {v, gen_, false}; }
     void set(int k, qint64 v) { set(k, Val::of(v)); }
@@ -88,7 +101,8 @@ public:
     // A text copied into the record.
     void keep(int k, QByteArrayView utf8);
     void keep(int k, const QString &s) { keep(k, QByteArrayView(s.toUtf8())); }
-    // Sets every value of another record (texts it keeps are copied).
+    // Sets every value set in another record (texts it keeps are copied; its
+    // base row is not looked at).
     void merge(const Record &o);
     // Sets k to the value of fromKey in from (null when not set there); from
     // may be this record.
@@ -102,8 +116,9 @@ public:
         }
         keys_.clear();
         arena_.clear();
+        base_ = nullptr;
     }
-    // Keys set, in the order they were first set.
+    // Keys set, in the order they were first set (the base row's not included).
     const std::vector<int> &keys() const { return keys_; }
 
     // The same values as a map by name (tests and the header line).
@@ -111,6 +126,9 @@ public:
     static Record fromMap(const QVariantMap &m);
 
 private:
+    Val baseValue(int k) const;
+    bool baseHas(int k) const;
+
     struct Slot {
         Val v;
         quint32 gen = 0;
@@ -129,6 +147,8 @@ private:
     std::vector<int> keys_;
     std::string arena_;
     quint32 gen_ = 1;
+    const RowSet *base_ = nullptr;
+    int baseRow_ = -1;
 };
 
 // Rows of a statement kept with their values, for reading after the
@@ -146,14 +166,13 @@ public:
         rows_ = 0;
     }
     int rows() const { return rows_; }
-    // Sets every column of row r in the record.
-    void into(int r, Record &rec) const;
     // One value of row r by key (null when the statement has no such column).
     Val value(int r, int k) const
     {
         const int c = size_t(k) < column_.size() ? column_[size_t(k)] : -1;
         return c < 0 ? Val() : cell(r, c);
     }
+    bool hasColumn(int k) const { return size_t(k) < column_.size() && column_[size_t(k)] >= 0; }
 
 private:
     Val cell(int r, int c) const
@@ -169,5 +188,12 @@ private:
     std::string arena_;
     int rows_ = 0;
 };
+
+} // namespace exch
+
+namespace exch {
+
+inline Val Record::baseValue(int k) const { return base_ ? base_->value(baseRow_, k) : Val(); }
+inline bool Record::baseHas(int k) const { return base_ && base_->hasColumn(k); }
 
 } // namespace exch
