@@ -93,8 +93,13 @@ private:
         SDitte = SMaterials + 4,
         SCount
     };
-    // An UPDATE when update is set: the last key names the row.
-    Insert *plan(int slot, const QString &table, const std::vector<int> &keys, bool update = false);
+    // The statement of a slot, made the first time; an UPDATE when update is
+    // set (the last key names the row).
+    Insert *plan(int slot, const QString &table, std::initializer_list<int> keys, bool update = false)
+    {
+        return plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, update);
+    }
+    Insert *build(int slot, const QString &table, const std::vector<int> &keys, bool update);
     Insert *layoutPlan(const Layout &l, const QString &table, std::initializer_list<int> extra);
     qint64 insert(Insert *p, const Record &r);
     bool update(Insert *p, const Record &r);
@@ -137,11 +142,9 @@ private:
     int detailPos_ = 0;
 };
 
-Loader::Insert *Loader::plan(int slot, const QString &table, const std::vector<int> &keys, bool update)
+Loader::Insert *Loader::build(int slot, const QString &table, const std::vector<int> &keys, bool update)
 {
     std::unique_ptr<Insert> &p = plans_[size_t(slot)];
-    if (p)
-        return p.get();
     const schema::Table *t = schema::table(table);
     auto in = std::make_unique<Insert>();
     QStringList cols, marks;
@@ -199,7 +202,7 @@ Loader::Insert *Loader::layoutPlan(const Layout &l, const QString &table, std::i
             keys.push_back(f.unitKey);
     }
     keys.insert(keys.end(), extra);
-    return plan(l.index, table, keys);
+    return build(l.index, table, keys, false);
 }
 
 namespace {
@@ -265,9 +268,27 @@ bool Loader::subjectRow(Record &row)
         else
             row.set(key<"nazid">(), *it);
     }
-    const QByteArray cf = row.get(key<"codfisc">()).toString().trimmed().toUtf8();
+    // The tax code trimmed as QString::trimmed() trims it; plain ASCII is
+    // looked up where it is.
+    const Val code = row.get(key<"codfisc">());
+    QByteArrayView b = code.bytes();
+    auto space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    bool ascii = true;
+    for (char c : b)
+        ascii = ascii && uchar(c) < 0x80;
+    QByteArray cf;
+    if (ascii) {
+        while (!b.isEmpty() && space(b.back()))
+            b.chop(1);
+        while (!b.isEmpty() && space(b.front()))
+            b = b.sliced(1);
+        cf = QByteArray::fromRawData(b.data(), b.size());
+    } else {
+        cf = code.toString().trimmed().toUtf8();
+    }
     if (cf.isEmpty() || companies_.contains(cf))
         return true;
+    cf.detach();   // kept in the set after the line is gone
     Record &company = aux_;
     company.clear();
     for (int k : {key<"ragsoc">(), key<"via">(), key<"civico">(), key<"cap">(), key<"prvistat">(),
@@ -382,8 +403,10 @@ bool Loader::family(const Layout &l, Record &v)
     const QChar rec = l.code.at(1);
     const bool imb = fam == u'I';
     const int f = imb ? 0 : fam == u'R' ? 1 : 2;
-    static const char *const suffixes[] = {"Imb", "Raee", "Vfu"};
-    const QString suffix = QString::fromLatin1(suffixes[f]);
+    static const QString modTables[] = {QStringLiteral("ModImb"), QStringLiteral("ModRaee"), QStringLiteral("ModVfu")};
+    static const QString opTables[] = {QStringLiteral("RecModImb"), QStringLiteral("RecModRaee"),
+                                       QStringLiteral("RecModVfu")};
+    const QString &modTable = modTables[f];
     const int parentKey = imb ? key<"siid">() : fam == u'R' ? key<"srid">() : key<"vfuid">();
     const int modKey = imb ? key<"mbid">() : fam == u'R' ? key<"msrid">() : key<"mvid">();
     const qint64 parent = imb ? siID_ : fam == u'R' ? srID_ : vfuID_;
@@ -396,7 +419,7 @@ bool Loader::family(const Layout &l, Record &v)
         v.set(key<"tipomod">(), kindCode(v.get(key<"#kind">())));
         if (!subjectRow(v))
             return false;
-        const qint64 id = insert(layoutPlan(l, QStringLiteral("Mod") + suffix,
+        const qint64 id = insert(layoutPlan(l, modTable,
                                             {parentKey, key<"tipomod">(), key<"nazid">()}),
                                  v);
         if (id < 0)
@@ -414,7 +437,7 @@ bool Loader::family(const Layout &l, Record &v)
         r.set(parentKey, parent);
         r.copy(key<"rifcod">(), v, key<"rifcod">());
         r.set(key<"tipomod">(), 4);
-        mgModule_ = insert(plan(SMgFamily + f, QStringLiteral("Mod") + suffix,
+        mgModule_ = insert(plan(SMgFamily + f, modTable,
                                 {parentKey, key<"rifcod">(), key<"tipomod">()}),
                            r);
         if (mgModule_ < 0)
@@ -430,10 +453,10 @@ bool Loader::family(const Layout &l, Record &v)
         r.clear();
         r.copy(flag, v, key<"#modflag">());
         r.set(modKey, module);
-        if (!update(plan(SFlagFamily + f, QStringLiteral("Mod") + suffix, {flag, modKey}, true), r))
+        if (!update(plan(SFlagFamily + f, modTable, {flag, modKey}, true), r))
             return false;
     }
-    return pairs(v, k == 2 ? 9 : 10, SPairsFamily + f, QStringLiteral("RecMod") + suffix, modKey, module);
+    return pairs(v, k == 2 ? 9 : 10, SPairsFamily + f, opTables[f], modKey, module);
 }
 
 bool Loader::line(const Layout &l, QByteArrayView bytes)
@@ -601,7 +624,8 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
         }
         r.set(idKey, id);
         keys.push_back(idKey);
-        return update(plan(SMaterials + kind, table, keys, true), r);
+        const int slot = SMaterials + kind;
+        return update(plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, true), r);
     }
     default:
         return family(l, v);

@@ -713,10 +713,13 @@ qint64 toInt64(const char *p, qsizetype n)
 {
     if (n > 0 && n <= 18) {
         qint64 v = 0;
-        qsizetype i = 0;
-        for (; i < n && p[i] >= '0' && p[i] <= '9'; ++i)
-            v = v * 10 + (p[i] - '0');
-        if (i == n)
+        unsigned bad = 0;
+        for (qsizetype i = 0; i < n; ++i) {
+            const unsigned d = unsigned(uchar(p[i])) - '0';
+            bad |= d > 9;
+            v = v * 10 + d;
+        }
+        if (!bad)
             return v;
     }
     return QByteArray::fromRawData(p, n).trimmed().toLongLong();
@@ -725,6 +728,21 @@ qint64 toInt64(const char *p, qsizetype n)
 qint64 decodeQty(const char *p, qsizetype n)
 {
     // "0001234,500": seven digits, comma, three digits.
+    if (n == 11 && p[7] == ',') {
+        qint64 v = 0;
+        unsigned bad = 0;
+        auto digit = [&](int i) {
+            const unsigned d = unsigned(uchar(p[i])) - '0';
+            bad |= d > 9;
+            v = v * 10 + d;
+        };
+        for (int i = 0; i < 7; ++i)
+            digit(i);
+        for (int i = 8; i < 11; ++i)
+            digit(i);
+        if (!bad)
+            return v;
+    }
     const char *comma = static_cast<const char *>(memchr(p, ',', size_t(n)));
     if (!comma)
         return 0;
@@ -748,13 +766,17 @@ QString isoDate(const char *p, qsizetype n)
 }
 
 // Text of a field through the code page, as UTF-8, without its trailing
-// spaces.
+// spaces; null when blank. ASCII stays where it is, in the line.
 void keepText(Record &out, int k, const char *p, qsizetype n)
 {
     while (n > 0 && p[n - 1] == ' ')
         --n;
+    if (n == 0) {
+        out.setNull(k);
+        return;
+    }
     if (isAscii(p, n)) {
-        out.keep(k, QByteArrayView(p, n));
+        out.set(k, Val::text(QByteArrayView(p, n)));
         return;
     }
     QVarLengthArray<char, 1024> b;
@@ -788,7 +810,7 @@ void keepTrimmed(Record &out, int k, const char *p, qsizetype n)
         ++p;
         --n;
     }
-    out.keep(k, QByteArrayView(p, n));
+    out.set(k, Val::text(QByteArrayView(p, n)));
 }
 
 } // namespace
@@ -816,7 +838,7 @@ void decodeLine(const Layout &l, QByteArrayView line, Record &m)
         keepTrimmed(m, key<"#codfisc">(), p, n);
         p = field(25, 15, &n);
         if (isAscii(p, n))
-            m.keep(key<"#key">(), QByteArrayView(p, n));
+            m.set(key<"#key">(), Val::text(QByteArrayView(p, n)));
         else
             m.keep(key<"#key">(), QString::fromLatin1(p, n));
         pos = PrefixLength;
@@ -827,12 +849,7 @@ void decodeLine(const Layout &l, QByteArrayView line, Record &m)
         const char *p = field(pos, w, &n);
         pos += f.size();
         switch (f.enc) {
-        case Enc::Text: {
-            keepText(m, f.key, p, n);
-            if (m.get(f.key).n == 0)
-                m.setNull(f.key);
-            break;
-        }
+        case Enc::Text: keepText(m, f.key, p, n); break;
         case Enc::Number: m.set(f.key, toInt64(p, n)); break;
         case Enc::Flag: m.set(f.key, (n == 1 && p[0] == '1') ? 1 : 0); break;
         case Enc::Date: {

@@ -82,7 +82,8 @@ bool encodeFields(const Layout &l, const QVariantMap &row, QByteArray &line, QSt
 // Text loses its trailing spaces and a blank Text or Date is null; Number,
 // Flag and quantities read back as numbers (zero where the writer put the null
 // form), units as their digit. The prefix gives "#year", "#codfisc", "#key".
-// The record is cleared first.
+// The record is cleared first; texts in plain ASCII refer to the bytes of the
+// line, which must stay until the record is done with.
 void decodeLine(const Layout &l, QByteArrayView line, Record &out);
 QVariantMap decodeLine(const Layout &l, const QByteArray &line);
 

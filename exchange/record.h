@@ -95,7 +95,13 @@ public:
         baseRow_ = row;
     }
     // A text value is kept by reference: its bytes must outlive the record's use.
-    void set(int k, Val v) { slot(k) = {v, gen_, false}; }
+    void set(int k, Val v)
+    {
+        Slot &s = slot(k);
+        s.v = v;
+        s.gen = gen_;
+        s.own = false;
+    }
     void set(int k, qint64 v) { set(k, Val::of(v)); }
     void setNull(int k) { set(k, Val()); }
     // A text copied into the record.
