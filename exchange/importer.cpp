@@ -700,40 +700,30 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         return r;
     }
     f.readLine();
-    // For the length of the load, on SQLite: a larger page cache (the inserts
-    // touch the tables and their indexes all over, and the default cache of
-    // about 2 MB makes SQLite read the same pages again and again), and
-    // temporary storage in memory. The savepoint of each declaration keeps
-    // the pages it changes in a journal of its own, which SQLite writes to a
-    // temporary file once it passes 64 KiB: some fifty writes per
-    // declaration. Changing temp_store drops the connection's temporary
-    // tables; the export and the verification create theirs at every run.
-    // Journal and synchronous modes stay as they are: the committed data is
-    // as safe as after any other write.
-    struct Pragmas {
+    // A larger page cache for the length of the load: the inserts touch the
+    // tables and their indexes all over, and the default cache of about 2 MB
+    // makes SQLite read the same pages again and again. (The journal of each
+    // declaration's savepoint stays in memory: see
+    // dbStatement::configureLibrary.) Journal and synchronous modes stay as
+    // they are: the committed data is as safe as after any other write.
+    struct Cache {
         QSqlDatabase db;
-        QVariant cacheSize, tempStore;
-        explicit Pragmas(QSqlDatabase c) : db(c)
+        QVariant before;
+        explicit Cache(QSqlDatabase c) : db(c)
         {
             if (db.driverName() != QLatin1String("QSQLITE"))
                 return;
             QSqlQuery q(db);
             if (q.exec(QStringLiteral("PRAGMA cache_size")) && q.next())
-                cacheSize = q.value(0);
-            if (q.exec(QStringLiteral("PRAGMA temp_store")) && q.next())
-                tempStore = q.value(0);
+                before = q.value(0);
             q.exec(QStringLiteral("PRAGMA cache_size = -32768"));
-            q.exec(QStringLiteral("PRAGMA temp_store = MEMORY"));
         }
-        ~Pragmas()
+        ~Cache()
         {
-            QSqlQuery q(db);
-            if (cacheSize.isValid())
-                q.exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(cacheSize.toLongLong()));
-            if (tempStore.isValid())
-                q.exec(QStringLiteral("PRAGMA temp_store = ") + QString::number(tempStore.toLongLong()));
+            if (before.isValid())
+                QSqlQuery(db).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(before.toLongLong()));
         }
-    } pragmas(db.current());
+    } cache(db.current());
     Loader loader(db, msg);
     if (!loader.begin()) {
         r.status = ImportResult::Failed;

@@ -2,6 +2,7 @@
 
 #include "refdata/csv.h"
 #include "shell/dbclass.h"
+#include "shell/dbstatement.h"
 #include "shell/schema/schema.h"
 
 #include <QDir>
@@ -138,6 +139,7 @@ bool createDatabase(const QString &path, const QString &refdataFolder, QString *
     const QString conn = QStringLiteral("qor_template_build");
     bool ok = false;
     {
+        dbStatement::configureLibrary();
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), conn);
         db.setDatabaseName(path);
         if (!db.open()) {

@@ -1,5 +1,6 @@
 #include "shell/dbclass.h"
 
+#include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
@@ -100,6 +101,7 @@ bool dbClass::openStore(const QString &path, const QString &connection, bool rea
         return false;
     }
     closeStore(connection);
+    dbStatement::configureLibrary();
     QSqlDatabase db = QSqlDatabase::addDatabase(driver, connection);
     if (driver == QLatin1String("QSQLITE")) {
         if (!QFileInfo::exists(path)) {

@@ -14,6 +14,16 @@
 
 bool dbStatement::useNative = true;
 
+void dbStatement::configureLibrary()
+{
+    static const bool done = [] {
+        sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+        sqlite3_config(SQLITE_CONFIG_STMTJRNL_SPILL, 1 << 20);
+        return true;
+    }();
+    Q_UNUSED(done);
+}
+
 namespace {
 
 // The SQLite handle of an open Qt connection, or null (another store, or a

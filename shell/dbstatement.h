@@ -85,6 +85,16 @@ public:
     static bool run(const QSqlDatabase &db, const QString &sql, QString *error = nullptr,
                     qint64 *code = nullptr);
 
+    // Process-wide settings of the SQLite library, which it takes only before
+    // it starts (at the first connection): called before opening a store.
+    // No memory statistics: with them every allocation of every statement
+    // takes a global lock to count itself. Journals of statements and
+    // savepoints are kept in memory up to 1 MiB instead of 64 KiB before
+    // going to a temporary file: the import keeps each declaration in a
+    // savepoint, whose journal holds the pages it changes. Once the library
+    // has started the call changes nothing.
+    static void configureLibrary();
+
     // Off: SQLite too runs through QSqlQuery (the tests compare the two ways).
     static bool useNative;
 
