@@ -432,7 +432,7 @@ bool expClass::emit(Decl &d, int type, const Record &row, const QString &scheda)
 {
     const Layout &l = layout(type);
     QByteArray &out = *d.out;
-    out.append(l.code.toLatin1()).append(';').append(d.tail);
+    out.append(char(l.code.at(0).unicode())).append(char(l.code.at(1).unicode())).append(';').append(d.tail);
     QString field, why;
     if (!encodeFields(l, row, out, &field, &why))
         return fail(d, scheda, field, why);
@@ -455,7 +455,7 @@ bool expClass::fill(Decl &d, qsizetype at, int type, const Record &row, const QS
     const Layout &l = layout(type);
     QByteArray &line = scratch_;
     line.resize(0);
-    line.append(l.code.toLatin1()).append(';').append(d.tail);
+    line.append(char(l.code.at(0).unicode())).append(char(l.code.at(1).unicode())).append(';').append(d.tail);
     QString field, why;
     if (!encodeFields(l, row, line, &field, &why))
         return fail(d, scheda, field, why);
