@@ -333,7 +333,10 @@ bool expClass::rows(int query, qint64 parent, Rows &out)
     if (!st_->exec(st))
         return false;
     RowSet &set = single_[size_t(query)];
-    set.columnsOf(*st, 0);
+    if (set.columns() == 0)   // the same statement every time: its columns once
+        set.columnsOf(*st, 0);
+    else
+        set.clearRows();
     while (st->next())
         out.idx.push_back(set.append(*st, 0));
     out.set = &set;

@@ -10,8 +10,8 @@
 // same functions take a QVariantMap by name where speed does not matter.
 
 #include "exchange/record.h"
-
 #include "sections/codes.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVariant>

@@ -173,6 +173,7 @@ public:
         rows_ = 0;
     }
     int rows() const { return rows_; }
+    int columns() const { return int(keys_.size()); }
     // One value of row r by key (null when the statement has no such column).
     Val value(int r, int k) const
     {
