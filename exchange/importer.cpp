@@ -11,9 +11,12 @@
 
 #include <QFile>
 #include <QHash>
-#include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
+
+#include <string>
+#include <string_view>
+#include <unordered_set>
 
 namespace exch {
 
@@ -131,7 +134,11 @@ private:
     QHash<QByteArray, qint64> nations_;   // by the description as the file has it
     // Counterparts known to be in the register: looked up once per run, not
     // once per module. Emptied when a declaration is rolled back.
-    QSet<QByteArray> companies_;
+    struct TextHash {
+        using is_transparent = void;
+        size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
+    };
+    std::unordered_set<std::string, TextHash, std::equal_to<>> companies_;
     std::vector<std::unique_ptr<Insert>> plans_ = std::vector<std::unique_ptr<Insert>>(SCount);
     Record v_, aux_;
     bool inTransaction_ = false;
@@ -262,7 +269,7 @@ bool Loader::subjectRow(Record &row)
 {
     const Val naz = row.get(key<"#nazdesc">());
     if (naz.n > 0) {
-        auto it = nations_.constFind(naz.bytes().toByteArray());
+        auto it = nations_.constFind(QByteArray::fromRawData(naz.s, naz.n));
         if (it == nations_.constEnd())
             row.setNull(key<"nazid">());
         else
@@ -276,31 +283,31 @@ bool Loader::subjectRow(Record &row)
     bool ascii = true;
     for (char c : b)
         ascii = ascii && uchar(c) < 0x80;
-    QByteArray cf;
+    QByteArray other;   // a tax code that is not plain ASCII, trimmed through QString
     if (ascii) {
         while (!b.isEmpty() && space(b.back()))
             b.chop(1);
         while (!b.isEmpty() && space(b.front()))
             b = b.sliced(1);
-        cf = QByteArray::fromRawData(b.data(), b.size());
     } else {
-        cf = code.toString().trimmed().toUtf8();
+        other = code.toString().trimmed().toUtf8();
+        b = other;
     }
-    if (cf.isEmpty() || companies_.contains(cf))
+    const std::string_view cf(b.data(), size_t(b.size()));
+    if (cf.empty() || companies_.contains(cf))
         return true;
-    cf.detach();   // kept in the set after the line is gone
     Record &company = aux_;
     company.clear();
     for (int k : {key<"ragsoc">(), key<"via">(), key<"civico">(), key<"cap">(), key<"prvistat">(),
                   key<"comistat">()})
         company.copy(k, row, k);
-    company.set(key<"codfisc">(), Val::text(cf));
+    company.set(key<"codfisc">(), Val::text(b));
     if (insert(plan(SDitte, QStringLiteral("Ditte"),
                     {key<"codfisc">(), key<"ragsoc">(), key<"via">(), key<"civico">(), key<"cap">(),
                      key<"prvistat">(), key<"comistat">()}),
                company) < 0)
         return false;
-    companies_.insert(cf);
+    companies_.emplace(cf);
     return true;
 }
 
