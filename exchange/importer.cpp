@@ -14,6 +14,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <unordered_set>
