@@ -1,13 +1,12 @@
 #include "verify/declaration.h"
 
 #include "shell/dbclass.h"
+#include "shell/dbstatement.h"
 
 #include "shell/schema/schema.h"
 
 #include <QHash>
 #include <QSet>
-#include <QSqlError>
-#include <QSqlRecord>
 
 #include <memory>
 
@@ -127,40 +126,46 @@ namespace {
 // record costs more than reading a row.
 class Columns {
 public:
-    // The record of the statement, read after its first execution.
-    Columns &of(const QSqlQuery &q)
-    {
-        if (!rec_)
-            rec_ = std::make_unique<QSqlRecord>(q.record());
-        return *this;
-    }
-    int index(const char *name)
+    // Position of a column, looked up once per statement (names are literals,
+    // cached by address).
+    int index(const dbStatement &q, const char *name)
     {
         auto it = cache_.constFind(name);
         if (it != cache_.constEnd())
             return *it;
-        const int i = rec_->indexOf(QString::fromLatin1(name));
+        const int i = q.columnIndex(QString::fromLatin1(name));
         cache_.insert(name, i);
         return i;
     }
-    QVariant value(const QSqlQuery &q, const char *name)
+    qint64 num(const dbStatement &q, const char *name)
     {
-        const int i = index(name);
-        return i < 0 ? QVariant() : q.value(i);
+        const int i = index(q, name);
+        return i < 0 ? 0 : q.toInt(i);
     }
-    qint64 num(const QSqlQuery &q, const char *name) { return value(q, name).toLongLong(); }
-    QString text(const QSqlQuery &q, const char *name) { return value(q, name).toString(); }
-    Qty kg(const QSqlQuery &q, const char *qta, const char *umi)
+    QString text(const dbStatement &q, const char *name)
     {
-        return qtyKg(value(q, qta), value(q, umi));
+        const int i = index(q, name);
+        return i < 0 ? QString() : q.string(i);
+    }
+    Qty kg(const dbStatement &q, const char *qta, const char *umi)
+    {
+        const int i = index(q, qta);
+        if (i < 0)
+            return {};
+        Qty v;
+        switch (q.kind(i)) {
+        case dbStatement::Kind::Null: return {};
+        case dbStatement::Kind::Int: v = Qty::fromMilli(q.toInt(i)); break;
+        default: v = Qty::fromStore(q.value(i)); break;
+        }
+        return v.kg(int(num(q, umi)));
     }
 
 private:
-    std::unique_ptr<QSqlRecord> rec_;
     QHash<const void *, int> cache_;
 };
 
-Module readModule(const QSqlQuery &q, Columns &c, const char *key)
+Module readModule(const dbStatement &q, Columns &c, const char *key)
 {
     Module m;
     m.id = c.num(q, key);
@@ -255,7 +260,7 @@ QString modulePick(const QString &table, const char *key, const char *parent)
 // reaches it. One execution per table instead of one per table and
 // declaration: executing a statement costs far more than reading a row.
 struct Cursor {
-    QSqlQuery q;
+    dbStatement q;
     Columns c;
     bool started = false, has = false;
     qint64 ord = -1;
@@ -271,10 +276,9 @@ struct Cursor {
         if (!started) {
             started = true;
             if (!q.exec()) {
-                *error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
+                *error = q.error() + QStringLiteral("\n") + q.sql();
                 return false;
             }
-            c.of(q);
             advance();
         }
         while (has && ord < k)
@@ -298,21 +302,22 @@ struct Loader::Impl {
     // The run table joined to every statement: the selection in its order.
     bool fillRun(const std::vector<qint64> &order)
     {
-        QSqlQuery q(db);
-        if (!q.exec(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_verify_run "
-                                   "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"))
-            || !q.exec(QStringLiteral("DELETE FROM qor_verify_run"))
-            || !q.prepare(QStringLiteral("INSERT INTO qor_verify_run (ord, saID) VALUES (?, ?)"))) {
-            error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
+        if (!dbStatement::run(db, QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_verify_run "
+                                                 "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"), &error)
+            || !dbStatement::run(db, QStringLiteral("DELETE FROM qor_verify_run"), &error))
+            return false;
+        dbStatement ins(db, QStringLiteral("INSERT INTO qor_verify_run (ord, saID) VALUES (?, ?)"));
+        if (!ins.isValid()) {
+            error = ins.error() + QStringLiteral("\n") + ins.sql();
             return false;
         }
         // In one transaction unless the caller has one open.
         const bool own = db.transaction();
         for (size_t i = 0; i < order.size(); ++i) {
-            q.bindValue(0, qint64(i));
-            q.bindValue(1, order[i]);
-            if (!q.exec()) {
-                error = q.lastError().text() + QStringLiteral("\n") + q.lastQuery();
+            ins.bindInt(0, qint64(i));
+            ins.bindInt(1, order[i]);
+            if (!ins.exec()) {
+                error = ins.error() + QStringLiteral("\n") + ins.sql();
                 if (own)
                     db.rollback();
                 return false;
@@ -331,10 +336,9 @@ struct Loader::Impl {
                                            "ON run.saID = %3%4 ORDER BY run.ord, %5")
                                 .arg(columns, from, saID,
                                      where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where, order);
-        c.q = QSqlQuery(db);
-        c.q.setForwardOnly(dbClass::streams(db));
-        if (!c.q.prepare(sql)) {
-            error = c.q.lastError().text() + QStringLiteral("\n") + sql;
+        c.q = dbStatement(db, sql);
+        if (!c.q.isValid()) {
+            error = c.q.error() + QStringLiteral("\n") + sql;
             return false;
         }
         return true;
@@ -452,7 +456,7 @@ bool Loader::load(Declaration &d)
         return false;
     {
         Columns &c = p.rif.c;
-        QSqlQuery &q = p.rif.q;
+        dbStatement &q = p.rif.q;
         for (; p.rif.here(k); p.rif.advance()) {
             RifScheda s;
             s.id = c.num(q, "rifID");
@@ -515,7 +519,7 @@ bool Loader::load(Declaration &d)
         return false;
     for (; p.aut.here(k); p.aut.advance()) {
         Columns &c = p.aut.c;
-        const QSqlQuery &q = p.aut.q;
+        const dbStatement &q = p.aut.q;
         Authorisation a;
         a.estremi = c.text(q, "suEstremi").trimmed();
         a.dataRil = c.text(q, "suDataRil").trimmed();
@@ -548,7 +552,7 @@ bool Loader::load(Declaration &d)
             return false;
         for (; s.sez.here(k); s.sez.advance()) {
             Columns &c = s.sez.c;
-            const QSqlQuery &q = s.sez.q;
+            const dbStatement &q = s.sez.q;
             StreamScheda sc;
             sc.id = c.num(q, s.t->key);
             sc.tipo = int(c.num(q, n == 0 ? "vfuTipo" : "srTipo"));
@@ -568,7 +572,7 @@ bool Loader::load(Declaration &d)
             return false;
         for (; s.rows.here(k); s.rows.advance()) {
             Columns &c = s.rows.c;
-            const QSqlQuery &q = s.rows.q;
+            const dbStatement &q = s.rows.q;
             if (StreamScheda *sc = byKey.value(c.num(q, s.t->key)))
                 sc->rows.push_back({int(c.num(q, "Posizione")), c.text(q, "rifCod").trimmed(),
                                     int(c.num(q, "allAcc")), c.kg(q, "qta", "umi")});

@@ -1,6 +1,7 @@
 #include "verify/engine.h"
 
 #include "shell/dbclass.h"
+#include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "verify/declaration.h"
@@ -77,13 +78,16 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
                 db.commit();
         }
     } marks{db, markExportable && db.transaction()};
-    QSqlQuery mark(db);
-    if (markExportable
-        && (!db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 0"))
-            || !mark.prepare(QStringLiteral("UPDATE SezAnag SET saExp = 1 WHERE (saID = ?)")))) {
-        failed_ = true;
-        report_.close();
-        return false;
+    dbStatement mark;
+    if (markExportable) {
+        if (!db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 0"))) {
+            failed_ = true;
+            report_.close();
+            return false;
+        }
+        mark = dbStatement(db, QStringLiteral("UPDATE SezAnag SET saExp = 1 WHERE (saID = ?)"));
+        if (!mark.isValid())
+            return fail(mark.error(), mark.sql());
     }
 
     // Only the columns read below: fetching a row converts every column.
@@ -121,32 +125,33 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
     // queries on the same connection.
     std::vector<Declaration> selected;
     {
-        QSqlQuery q(db);
-        q.setForwardOnly(dbClass::streams(db));
-        if (!q.prepare(sql) || !dbClass::bindAll(q, params) || !q.exec())
-            return fail(q.lastError().text(), sql);
-        const QSqlRecord rec = q.record();
-        const int iSaID = rec.indexOf(QStringLiteral("saID")), iRag = rec.indexOf(QStringLiteral("RagSoc")),
-                  iCf = rec.indexOf(QStringLiteral("CodFisc")), iCom = rec.indexOf(QStringLiteral("comDesc")),
-                  iPrv = rec.indexOf(QStringLiteral("prvDesc")), iVia = rec.indexOf(QStringLiteral("Via")),
-                  iCiv = rec.indexOf(QStringLiteral("Civico")), iRea = rec.indexOf(QStringLiteral("REA")),
-                  iAtt = rec.indexOf(QStringLiteral("attCod"));
-        int iMat[21];
+        dbStatement q(db, sql);
+        for (int i = 0; i < params.size(); ++i)
+            q.bind(i, params.at(i));
+        if (!q.isValid() || !q.exec())
+            return fail(q.error(), sql);
+        auto col = [&](const char *name) { return q.columnIndex(QString::fromLatin1(name)); };
+        auto text = [&](int i) { return i < 0 || q.isNull(i) ? QString() : q.string(i); };
+        const int iSaID = col("saID"), iRag = col("RagSoc"), iCf = col("CodFisc"), iCom = col("comDesc"),
+                  iPrv = col("prvDesc"), iVia = col("Via"), iCiv = col("Civico"), iRea = col("REA"),
+                  iAtt = col("attCod");
+        int iQta[21], iUmi[21];
         for (int i = 1; i <= 20; ++i) {
             const QString d2 = QString::number(i).rightJustified(2, u'0');
-            iMat[i] = rec.indexOf(QStringLiteral("msQta") + d2) * 100 + rec.indexOf(QStringLiteral("msUmi") + d2);
+            iQta[i] = q.columnIndex(QStringLiteral("msQta") + d2);
+            iUmi[i] = q.columnIndex(QStringLiteral("msUmi") + d2);
         }
         while (q.next()) {
             Declaration d;
-            d.saID = q.value(iSaID).toLongLong();
-            d.header = {q.value(iRag).toString(), q.value(iCf).toString(), q.value(iCom).toString(),
-                        q.value(iPrv).toString(), q.value(iVia).toString(), q.value(iCiv).toString(),
-                        q.value(iRea).isNull() ? QString() : q.value(iRea).toString()};
-            d.activityFound = !q.value(iAtt).isNull();
+            d.saID = q.toInt(iSaID);
+            d.header = {text(iRag), text(iCf), text(iCom), text(iPrv), text(iVia), text(iCiv), text(iRea)};
+            d.activityFound = !q.isNull(iAtt);
             for (int i = 1; i <= 20; ++i)
-                d.materials[i] = qtyKg(q.value(iMat[i] / 100), q.value(iMat[i] % 100));
+                d.materials[i] = qtyKg(q.value(iQta[i]), q.value(iUmi[i]));
             selected.push_back(std::move(d));
         }
+        if (!q.error().isEmpty())
+            return fail(q.error(), sql);
     }
     progress_.total = int(selected.size());
 
@@ -182,10 +187,9 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
 
         const int level = report_.remarkLevel();
         if (markExportable && level < 2) {
-            mark.bindValue(0, d.saID);
+            mark.bindInt(0, d.saID);
             if (!mark.exec()) {
-                msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, mark.lastError().text(),
-                                 mark.lastQuery());
+                msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, mark.error(), mark.sql());
                 failed_ = true;
                 report_.close();
                 return progress_.withErrors > 0;
