@@ -2,6 +2,7 @@
 
 #include "exchange/layouts.h"
 #include "exchange/statements.h"
+#include "sections/codes.h"
 #include "shell/dbclass.h"
 #include "shell/dbstatement.h"
 #include "shell/messages.h"
@@ -104,9 +105,9 @@ const std::vector<QueryText> &queries()
 
         // Operation rows of the MG modules of the schede RIF.
         const QString recRifKey = schema::table(QStringLiteral("RecRif"))->key;
-        v[QRifOps] = {QStringLiteral("SELECT Codice, qta, umi FROM RecRif WHERE (mrID = ?) ORDER BY Posizione, Codice, %1")
+        v[QRifOps] = {QStringLiteral("SELECT Posizione, Codice, qta, umi FROM RecRif WHERE (mrID = ?) ORDER BY Posizione, Codice, %1")
                           .arg(recRifKey),
-                      QStringLiteral("SELECT run.ord, RecRif.mrID, RecRif.Codice, RecRif.qta, RecRif.umi FROM RecRif "
+                      QStringLiteral("SELECT run.ord, RecRif.mrID, RecRif.Posizione, RecRif.Codice, RecRif.qta, RecRif.umi FROM RecRif "
                                      "INNER JOIN ModRif ON ModRif.mrID = RecRif.mrID") + rifJoin +
                           QStringLiteral(" ORDER BY run.ord, RecRif.Posizione, RecRif.Codice, RecRif.") + recRifKey};
 
@@ -140,9 +141,9 @@ const std::vector<QueryText> &queries()
                     QStringLiteral(".saID LEFT JOIN Nazioni ON %1.nazID = Nazioni.nazID ORDER BY run.ord").arg(mod) + modOrder};
             const QString opKey = schema::table(recMod)->key;
             v[size_t(QFamOps + i)] = {
-                QStringLiteral("SELECT Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice, %3")
+                QStringLiteral("SELECT Posizione, Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice, %3")
                     .arg(recMod, modKey, opKey),
-                QStringLiteral("SELECT run.ord, %1.%2, %1.Codice, %1.qta, %1.umi FROM %1 INNER JOIN %3 ON %3.%2 = %1.%2")
+                QStringLiteral("SELECT run.ord, %1.%2, %1.Posizione, %1.Codice, %1.qta, %1.umi FROM %1 INNER JOIN %3 ON %3.%2 = %1.%2")
                         .arg(recMod, modKey, mod) +
                     sezJoin + mod + u'.' + key + run + sez +
                     QStringLiteral(".saID ORDER BY run.ord, %1.Posizione, %1.Codice, %1.%2").arg(recMod, opKey)};
@@ -467,24 +468,59 @@ bool expClass::fill(Decl &d, qsizetype at, int type, const Record &row, const QS
     return true;
 }
 
-bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r, const QString &scheda)
+// The operation rows of a DR module fill pairs of lines numbered 1, 2, ...
+// An MG module keeps its rows in three grids (recovery, disposal, disposal
+// under art. 191): each grid with rows is written in one pair of lines whose
+// number is the grid, so that the reader puts every row back in its grid; a
+// grid holds one row per operation code, at most 15, and fits in a pair. A row
+// of an MG module outside the three grids goes with the grid of its kind of
+// code. A module without rows writes one empty pair.
+bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r, const QString &scheda,
+                           bool grids)
 {
     const NumberedKeys &k = numbered();
     const int n = r.size();
     base.set(key<"#nrows">(), n);
-    const int pairsOfLines = std::max(1, (n + 18) / 19);
-    for (int s = 0; s < pairsOfLines; ++s) {
+    // Pairs to write: (number of the pair, rows in it).
+    std::vector<std::pair<int, std::vector<int>>> pairs;
+    if (grids) {
+        std::vector<int> byGrid[3];
+        for (int i = 0; i < n; ++i) {
+            int g = int(r.value(i, key<"posizione">()).toInt());
+            if (g < codes::GridRecupero || g > codes::GridSmaltimento191)
+                g = r.value(i, key<"codice">()).toString().startsWith(u'R') ? codes::GridRecupero
+                                                                           : codes::GridSmaltimento;
+            byGrid[g - 1].push_back(i);
+        }
+        for (int g = 0; g < 3; ++g) {
+            if (byGrid[g].size() > 19)
+                return fail(d, scheda, QStringLiteral("Codice"), QStringLiteral("più di 19 operazioni nella stessa tabella"));
+            if (!byGrid[g].empty())
+                pairs.emplace_back(g + 1, std::move(byGrid[g]));
+        }
+    } else {
+        for (int s = 0; s * 19 < n; ++s) {
+            std::vector<int> rows;
+            for (int i = s * 19; i < n && i < s * 19 + 19; ++i)
+                rows.push_back(i);
+            pairs.emplace_back(s + 1, std::move(rows));
+        }
+    }
+    if (pairs.empty())
+        pairs.emplace_back(1, std::vector<int>());
+    for (const auto &[seq, rows] : pairs) {
         for (int part = 0; part < 2; ++part) {
             Record &m = line_;
             m.clear();
             m.merge(base);
-            m.set(key<"#seq">(), s + 1);
-            const int first = s * 19 + (part == 0 ? 0 : 9);
+            m.set(key<"#seq">(), seq);
+            const int first = part == 0 ? 0 : 9;
             const int count = part == 0 ? 9 : 10;
-            for (int i = 0; i < count && first + i < n; ++i) {
-                m.set(k.cod[i], r.value(first + i, key<"codice">()));
-                m.set(k.qta[i], r.value(first + i, key<"qta">()));
-                m.set(k.qtaU[i], r.value(first + i, key<"umi">()));
+            for (int i = 0; i < count && first + i < int(rows.size()); ++i) {
+                const int row = rows[size_t(first + i)];
+                m.set(k.cod[i], r.value(row, key<"codice">()));
+                m.set(k.qta[i], r.value(row, key<"qta">()));
+                m.set(k.qtaU[i], r.value(row, key<"umi">()));
             }
             if (!emit(d, part == 0 ? c1 : c2, m, scheda))
                 return false;
@@ -649,7 +685,7 @@ bool expClass::writeRif(Decl &d)
             base.set(key<"#prog">(), ++perKind[4]);
             if (!rows(QRifOps, mods.value(i, key<"mrid">()).toInt(), ops))
                 return fail(d, scheda, QStringLiteral("RecRif"), QStringLiteral("lettura non riuscita"));
-            if (!detailLines(d, rt::BD, rt::BE, base, ops, scheda))
+            if (!detailLines(d, rt::BD, rt::BE, base, ops, scheda, true))
                 return false;
         }
         s.set(key<"#nrt">(), perKind[1]);
@@ -746,7 +782,7 @@ bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint
             base.merge(start);
             for (int k : {key<"rifcod">(), key<"#kind">(), key<"#prog">(), key<"#modflag">()})
                 base.copy(k, m, k);
-            if (!detailLines(d, rec[2], rec[3], base, ops, scheda))
+            if (!detailLines(d, rec[2], rec[3], base, ops, scheda, t == 4))
                 return false;
         }
     }

@@ -61,7 +61,7 @@ private:
     bool emit(Decl &d, int type, const Record &row, const QString &scheda);
     qsizetype reserve(Decl &d, int type);
     bool fill(Decl &d, qsizetype at, int type, const Record &row, const QString &scheda);
-    bool detailLines(Decl &d, int c1, int c2, Record &base, const Rows &ops, const QString &scheda);
+    bool detailLines(Decl &d, int c1, int c2, Record &base, const Rows &ops, const QString &scheda, bool grids);
     bool materials(Decl &d, const Record &row, const char *kind, int category, const int *slots,
                    const QString &scheda);
     void renew(Record &row, int prv, int com) const;

@@ -147,6 +147,15 @@ private:
     qint64 saID_ = 0, rifID_ = 0, intID_ = 0, siID_ = 0, srID_ = 0, vfuID_ = 0;
     int vfuTipo_ = 0;
     qint64 drModule_ = 0, mgModule_ = 0;   // modules the detail lines go to
+    // The MG module the last detail lines began: its scheda record type,
+    // parent key and progressive. A line of another begins a new module.
+    struct MgKey {
+        int family = -1;
+        qint64 parent = 0, prog = 0;
+        bool operator==(const MgKey &) const = default;
+    } mgKey_;
+    // Posizione of the rows of the line being read: the grid of an MG module
+    // (the number of its pair of lines), the one grid of a DR module.
     int detailPos_ = 0;
 };
 
@@ -334,7 +343,7 @@ bool Loader::pairs(const Record &v, int count, int slot, const QString &table, i
             continue;
         r.clear();
         r.set(parentKey, parent);
-        r.set(key<"posizione">(), ++detailPos_);
+        r.set(key<"posizione">(), detailPos_);
         r.set(key<"codice">(), code);
         r.set(key<"qta">(), v.get(k.qta[i]));
         r.set(key<"umi">(), v.get(k.qtaU[i]));
@@ -401,6 +410,7 @@ bool Loader::declaration(Record &a, const Layout &l)
     if (saID_ < 0)
         return false;
     rifID_ = intID_ = siID_ = srID_ = vfuID_ = drModule_ = mgModule_ = 0;
+    mgKey_ = {};
     return true;
 }
 
@@ -432,14 +442,14 @@ bool Loader::family(const Layout &l, Record &v)
                                  v);
         if (id < 0)
             return false;
-        if (k == 1) {
+        if (k == 1)
             drModule_ = id;
-            detailPos_ = 0;
-        }
         return true;
     }
     const bool mg = kindCode(v.get(key<"#kind">())) == 4;
-    if (mg && k == 2 && v.get(key<"#seq">()).toInt() == 1) {
+    const MgKey here{f, parent, v.get(key<"#prog">()).toInt()};
+    if (mg && k == 2 && !(here == mgKey_)) {
+        mgKey_ = here;
         Record &r = aux_;
         r.clear();
         r.set(parentKey, parent);
@@ -450,8 +460,8 @@ bool Loader::family(const Layout &l, Record &v)
                            r);
         if (mgModule_ < 0)
             return false;
-        detailPos_ = 0;
     }
+    detailPos_ = mg ? int(v.get(key<"#seq">()).toInt()) : 1;
     const qint64 module = mg ? mgModule_ : drModule_;
     if (module == 0)
         return false;
@@ -510,7 +520,8 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
     case rt::BE:
         if (rifID_ == 0)
             return false;
-        if (l.index == rt::BD && v.get(key<"#seq">()).toInt() == 1) {
+        if (const MgKey here{3, rifID_, v.get(key<"#prog">()).toInt()}; l.index == rt::BD && !(here == mgKey_)) {
+            mgKey_ = here;
             Record &r = aux_;
             r.clear();
             r.set(key<"rifid">(), rifID_);
@@ -518,8 +529,8 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
             mgModule_ = insert(plan(SMgRif, QStringLiteral("ModRif"), {key<"rifid">(), key<"tipomod">()}), r);
             if (mgModule_ < 0)
                 return false;
-            detailPos_ = 0;
         }
+        detailPos_ = int(v.get(key<"#seq">()).toInt());
         if (mgModule_ == 0)
             return false;
         return pairs(v, l.index == rt::BD ? 9 : 10, SPairsRif, QStringLiteral("RecRif"), key<"mrid">(), mgModule_);

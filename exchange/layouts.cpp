@@ -123,8 +123,11 @@ void dr(Fields &f, const char *flagColumn, int filler)
 // pairs and closes with the module's flag (mbFlag for packaging, Privati
 // otherwise) and the number of its rows. Each line starts with the module's
 // waste code, kind ("DR" or "MG"), progressive within its kind and the number
-// of the pair of lines (1, 2, ... for modules with more than 19 rows). Every
-// DR and MG module writes at least one pair.
+// of the pair of lines. A DR module numbers its pairs 1, 2, ... (more than 19
+// rows take two); an MG module writes one pair for each of its grids that has
+// rows, numbered with the grid (1 recovery, 2 disposal, 3 disposal under art.
+// 191), so the rows go back to their grid when read. Every DR and MG module
+// writes at least one pair.
 void detail1(Fields &f)
 {
     add(f, {T("rifCod", 6), T("#kind", 2), N("#prog", 3), N("#seq", 2)});
@@ -213,7 +216,7 @@ std::vector<Layout> build()
     // BD, BE: RIF module MG with its RecRif rows. Decided: as the detail lines
     // of the other families, in pairs of lines: kind "MG", the module's
     // progressive among the MG modules of the scheda (Number(5)), the number of
-    // the pair (Number(2)), then 9 (BD) or 10 (BE) pairs of operation code
+    // the pair, which is the grid of its rows (Number(2)), then 9 (BD) or 10 (BE) pairs of operation code
     // Text(5) and quantity with unit; BE closes with the number of rows of the
     // module (Number(2)). Every MG module writes at least one pair.
     f = {};

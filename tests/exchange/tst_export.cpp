@@ -136,9 +136,11 @@ QList<QByteArray> goldenLines()
     l << "BB" + p + "0001;150101;" + "RT;00001;" + bianchi + bianchiName + viaPo + "0000200,000;1;" + noNation +
              "1;" + Z + Z + Z + Z + Z + "0;0;";
     l << "BC" + p + "0001;150101;" + "00001;" + "001;272;" + "0;" + "0000001,500;2;";
-    l << "BD" + p + "0001;150101;" + "MG;00001;01;" + "R13  ;0000600,000;1;" + "D15  ;0000400,000;1;" +
-             times(EmptyPair, 7);
+    // One pair of lines per grid of the MG module: 01 recovery, 02 disposal.
+    l << "BD" + p + "0001;150101;" + "MG;00001;01;" + "R13  ;0000600,000;1;" + times(EmptyPair, 8);
     l << "BE" + p + "0001;150101;" + "MG;00001;01;" + times(EmptyPair, 10) + "02;";
+    l << "BD" + p + "0001;150101;" + "MG;00001;02;" + "D15  ;0000400,000;1;" + times(EmptyPair, 8);
+    l << "BE" + p + "0001;150101;" + "MG;00001;02;" + times(EmptyPair, 10) + "02;";
     l << "MA" + p + "RIF;00;" + "0000001,500;1;" + times(Z, 20);
     l << "DA" + p + "0001;170405;" + "1;0;0;0;0;0;0;" + "0004200,000;1;" + "00001;00000;";
     l << "DB" + p + "0001;170405;" + "UO;00001;" + verdi + verdiName + "000;000;" + pad("RUE DU PORT", 30) + ';' +
@@ -195,10 +197,10 @@ private Q_SLOTS:
         QVERIFY2(t.msg.shown.isEmpty(), qPrintable(t.msg.texts().join(u'\n')));
 
         const QList<QByteArray> expected = goldenLines();
-        QByteArray head = "XX;6.02/18;01;20190315;093000;" + QByteArray("00000032;") + times("00001;", 27) +
+        QByteArray head = "XX;6.02/18;01;20190315;093000;" + QByteArray("00000034;") + times("00001;", 5) + "00002;00002;" + times("00001;", 20) +
                           "00004;" + "00001;" + sp(16) + ';' + sp(60) + ';' + sp(30) + ';' + sp(10) + ';' +
                           sp(5) + ';' + sp(30) + ';' + sp(2) + ';' + sp(5) + ';' + sp(10) + ';' + sp(60) + ';' +
-                          pad("00004188", 30) + ';';
+                          pad("00004190", 30) + ';';
         QCOMPARE(head.size(), 482);
         const QList<QByteArray> got = readAll(path).split('\n');
         QCOMPARE(got.size(), expected.size() + 2);   // header, lines, empty rest after the last CR LF

@@ -73,6 +73,36 @@ QStringList streamRows(dbClass &db, qint64 saID)
     return out;
 }
 
+// The operation rows of the MG and DR modules of a declaration: module kind,
+// waste code, grid (Posizione), operation code and quantity.
+QStringList operationRows(dbClass &db, qint64 saID)
+{
+    static const char *const statements[] = {
+        "SELECT 'RIF', ModRif.tipoMod, SezRif.rifCod, RecRif.Posizione, RecRif.Codice, RecRif.qta, RecRif.umi "
+        "FROM (RecRif INNER JOIN ModRif ON RecRif.mrID = ModRif.mrID) INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID "
+        "WHERE (SezRif.saID = ?) ORDER BY SezRif.rifCod, RecRif.Posizione, RecRif.Codice",
+        "SELECT 'IMB', ModImb.tipoMod, ModImb.rifCod, RecModImb.Posizione, RecModImb.Codice, RecModImb.qta, RecModImb.umi "
+        "FROM (RecModImb INNER JOIN ModImb ON RecModImb.mbID = ModImb.mbID) INNER JOIN SezImb ON ModImb.siID = SezImb.siID "
+        "WHERE (SezImb.saID = ?) ORDER BY ModImb.rifCod, ModImb.tipoMod, RecModImb.Posizione, RecModImb.Codice",
+        "SELECT SezRaee.srTipo, ModRaee.tipoMod, ModRaee.rifCod, RecModRaee.Posizione, RecModRaee.Codice, RecModRaee.qta "
+        "FROM (RecModRaee INNER JOIN ModRaee ON RecModRaee.msrID = ModRaee.msrID) INNER JOIN SezRaee ON ModRaee.srID = SezRaee.srID "
+        "WHERE (SezRaee.saID = ?) ORDER BY SezRaee.srTipo, ModRaee.rifCod, ModRaee.tipoMod, RecModRaee.Posizione, RecModRaee.Codice",
+        "SELECT SezVfu.vfuTipo, ModVfu.tipoMod, ModVfu.rifCod, RecModVfu.Posizione, RecModVfu.Codice, RecModVfu.qta "
+        "FROM (RecModVfu INNER JOIN ModVfu ON RecModVfu.mvID = ModVfu.mvID) INNER JOIN SezVfu ON ModVfu.vfuID = SezVfu.vfuID "
+        "WHERE (SezVfu.saID = ?) ORDER BY SezVfu.vfuTipo, ModVfu.rifCod, ModVfu.tipoMod, RecModVfu.Posizione, RecModVfu.Codice"};
+    QStringList out;
+    for (const char *sql : statements) {
+        QSqlQuery q = db.query(QString::fromLatin1(sql), {saID});
+        while (q.next()) {
+            QStringList values;
+            for (int i = 0; i < q.record().count(); ++i)
+                values << q.value(i).toString();
+            out << values.join(u'|');
+        }
+    }
+    return out;
+}
+
 } // namespace
 
 class RoundTrip : public QObject {
@@ -90,6 +120,13 @@ private Q_SLOTS:
         o.withErrors = false;
         QString error;
         QVERIFY2(demo::generate(a.db, o, nullptr, &error), qPrintable(error));
+        // Disposal rows in the art. 191 grid of an MG module of every family:
+        // the grid must survive the file.
+        for (const char *sql : {"UPDATE RecRif SET Posizione = 3 WHERE rrID IN (SELECT MIN(rrID) FROM RecRif WHERE Codice LIKE 'D%' GROUP BY mrID)",
+                                "UPDATE RecModImb SET Posizione = 3 WHERE Codice LIKE 'D%' AND Posizione = 2",
+                                "UPDATE RecModVfu SET Posizione = 3 WHERE Codice LIKE 'D%' AND Posizione = 2"})
+            QVERIFY(a.db.execute(QString::fromLatin1(sql)));
+        QVERIFY(a.db.scalar(QStringLiteral("SELECT COUNT(*) FROM RecRif WHERE Posizione = 3")).toInt() > 0);
         const QString f1 = dir.filePath(QStringLiteral("one.000"));
         QCOMPARE(exportDeclarations(a.db, a.msg, f1, allDeclarations(a.db)), ExportResult::Done);
         QVERIFY2(a.msg.shown.isEmpty(), qPrintable(a.msg.texts().join(u'\n')));
@@ -113,6 +150,9 @@ private Q_SLOTS:
         QCOMPARE(after.size(), before.size());
         for (int i = 0; i < before.size(); ++i)
             QCOMPARE(streamRows(b.db, after[i]), streamRows(a.db, before[i]));
+        // Every operation row comes back in its grid.
+        for (int i = 0; i < before.size(); ++i)
+            QCOMPARE(operationRows(b.db, after[i]), operationRows(a.db, before[i]));
 
         // The sender of the file is the user's own data, not part of a declaration.
         QSqlQuery setup = a.db.query(QStringLiteral("SELECT * FROM Setup"));
