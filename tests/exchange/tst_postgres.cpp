@@ -7,6 +7,7 @@
 #include "exchange/importer.h"
 #include "fixture.h"
 #include "shell/schema/schema.h"
+#include "verify/engine.h"
 
 #include <QSqlQuery>
 
@@ -84,6 +85,19 @@ private Q_SLOTS:
         QCOMPARE(exportDeclarations(db, msg, second, declarations(db)), ExportResult::Done);
         QCOMPARE(masked(readAll(second), false), masked(readAll(first), false));
         QVERIFY(msg.shown.isEmpty());
+
+        // Verification reads the same rows on both stores: the same report.
+        auto report = [&](dbClass &store, Messages &m, const QString &name) {
+            verify::Engine e(store, m);
+            const QString path = dir.filePath(name);
+            if (!e.openReport(path))
+                return QByteArray();
+            e.run(verify::Mode::All, 0, true, false);
+            return e.failed() || e.progress().total != 3 ? QByteArray() : readAll(path);
+        };
+        const QByteArray onPg = report(db, msg, QStringLiteral("pg.txt"));
+        QVERIFY(!onPg.isEmpty());
+        QCOMPARE(onPg, report(lite.db, lite.msg, QStringLiteral("lite.txt")));
     }
 };
 
