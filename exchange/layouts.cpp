@@ -1,6 +1,7 @@
 #include "exchange/layouts.h"
 
 #include "exchange/codepage.h"
+#include "shell/dbstatement.h"
 #include "shell/qty.h"
 
 #include <QDate>
@@ -419,19 +420,10 @@ Val valOf(const QVariant &v, QByteArray *store)
 {
     if (!v.isValid() || v.isNull())
         return {};
-    switch (v.typeId()) {
-    case QMetaType::LongLong:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Bool:
+    if (dbStatement::isInteger(v))
         return Val::of(v.toLongLong());
-    default:
-        *store = v.toString().toUtf8();
-        return Val::text(*store);
-    }
+    *store = v.toString().toUtf8();
+    return Val::text(*store);
 }
 
 bool isAscii(const char *p, qsizetype n)

@@ -136,19 +136,10 @@ Record Record::fromMap(const QVariantMap &m)
             r.setNull(k);
             continue;
         }
-        switch (v.typeId()) {
-        case QMetaType::LongLong:
-        case QMetaType::Int:
-        case QMetaType::UInt:
-        case QMetaType::ULongLong:
-        case QMetaType::Short:
-        case QMetaType::UShort:
-        case QMetaType::Bool:
+        if (dbStatement::isInteger(v))
             r.set(k, v.toLongLong());
-            break;
-        default:
+        else
             r.keep(k, v.toString());
-        }
     }
     return r;
 }

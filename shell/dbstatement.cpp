@@ -38,7 +38,9 @@ sqlite3 *handleOf(const QSqlDatabase &db)
     return *static_cast<sqlite3 *const *>(v.constData());
 }
 
-bool isInteger(const QVariant &v)
+} // namespace
+
+bool dbStatement::isInteger(const QVariant &v)
 {
     switch (v.typeId()) {
     case QMetaType::LongLong:
@@ -53,8 +55,6 @@ bool isInteger(const QVariant &v)
         return false;
     }
 }
-
-} // namespace
 
 struct dbStatement::Impl {
     QString sql;

@@ -79,6 +79,8 @@ public:
     // Whether statements on db run on the SQLite library (lastInsertId()
     // works there).
     static bool isNativeOn(const QSqlDatabase &db);
+    // Whether a value holds a whole number (bound and read as an integer).
+    static bool isInteger(const QVariant &v);
 
     // Runs a statement once, unprepared (savepoints: PostgreSQL cannot
     // prepare them). false with *error set on failure.
