@@ -1,5 +1,7 @@
 #include "ui/controls.h"
 
+#include <algorithm>
+
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qty.h"
@@ -558,7 +560,11 @@ Navigator::Navigator(const QString &text, QWidget *parent) : QWidget(parent), te
     prev_ = mk(QStringLiteral("<"), QStringLiteral("Precedente (Ctrl+PgSu)"));
     label_ = new QLabel(this);
     label_->setAlignment(Qt::AlignCenter);
-    label_->setMinimumWidth(label_->fontMetrics().horizontalAdvance(text + QStringLiteral(" 9999 di 9999")) + 16);
+    // Room for the longest caption, so it is never cut.
+    const QFontMetrics fm = label_->fontMetrics();
+    label_->setMinimumWidth(std::max(fm.horizontalAdvance(text + QStringLiteral(" 9999 di 9999")),
+                                     fm.horizontalAdvance(text + QStringLiteral(" - nuovo inserimento (totale 9999)")))
+                            + 16);
     lay->addWidget(label_);
     next_ = mk(QStringLiteral(">"), QStringLiteral("Successivo (Ctrl+PgGiù)"));
     last_ = mk(QStringLiteral(">|"), QStringLiteral("Ultimo (Ctrl+End)"));
