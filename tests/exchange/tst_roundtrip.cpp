@@ -36,6 +36,23 @@ const QStringList TreeTables = {
     QStringLiteral("SezVfu"),  QStringLiteral("RecVfu"),  QStringLiteral("ModVfu"),
     QStringLiteral("RecModVfu")};
 
+// The rows of statements taking a declaration's saID, as text lines.
+template <size_t N>
+QStringList rowsAsText(dbClass &db, const char *const (&statements)[N], qint64 saID)
+{
+    QStringList out;
+    for (const char *sql : statements) {
+        QSqlQuery q = db.query(QString::fromLatin1(sql), {saID});
+        while (q.next()) {
+            QStringList values;
+            for (int i = 0; i < q.record().count(); ++i)
+                values << q.value(i).toString();
+            out << values.join(u'|');
+        }
+    }
+    return out;
+}
+
 // The waste rows and the modules of the special-stream schede of a
 // declaration, as text lines in a fixed order: what the forms show and the
 // modules hang from (scheda kind, frame, code).
@@ -60,17 +77,7 @@ QStringList streamRows(dbClass &db, qint64 saID)
         "SELECT SezVfu.vfuTipo, ModVfu.tipoMod, ModVfu.rifCod, ModVfu.qtaMod FROM ModVfu "
         "INNER JOIN SezVfu ON ModVfu.vfuID = SezVfu.vfuID WHERE (SezVfu.saID = ?) "
         "ORDER BY SezVfu.vfuTipo, ModVfu.rifCod, ModVfu.tipoMod, ModVfu.qtaMod"};
-    QStringList out;
-    for (const char *sql : statements) {
-        QSqlQuery q = db.query(QString::fromLatin1(sql), {saID});
-        while (q.next()) {
-            QStringList values;
-            for (int i = 0; i < q.record().count(); ++i)
-                values << q.value(i).toString();
-            out << values.join(u'|');
-        }
-    }
-    return out;
+    return rowsAsText(db, statements, saID);
 }
 
 // The operation rows of the MG and DR modules of a declaration: module kind,
@@ -90,17 +97,7 @@ QStringList operationRows(dbClass &db, qint64 saID)
         "SELECT SezVfu.vfuTipo, ModVfu.tipoMod, ModVfu.rifCod, RecModVfu.Posizione, RecModVfu.Codice, RecModVfu.qta "
         "FROM (RecModVfu INNER JOIN ModVfu ON RecModVfu.mvID = ModVfu.mvID) INNER JOIN SezVfu ON ModVfu.vfuID = SezVfu.vfuID "
         "WHERE (SezVfu.saID = ?) ORDER BY SezVfu.vfuTipo, ModVfu.rifCod, ModVfu.tipoMod, RecModVfu.Posizione, RecModVfu.Codice"};
-    QStringList out;
-    for (const char *sql : statements) {
-        QSqlQuery q = db.query(QString::fromLatin1(sql), {saID});
-        while (q.next()) {
-            QStringList values;
-            for (int i = 0; i < q.record().count(); ++i)
-                values << q.value(i).toString();
-            out << values.join(u'|');
-        }
-    }
-    return out;
+    return rowsAsText(db, statements, saID);
 }
 
 } // namespace
