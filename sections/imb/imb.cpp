@@ -205,48 +205,19 @@ int surfaceOf(int posizione)
     return posizione == codes::ImbPublic ? codes::SurfacePublic : codes::SurfacePrivate;
 }
 
-// Modules of a stored row whose code was changed on the form follow the new
-// code: the RT-IMB modules of the row's surface once no row of its group keeps
-// the old code, the others once no row of the scheda keeps it. Read before
-// the rows are rewritten: the module keys and the code each goes to.
+// Modules of a stored row whose code was changed follow the new code; the
+// RT-IMB modules go by the row's surface (public or private group).
 QVector<QPair<qint64, QString>> followingModules(AppContext &ctx, qint64 siID, const QVector<Row> &rows)
 {
-    QVector<QPair<qint64, QString>> moves;
-    if (siID <= 0)
-        return moves;
-    QHash<qint64, QString> stored;
-    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT riID, rifCod FROM RecImb WHERE (siID = ?)"), {siID});
-    while (q.next())
-        stored.insert(q.value(0).toLongLong(), q.value(1).toString());
-    QSet<qint64> claimed;
-    auto claim = [&](const QString &where, const QVariantList &params, const QString &to) {
-        QSqlQuery m = ctx.db.query(QStringLiteral("SELECT mbID FROM ModImb WHERE (siID = ? AND rifCod = ? AND %1)").arg(where),
-                                   params);
-        while (m.next()) {
-            const qint64 k = m.value(0).toLongLong();
-            if (!claimed.contains(k)) {
-                claimed.insert(k);
-                moves.append({k, to});
-            }
-        }
-    };
-    for (const Row &r : rows) {
-        const QString from = stored.value(r.id);
-        if (r.id <= 0 || from.isEmpty() || r.rifCod.isEmpty() || from == r.rifCod)
-            continue;
-        bool keptInGroup = false, kept = false;
-        for (const Row &o : rows)
-            if (o.rifCod == from) {
-                kept = true;
-                keptInGroup = keptInGroup || o.posizione == r.posizione;
-            }
-        if (r.posizione < codes::ImbMonomaterial && !keptInGroup)
-            claim(QStringLiteral("tipoMod = ? AND mbFlag = ?"), {siID, from, int(codes::RT), surfaceOf(r.posizione)},
-                  r.rifCod);
-        if (!kept)
-            claim(QStringLiteral("tipoMod <> ?"), {siID, from, int(codes::RT)}, r.rifCod);
-    }
-    return moves;
+    QVector<waste::EditedRow> edited;
+    for (const Row &r : rows)
+        edited.append({r.id, r.posizione < codes::ImbMonomaterial ? r.posizione : 0, r.rifCod});
+    return waste::followingModules(ctx.db, {QStringLiteral("RecImb"), QStringLiteral("riID"), QStringLiteral("siID"),
+                                            QStringLiteral("ModImb"), QStringLiteral("mbID")},
+                                   siID, edited, [](int group) {
+                                       return QPair<QString, QVariantList>(QStringLiteral("mbFlag = ?"),
+                                                                           {surfaceOf(group)});
+                                   });
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include "shell/messages.h"
 #include "shell/qty.h"
 
+#include <QSet>
 #include <QSqlQuery>
 
 namespace waste {
@@ -510,6 +511,51 @@ QVector<ModuleRow> list(AppContext &ctx, const ModuleKind &m, qint64 parentId, c
         out << row;
     }
     return out;
+}
+
+QVector<QPair<qint64, QString>> followingModules(dbClass &db, const RowTables &t, qint64 parent,
+                                                 const QVector<EditedRow> &rows, const RtCondition &rtModules)
+{
+    QVector<QPair<qint64, QString>> moves;
+    if (parent <= 0)
+        return moves;
+    QHash<qint64, QString> stored;
+    QSqlQuery q = db.query(QStringLiteral("SELECT %1, rifCod FROM %2 WHERE (%3 = ?)").arg(t.rowKey, t.rowTable, t.parentKey),
+                           {parent});
+    while (q.next())
+        stored.insert(q.value(0).toLongLong(), q.value(1).toString());
+    QSet<qint64> claimed;
+    auto claim = [&](const QString &where, const QVariantList &params, const QString &to) {
+        QSqlQuery m = db.query(QStringLiteral("SELECT %1 FROM %2 WHERE (%3 = ? AND rifCod = ? AND %4)")
+                                   .arg(t.modKey, t.modTable, t.parentKey, where),
+                               params);
+        while (m.next()) {
+            const qint64 k = m.value(0).toLongLong();
+            if (!claimed.contains(k)) {
+                claimed.insert(k);
+                moves.append({k, to});
+            }
+        }
+    };
+    for (const EditedRow &r : rows) {
+        const QString from = stored.value(r.id);
+        if (r.id <= 0 || from.isEmpty() || r.rifCod.isEmpty() || from == r.rifCod)
+            continue;
+        bool keptInGroup = false, kept = false;
+        for (const EditedRow &o : rows)
+            if (o.rifCod == from) {
+                kept = true;
+                keptInGroup = keptInGroup || o.group == r.group;
+            }
+        if (r.group != 0 && !keptInGroup) {
+            const auto [where, values] = rtModules(r.group);
+            claim(where.isEmpty() ? QStringLiteral("tipoMod = ?") : QStringLiteral("tipoMod = ? AND ") + where,
+                  QVariantList{parent, from, int(codes::RT)} + values, r.rifCod);
+        }
+        if (!kept)
+            claim(QStringLiteral("tipoMod <> ?"), {parent, from, int(codes::RT)}, r.rifCod);
+    }
+    return moves;
 }
 
 } // namespace waste

@@ -9,6 +9,8 @@
 #include "shell/context.h"
 
 #include <QHash>
+#include <QPair>
+#include <functional>
 #include <QVector>
 
 namespace waste {
@@ -120,6 +122,24 @@ struct ModuleRow {
 };
 QStringList listColumns(const ModuleKind &m);
 QVector<ModuleRow> list(AppContext &ctx, const ModuleKind &m, qint64 parentId, const Attachment &a = {});
+
+// Modules of a stored waste row whose code was changed on the form follow the
+// new code: the RT modules of the row's group once no row of that group keeps
+// the old code, the other modules once no row of the scheda keeps it. Read
+// before the rows are rewritten: the module keys and the code each goes to.
+struct EditedRow {
+    qint64 id = 0;   // row key, 0 for a row not yet stored
+    int group = 0;   // the RT modules it is offered to (0: none)
+    QString rifCod;  // code on the form
+};
+struct RowTables {
+    QString rowTable, rowKey, parentKey, modTable, modKey;
+};
+// rtModules(group): the condition and its values that pick the group's RT
+// modules among those of the old code.
+using RtCondition = std::function<QPair<QString, QVariantList>(int group)>;
+QVector<QPair<qint64, QString>> followingModules(dbClass &db, const RowTables &t, qint64 parent,
+                                                 const QVector<EditedRow> &rows, const RtCondition &rtModules);
 
 } // namespace waste
 

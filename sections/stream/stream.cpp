@@ -318,50 +318,16 @@ int saveCheck(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, cons
 
 namespace {
 
-// Modules of a stored row whose code was changed on the form follow the new
-// code: the RT modules once no row of the received frames keeps the old code,
-// the others once no row of the scheda keeps it. Read before the rows are
-// rewritten: the module keys and the code each goes to.
+// Modules of a stored row whose code was changed follow the new code; rows
+// of the received frames make one group for the RT modules.
 QVector<QPair<qint64, QString>> followingModules(AppContext &ctx, const StreamSpec &s, qint64 id,
                                                  const QVector<Row> &rows)
 {
-    QVector<QPair<qint64, QString>> moves;
-    if (id <= 0)
-        return moves;
-    QHash<qint64, QString> stored;
-    QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1, rifCod FROM %2 WHERE (%3 = ?)").arg(s.rowKey, s.rowTable, s.key),
-                               {id});
-    while (q.next())
-        stored.insert(q.value(0).toLongLong(), q.value(1).toString());
-    QSet<qint64> claimed;
-    auto claim = [&](const QString &where, const QVariantList &params, const QString &to) {
-        QSqlQuery m = ctx.db.query(QStringLiteral("SELECT %1 FROM %2 WHERE (%3 = ? AND rifCod = ? AND %4)")
-                                       .arg(s.modKey, s.modTable, s.key, where),
-                                   params);
-        while (m.next()) {
-            const qint64 k = m.value(0).toLongLong();
-            if (!claimed.contains(k)) {
-                claimed.insert(k);
-                moves.append({k, to});
-            }
-        }
-    };
-    for (const Row &r : rows) {
-        const QString from = stored.value(r.id);
-        if (r.id <= 0 || from.isEmpty() || r.rifCod.isEmpty() || from == r.rifCod)
-            continue;
-        bool keptReceived = false, kept = false;
-        for (const Row &o : rows)
-            if (o.rifCod == from) {
-                kept = true;
-                keptReceived = keptReceived || framePosition(s, o.posizione) <= s.rtFrames;
-            }
-        if (framePosition(s, r.posizione) <= s.rtFrames && !keptReceived)
-            claim(QStringLiteral("tipoMod = ?"), {id, from, int(codes::RT)}, r.rifCod);
-        if (!kept)
-            claim(QStringLiteral("tipoMod <> ?"), {id, from, int(codes::RT)}, r.rifCod);
-    }
-    return moves;
+    QVector<waste::EditedRow> edited;
+    for (const Row &r : rows)
+        edited.append({r.id, framePosition(s, r.posizione) <= s.rtFrames ? 1 : 0, r.rifCod});
+    return waste::followingModules(ctx.db, {s.rowTable, s.rowKey, s.key, s.modTable, s.modKey}, id, edited,
+                                   [](int) { return QPair<QString, QVariantList>(); });
 }
 
 } // namespace
