@@ -181,6 +181,18 @@ void addMunicipality(Table &t, const char *prvColumn, const char *comColumn, con
     t << prv;
 }
 
+void defaultQuantities(const Table &t, Record &r)
+{
+    for (const Field &f : t) {
+        if (f.kind != Kind::Quantity)
+            continue;
+        if (r.value(f.name).isNull())
+            r.insert(f.name, qlonglong(0));
+        if (r.value(f.name2).toInt() != 2)
+            r.insert(f.name2, 1);
+    }
+}
+
 bool confirmDelete(Messages &msg, const QString &what)
 {
     return msg.question(QStringLiteral("Elimino ") + what + QStringLiteral("\nsei sicuro?"));

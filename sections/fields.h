@@ -74,6 +74,9 @@ Field text(int index, const char *name, const QString &caption, int length, int 
 void addMunicipality(Table &t, const char *prvColumn, const char *comColumn, const char *provName, int provIndex,
                      int row, const QString &required = {}, const QString &group = {});
 
+// Quantities left empty in a stored row read as 0 in Kg, as on a new form.
+void defaultQuantities(const Table &t, Record &r);
+
 // The shared delete confirmation: "Elimino " + what + line break + "sei sicuro?".
 bool confirmDelete(Messages &msg, const QString &what);
 

@@ -54,12 +54,7 @@ fields::Record load(AppContext &ctx, qint64 saID)
         return blank();
     QVariantMap row = dbClass::rowMap(q);
     fields::Record r = fields::fromStore(schedaFields(), row);
-    for (const fields::Field &f : schedaFields()) {
-        if (r.value(f.name).isNull())
-            r.insert(f.name, qlonglong(0));
-        if (r.value(f.name2).toInt() != 2)
-            r.insert(f.name2, 1);
-    }
+    fields::defaultQuantities(schedaFields(), r);
     return r;
 }
 

@@ -186,14 +186,7 @@ fields::Record load(AppContext &ctx, const ModuleKind &m, qint64 id, bool *found
         return blank(m);
     QVariantMap row = dbClass::rowMap(q);
     fields::Record r = fields::fromStore(m.fields, row);
-    // Quantities not filled read as 0 in Kg, as on a new module.
-    for (const fields::Field &f : m.fields)
-        if (isQuantity(f)) {
-            if (r.value(f.name).isNull())
-                r.insert(f.name, qlonglong(0));
-            if (r.value(f.name2).toInt() != 2)
-                r.insert(f.name2, 1);
-        }
+    fields::defaultQuantities(m.fields, r);
     if (m.sides)
         r.insert(EsteroField, r.value(QStringLiteral("nazID")).toInt() > 0 ? int(SideEstero) : int(SideItalia));
     // Options hold their position (1, 2, ...) in the record, as on the form.

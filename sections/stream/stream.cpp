@@ -216,16 +216,10 @@ fields::Record load(AppContext &ctx, const StreamSpec &s, qint64 id)
         return blank(s);
     QVariantMap row = dbClass::rowMap(q);
     fields::Record r = fields::fromStore(s.fields, row);
-    for (const fields::Field &f : s.fields) {
-        if (f.kind == fields::Kind::Quantity) {
-            if (r.value(f.name).isNull())
-                r.insert(f.name, qlonglong(0));
-            if (r.value(f.name2).toInt() != 2)
-                r.insert(f.name2, 1);
-        } else if (r.value(f.name).isNull()) {
+    fields::defaultQuantities(s.fields, r);
+    for (const fields::Field &f : s.fields)
+        if (f.kind != fields::Kind::Quantity && r.value(f.name).isNull())
             r.insert(f.name, 0);
-        }
-    }
     return r;
 }
 
