@@ -154,6 +154,27 @@ Field text(int index, const char *name, const QString &caption, int length, int 
     return f;
 }
 
+Field quantity(const QString &name, const QString &unit, const QString &caption, const QString &group)
+{
+    Field f;
+    f.name = name;
+    f.name2 = unit;
+    f.caption = caption;
+    f.kind = Kind::Quantity;
+    f.length = 7;
+    f.decimals = 3;
+    f.group = group;
+    return f;
+}
+
+void addMaterials(Table &t, const QStringList &captions, const QString &group)
+{
+    for (int i = 0; i < captions.size(); ++i) {
+        const QString n = QString::number(i + 1).rightJustified(2, u'0');
+        t << quantity(QStringLiteral("msQta") + n, QStringLiteral("msUmi") + n, captions[i], group);
+    }
+}
+
 void addMunicipality(Table &t, const char *prvColumn, const char *comColumn, const char *provName, int provIndex,
                      int row, const QString &required, const QString &group)
 {

@@ -68,6 +68,12 @@ Record fromStore(const Table &t, const QVariantMap &row);
 // Builders for the common shapes, so that a table reads as a list of fields.
 Field text(int index, const char *name, const QString &caption, int length, int row, int col,
            const QString &chars = {}, bool upper = false, int span = 1);
+// A quantity with its unit, as every scheda enters it: seven integer digits
+// and three decimals.
+Field quantity(const QString &name, const QString &unit, const QString &caption, const QString &group = {});
+// The secondary materials msQta01/msUmi01, msQta02/msUmi02, ... with the
+// given captions, in one frame.
+void addMaterials(Table &t, const QStringList &captions, const QString &group);
 // A municipality picker over a province/municipality column pair (two grid
 // columns wide, from column 0 of its row) and, beside it, the read-only
 // abbreviation of the chosen province, not stored.

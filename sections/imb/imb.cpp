@@ -17,20 +17,7 @@ namespace {
 
 fields::Field qty(const QString &name, const QString &unit, const QString &caption, const QString &group)
 {
-    fields::Field f;
-    f.name = name;
-    f.name2 = unit;
-    f.caption = caption;
-    f.kind = fields::Kind::Quantity;
-    f.length = 7;
-    f.decimals = 3;
-    f.group = group;
-    return f;
-}
-
-QString materialColumn(const char *prefix, int i)
-{
-    return QString::fromLatin1(prefix) + QString::number(i).rightJustified(2, u'0');
+    return fields::quantity(name, unit, caption, group);
 }
 
 // Kilograms in thousandths: unit 1 as it is, any other unit times 1000.
@@ -46,10 +33,7 @@ const fields::Table &schedaFields()
                  QStringLiteral("Rifiuto consegnato a terzi"));
         t << qty(QStringLiteral("qtaGiac"), QStringLiteral("umiGiac"), QStringLiteral("Rifiuti in giacenza al 31/12"),
                  QStringLiteral("Rifiuti in giacenza al 31/12"));
-        const QStringList &m = codes::imbMaterials();
-        for (int i = 0; i < m.size(); ++i)
-            t << qty(materialColumn("msQta", i + 1), materialColumn("msUmi", i + 1), m[i],
-                     QStringLiteral("Materiali secondari"));
+        fields::addMaterials(t, codes::imbMaterials(), QStringLiteral("Materiali secondari"));
         return t;
     }();
     return t;

@@ -9,29 +9,11 @@
 
 namespace mat {
 
-namespace {
-QString column(const char *prefix, int i)
-{
-    return QString::fromLatin1(prefix) + QString::number(i).rightJustified(2, u'0');
-}
-} // namespace
-
 const fields::Table &schedaFields()
 {
     static const fields::Table t = [] {
         fields::Table t;
-        const QStringList &m = codes::matMaterials();
-        for (int i = 0; i < m.size(); ++i) {
-            fields::Field f;
-            f.name = column("msQta", i + 1);
-            f.name2 = column("msUmi", i + 1);
-            f.caption = m[i];
-            f.kind = fields::Kind::Quantity;
-            f.length = 7;
-            f.decimals = 3;
-            f.group = QStringLiteral("Materiali secondari prodotti nell'anno");
-            t << f;
-        }
+        fields::addMaterials(t, codes::matMaterials(), QStringLiteral("Materiali secondari prodotti nell'anno"));
         return t;
     }();
     return t;

@@ -234,15 +234,8 @@ namespace {
 
 fields::Field quantity(const char *name, const char *unit, const char *caption, const char *group)
 {
-    fields::Field f;
-    f.name = QString::fromLatin1(name);
-    f.name2 = QString::fromLatin1(unit);
-    f.caption = QString::fromUtf8(caption);
-    f.kind = fields::Kind::Quantity;
-    f.length = 7;
-    f.decimals = 3;
-    f.group = QString::fromUtf8(group);
-    return f;
+    return fields::quantity(QString::fromLatin1(name), QString::fromLatin1(unit), QString::fromUtf8(caption),
+                            QString::fromUtf8(group));
 }
 
 } // namespace

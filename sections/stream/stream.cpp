@@ -17,15 +17,8 @@ namespace {
 
 fields::Field qty(const char *name, const char *unit, const char *caption, const char *group)
 {
-    fields::Field f;
-    f.name = QString::fromLatin1(name);
-    f.name2 = QString::fromLatin1(unit);
-    f.caption = QString::fromUtf8(caption);
-    f.kind = fields::Kind::Quantity;
-    f.length = 7;
-    f.decimals = 3;
-    f.group = QString::fromUtf8(group);
-    return f;
+    return fields::quantity(QString::fromLatin1(name), QString::fromLatin1(unit), QString::fromUtf8(caption),
+                            QString::fromUtf8(group));
 }
 
 fields::Field check(const char *name, const char *caption, const char *group)
@@ -40,18 +33,7 @@ fields::Field check(const char *name, const char *caption, const char *group)
 
 void materials(fields::Table &t, const QStringList &names)
 {
-    for (int i = 0; i < names.size(); ++i) {
-        const QString n = QString::number(i + 1).rightJustified(2, u'0');
-        fields::Field f;
-        f.name = QStringLiteral("msQta") + n;
-        f.name2 = QStringLiteral("msUmi") + n;
-        f.caption = names[i];
-        f.kind = fields::Kind::Quantity;
-        f.length = 7;
-        f.decimals = 3;
-        f.group = QStringLiteral("Materiali secondari");
-        t << f;
-    }
+    fields::addMaterials(t, names, QStringLiteral("Materiali secondari"));
 }
 
 const char *const Summary = "RIEPILOGO ATTIVITA'";
