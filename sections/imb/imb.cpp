@@ -42,10 +42,7 @@ const fields::Table &schedaFields()
 fields::Record blank()
 {
     fields::Record r;
-    for (const fields::Field &f : schedaFields()) {
-        r.insert(f.name, qlonglong(0));
-        r.insert(f.name2, 1);
-    }
+    fields::defaultQuantities(schedaFields(), r);
     return r;
 }
 
