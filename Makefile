@@ -28,8 +28,11 @@ deps:
 	    echo "Installazione non riuscita. Eseguire come amministratore:"; echo "  apt-get install$$missing"; exit 1; }; \
 	fi
 
+# ccache, when the machine has it, makes rebuilds of other checkouts cheap.
+LAUNCHER := $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+
 $(BUILD)/CMakeCache.txt:
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(LAUNCHER)
 
 build: deps $(BUILD)/CMakeCache.txt
 	cmake --build $(BUILD) -j $(JOBS)

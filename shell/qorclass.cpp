@@ -67,7 +67,7 @@ QString qorClass::helpFile() const
     return QStringLiteral(QOR_HELP_DIR) + QStringLiteral("/index.html");
 }
 
-QString qorClass::refdataFolder() const
+QString qorClass::refdataFolder()
 {
     QString d = qEnvironmentVariable("QOR_REFDATA");
     if (d.isEmpty())

@@ -31,7 +31,7 @@ public:
     QString reportPath() const;        // data folder + "Qor2019Err.txt"
     QString logPath() const;           // data folder + "qor2019.log"
     QString helpFile() const;          // the installed HTML help page
-    QString refdataFolder() const;     // QOR_REFDATA or the built-in default
+    static QString refdataFolder();    // QOR_REFDATA or the built-in default
 
     // Message-box title: section "Qor", key "Box", default "Qor 2019".
     QString boxTitle() const;

@@ -12,8 +12,7 @@ namespace testutil {
 
 inline QString refdataFolder()
 {
-    const QString env = qEnvironmentVariable("QOR_REFDATA");
-    return env.isEmpty() ? QStringLiteral(QOR_REFDATA_DEFAULT) : env;
+    return qorClass::refdataFolder();
 }
 
 // Creates a new database with the reference data at dir/name; fails the test
