@@ -70,7 +70,7 @@ ImpForm::ImpForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
     path_ = new QLineEdit(sel);
     path_->setMinimumWidth(380);
     lfile->setBuddy(path_);
-    browse_ = new QPushButton(QStringLiteral("&Sfoglia"), sel);
+    browse_ = new QPushButton(QStringLiteral("Sf&oglia"), sel);
     browse_->setObjectName(QStringLiteral("browse"));
     sl->addWidget(lfile);
     sl->addWidget(path_, 1);
@@ -113,8 +113,8 @@ ImpForm::ImpForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
     lay->addWidget(run);
 
     auto *buttons = new QHBoxLayout;
-    start_ = new QPushButton(QStringLiteral("&Avvia importazione"), this);
-    close_ = new QPushButton(QStringLiteral("&Chiudi"), this);
+    start_ = new QPushButton(QStringLiteral("Avvia &importazione"), this);
+    close_ = new QPushButton(QStringLiteral("C&hiudi"), this);
     start_->setEnabled(false);
     buttons->addStretch();
     buttons->addWidget(start_);
@@ -140,6 +140,8 @@ ImpForm::ImpForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
         else
             close();
     });
+    for (QPushButton *b : {browse_, start_, close_})
+        b->installEventFilter(this);
     setTabOrder(path_, browse_);
     setTabOrder(browse_, start_);
     setTabOrder(start_, close_);
@@ -272,7 +274,7 @@ void ImpForm::start()
         });
     lockHost(false);
     running_ = false;
-    close_->setText(QStringLiteral("&Chiudi"));
+    close_->setText(QStringLiteral("C&hiudi"));
     browse_->setEnabled(true);
     path_->setReadOnly(false);
     current_->clear();
@@ -332,7 +334,23 @@ void ImpForm::keyPressEvent(QKeyEvent *e)
         close_->click();
         return;
     }
+
     QWidget::keyPressEvent(e);
+}
+
+bool ImpForm::eventFilter(QObject *o, QEvent *e)
+{
+    // Enter presses the button that has the focus, as in a dialog.
+    if (e->type() == QEvent::KeyPress) {
+        const int k = static_cast<QKeyEvent *>(e)->key();
+        auto *b = qobject_cast<QPushButton *>(o);
+        if (b && (k == Qt::Key_Return || k == Qt::Key_Enter)) {
+            if (b->isEnabled())
+                b->click();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(o, e);
 }
 
 QWidget *makeImpForm(AppContext &ctx, QWidget *parent)

@@ -135,6 +135,10 @@ bool Connetti::choose(bool previousYear, const QString &path)
                           title);
         return false;
     }
+    if (!dbClass::isPostgresUrl(path) && !QFileInfo(path).isFile()) {
+        ctx_.msg.critical(QStringLiteral("Attenzione, file non trovato: ") + path, title);
+        return false;
+    }
     if (!ctx_.db.checkChosenFile(path, previousYear)) {
         if (ctx_.db.engineMissing())
             reject(); // the main window ends the program

@@ -125,7 +125,7 @@ private Q_SLOTS:
             if (seen.size() == 3)
                 shot(f, "running");
         };
-        QTest::mouseClick(f->startButton(), Qt::LeftButton);
+        QTest::keyClick(f->startButton(), Qt::Key_Return); // Enter on the focused button
         QCOMPARE(seen, names_);
         QVERIFY(menuLocked);
         QVERIFY(win.w.menuBar()->isEnabled());

@@ -148,6 +148,7 @@ private Q_SLOTS:
             QVERIFY(c.isVisible());
         });
         QCOMPARE(msg.shown.size(), 1);
+        QVERIFY(msg.last().startsWith(QStringLiteral("Attenzione, file non trovato: ")));
         QCOMPARE(db.currentPath(), pathB);
         consistent(w, app);
     }
