@@ -82,6 +82,7 @@ ImpForm::ImpForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
     check_ = new QLabel(ver);
     reason_ = new QLabel(ver);
     reason_->setWordWrap(true);
+    reason_->setMinimumHeight(reason_->fontMetrics().height()); // the frame keeps its size
     check_->setObjectName(QStringLiteral("checkLabel"));
     vl->addWidget(check_);
     vl->addWidget(reason_);
@@ -279,6 +280,9 @@ void ImpForm::start()
     path_->setReadOnly(false);
     current_->clear();
     setCounters(r.contained, r.imported, r.skipped);
+    // The list of declarations shows the new ones before any message.
+    if (r.imported > 0)
+        Q_EMIT ui::Events::instance().declarationsChanged();
     switch (r.status) {
     case ImportResult::Done:
         bar_->setValue(bar_->maximum());
@@ -300,8 +304,6 @@ void ImpForm::start()
         start_->setEnabled(true);
         break;
     }
-    if (r.imported > 0)
-        Q_EMIT ui::Events::instance().declarationsChanged();
     close_->setFocus();
 }
 

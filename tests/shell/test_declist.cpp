@@ -2,6 +2,7 @@
 // searching, the keyboard, and creating a database from "Collega archivi".
 
 #include "../testutil.h"
+#include "exchange/gui/expform.h"
 #include "sections/anag/gui/sa1form.h"
 #include "sections/rif/gui/wasteforms.h"
 #include "shell/dbclass.h"
@@ -15,6 +16,7 @@
 #include <QDir>
 #include <QPushButton>
 #include <QHeaderView>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -234,6 +236,45 @@ private Q_SLOTS:
                 need = std::max(need, t->fontMetrics().horizontalAdvance(t->topLevelItem(i)->text(c)));
             QVERIFY2(t->columnWidth(c) >= need, qPrintable(t->headerItem()->text(c)));
         }
+    }
+
+    void anExportShowsAtOnceInTheList()
+    {
+        QTemporaryDir d;
+        const QString path = testutil::freshDatabase(d);
+        qorClass app(d.path());
+        ScriptedMessages msg;
+        dbClass db(app, msg);
+        db.setCurrentPath(path);
+        QVERIFY(db.connect());
+        const qint64 sa = db.insertRow(QStringLiteral("SezAnag"),
+            {{QStringLiteral("saAnno"), 2019}, {QStringLiteral("CodFisc"), QStringLiteral("01234567897")},
+             {QStringLiteral("RagSoc"), QStringLiteral("OFFICINA PROVA SRL")}, {QStringLiteral("attIstat"), QStringLiteral("381100")},
+             {QStringLiteral("prvIstat"), 58}, {QStringLiteral("comIstat"), 91}, {QStringLiteral("Via"), QStringLiteral("VIA ROMA")}});
+        db.insertRow(QStringLiteral("SezRif"),
+            {{QStringLiteral("saID"), sa}, {QStringLiteral("rifCod"), QStringLiteral("120101")}, {QStringLiteral("sfSolidoNP"), 1},
+             {QStringLiteral("qtaProd"), 5000}, {QStringLiteral("umiProd"), 1},
+             {QStringLiteral("qtaGiacRec"), 5000}, {QStringLiteral("umiGiacRec"), 1}});
+        AppContext ctx{app, db, msg};
+        MainWindow w(ctx);
+        w.show();
+        w.declarations()->reload();
+        QCOMPARE(w.declarations()->currentId(), sa);
+        QTreeWidget *t = w.declarations()->tree();
+        const int exported = 3;
+        QCOMPARE(t->headerItem()->text(exported), QStringLiteral("Esportata"));
+        QVERIFY(t->topLevelItem(0)->text(exported).isEmpty());
+        w.openForm(Form::Export);
+        auto *f = openedForm<exch::gui::ExpForm>(w);
+        QVERIFY(f);
+        f->procedi();
+        QCOMPARE(f->step(), 2);
+        const QString file = d.filePath(QStringLiteral("Qor2019.000"));
+        f->chooseFile = [file] { return file; };
+        f->estrai();
+        QCOMPARE(f->statusLabel()->text(), QStringLiteral("Esportazione terminata"));
+        QCOMPARE(t->topLevelItem(0)->text(exported), QStringLiteral("sì"));
+        consistent(w, app);
     }
 
     void connettiCreatesANewDatabase()
