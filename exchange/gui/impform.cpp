@@ -3,6 +3,7 @@
 #include "exchange/exportproc.h"
 #include "exchange/importer.h"
 #include "exchange/reader.h"
+#include "shell/gui/connetti.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "ui/events.h"
@@ -173,10 +174,7 @@ void ImpForm::browse()
     if (chooseFile) {
         path = chooseFile();
     } else {
-        QStringList filters;
-        const QStringList p = openFilter(ctx_.app.year()).split(u'|');
-        for (int i = 0; i + 1 < p.size(); i += 2)
-            filters << p[i];
+        const QStringList filters = Connetti::qtFilters(openFilter(ctx_.app.year()));
         const QString start = path_->text().isEmpty() ? ctx_.app.dataFolder() : QFileInfo(path_->text()).absolutePath();
         path = QFileDialog::getOpenFileName(this, QStringLiteral("Apri file dichiarazioni QOR esportate"), start,
                                             filters.join(QStringLiteral(";;")));

@@ -32,6 +32,21 @@ qint64 addDeclaration(dbClass &db, const char *name, const char *cf)
                          {QStringLiteral("comIstat"), 91}, {QStringLiteral("Via"), QStringLiteral("VIA ROMA")}});
 }
 
+// A fresh database in a folder of its own, connected through the program's objects.
+struct Store {
+    QTemporaryDir d;
+    QString path = testutil::freshDatabase(d);
+    qorClass app{d.path()};
+    ScriptedMessages msg;
+    dbClass db{app, msg};
+    AppContext ctx{app, db, msg};
+    bool open()
+    {
+        db.setCurrentPath(path);
+        return db.connect();
+    }
+};
+
 qint64 highlighted(DeclarationList *l)
 {
     QTreeWidgetItem *it = l->tree()->currentItem();
@@ -157,18 +172,15 @@ private Q_SLOTS:
 
     void theSearchNeverLeavesAHiddenDeclarationCurrent()
     {
-        QTemporaryDir d;
-        const QString path = testutil::freshDatabase(d);
-        qorClass app(d.path());
-        ScriptedMessages msg;
-        dbClass db(app, msg);
-        db.setCurrentPath(path);
-        QVERIFY(db.connect());
+        Store s;
+        QVERIFY(s.open());
+        auto &app = s.app;
+        auto &msg = s.msg;
+        auto &db = s.db;
         const qint64 alfa = addDeclaration(db, "ALFA SRL", "00488410010");
         const qint64 beta = addDeclaration(db, "BETA SPA", "02345678901");
         const qint64 gamma = addDeclaration(db, "GAMMA SNC", "01234567897");
-        AppContext ctx{app, db, msg};
-        MainWindow w(ctx);
+        MainWindow w(s.ctx);
         w.show();
         QVERIFY(QTest::qWaitForWindowExposed(&w));
         DeclarationList *l = w.declarations();
@@ -215,18 +227,13 @@ private Q_SLOTS:
 
     void columnsFitTheirContent()
     {
-        QTemporaryDir d;
-        const QString path = testutil::freshDatabase(d);
-        qorClass app(d.path());
-        ScriptedMessages msg;
-        dbClass db(app, msg);
-        db.setCurrentPath(path);
-        QVERIFY(db.connect());
+        Store s;
+        QVERIFY(s.open());
+        auto &db = s.db;
         addDeclaration(db, "SOCIETA' COOPERATIVA DI RACCOLTA E RECUPERO MATERIALI DELLA PIANURA", "00488410010");
         const qint64 id = addDeclaration(db, "B", "RSSMRA80A01H501U");
         QVERIFY(db.execute(QStringLiteral("UPDATE SezAnag SET ExpID = 1 WHERE saID = ?"), {id}));
-        AppContext ctx{app, db, msg};
-        MainWindow w(ctx);
+        MainWindow w(s.ctx);
         w.show();
         QTreeWidget *t = w.declarations()->tree();
         w.declarations()->reload();
@@ -240,13 +247,10 @@ private Q_SLOTS:
 
     void anExportShowsAtOnceInTheList()
     {
-        QTemporaryDir d;
-        const QString path = testutil::freshDatabase(d);
-        qorClass app(d.path());
-        ScriptedMessages msg;
-        dbClass db(app, msg);
-        db.setCurrentPath(path);
-        QVERIFY(db.connect());
+        Store s;
+        QVERIFY(s.open());
+        auto &app = s.app;
+        auto &db = s.db;
         const qint64 sa = db.insertRow(QStringLiteral("SezAnag"),
             {{QStringLiteral("saAnno"), 2019}, {QStringLiteral("CodFisc"), QStringLiteral("01234567897")},
              {QStringLiteral("RagSoc"), QStringLiteral("OFFICINA PROVA SRL")}, {QStringLiteral("attIstat"), QStringLiteral("381100")},
@@ -255,8 +259,7 @@ private Q_SLOTS:
             {{QStringLiteral("saID"), sa}, {QStringLiteral("rifCod"), QStringLiteral("120101")}, {QStringLiteral("sfSolidoNP"), 1},
              {QStringLiteral("qtaProd"), 5000}, {QStringLiteral("umiProd"), 1},
              {QStringLiteral("qtaGiacRec"), 5000}, {QStringLiteral("umiGiacRec"), 1}});
-        AppContext ctx{app, db, msg};
-        MainWindow w(ctx);
+        MainWindow w(s.ctx);
         w.show();
         w.declarations()->reload();
         QCOMPARE(w.declarations()->currentId(), sa);
@@ -269,7 +272,7 @@ private Q_SLOTS:
         QVERIFY(f);
         f->procedi();
         QCOMPARE(f->step(), 2);
-        const QString file = d.filePath(QStringLiteral("Qor2019.000"));
+        const QString file = s.d.filePath(QStringLiteral("Qor2019.000"));
         f->chooseFile = [file] { return file; };
         f->estrai();
         QCOMPARE(f->statusLabel()->text(), QStringLiteral("Esportazione terminata"));
@@ -279,16 +282,15 @@ private Q_SLOTS:
 
     void connettiCreatesANewDatabase()
     {
-        QTemporaryDir d;
-        const QString old = testutil::freshDatabase(d);
-        qorClass app(d.path());
-        ScriptedMessages msg;
-        dbClass db(app, msg);
-        db.setCurrentPath(old);
-        QVERIFY(db.connect());
+        Store s;
+        QVERIFY(s.open());
+        auto &app = s.app;
+        auto &msg = s.msg;
+        auto &db = s.db;
+        const QString old = s.path;
+        QTemporaryDir &d = s.d;
         addDeclaration(db, "ALFA SRL", "00488410010");
-        AppContext ctx{app, db, msg};
-        MainWindow w(ctx);
+        MainWindow w(s.ctx);
         w.declarations()->reload();
         QCOMPARE(w.declarations()->currentId() > 0, true);
         const QString fresh = d.filePath(QStringLiteral("nuovo/Qor2019.db"));
