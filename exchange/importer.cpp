@@ -701,7 +701,8 @@ bool registerCounterpart(dbClass &db, const QVariantMap &company)
     return db.insertRow(QStringLiteral("Ditte"), row) >= 0;
 }
 
-ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const Progress &progress)
+ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const Progress &progress,
+                        const StepObserver &step)
 {
     ImportResult r;
     r.check = checkFile(path);
@@ -775,6 +776,9 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
             r.skipped = loader.skipped;
             return r;
         }
+        if (l->index == rt::AA && step)
+            step({decodeLine(*l, line.toByteArray()).value(QStringLiteral("ragsoc")).toString(),
+                  loader.imported, loader.skipped});
         if (!loader.line(*l, line)) {
             loader.rollback();
             loader.end();

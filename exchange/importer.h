@@ -23,9 +23,19 @@ struct ImportResult {
     int skipped = 0;       // "Dichiarazioni scartate perché già presenti:"
 };
 
+// What a form shows while the load goes on: the declaration about to be
+// loaded (or skipped) and the counters of the declarations before it.
+struct ImportStep {
+    QString name;          // company name of the declaration
+    int imported = 0;
+    int skipped = 0;
+};
+using StepObserver = std::function<void(const ImportStep &)>;
+
 // Progress of the load pass runs over the declaration records (header total).
+// The observer, when given, hears of each declaration as its load begins.
 ImportResult importFile(dbClass &db, Messages &msg, const QString &path,
-                        const Progress &progress = {});
+                        const Progress &progress = {}, const StepObserver &step = {});
 
 // The test for a declaration already present in the current year, shared by
 // the import and the takeover from the previous year: same tax code,

@@ -5,6 +5,7 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "ui/controls.h"
+#include "ui/events.h"
 
 #include <QApplication>
 #include <QFileDialog>
@@ -256,8 +257,11 @@ void ExpForm::estrai()
     close2_->setText(QStringLiteral("&Chiudi"));
     back_->setEnabled(true);
     extract_->setEnabled(true);
-    if (x.status == ExportResult::Done)
+    if (x.status == ExportResult::Done) {
         labStatus_->setText(QStringLiteral("Esportazione terminata"));
+        // The list of declarations shows which ones are now exported.
+        Q_EMIT ui::Events::instance().declarationsChanged();
+    }
     else if (x.status == ExportResult::Cancelled)
         labStatus_->setText(QStringLiteral("Esportazione annullata dall'utente"));
     else

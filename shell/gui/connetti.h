@@ -4,6 +4,7 @@
 #include "shell/context.h"
 
 #include <QDialog>
+#include <functional>
 
 class QLineEdit;
 
@@ -22,13 +23,29 @@ public:
     static QStringList qtFilters(const QString &pairs);
 
     // Accepts a chosen path for a row after checking it; false when refused.
+    // Besides the check of the file, the two rows may not name the same file,
+    // and a database of this edition is refused as the previous year's.
     bool choose(bool previousYear, const QString &path);
     void emptyPrevious();
-    void confirm();
+    // "Nuovo archivio...": creates an empty current-year database at path
+    // (which must not exist yet) and puts it in the current-year row.
+    bool createNew(const QString &path);
+    // Checks typed paths not checked yet, then stores the choice and connects.
+    // Stays open (false) when a path is refused.
+    bool confirm();
+
+    // The save dialog of "Nuovo archivio..."; tests replace it.
+    std::function<QString()> chooseNewFile;
+
+    // The version stamp of a database's Config table (empty when unreadable).
+    static QString editionOf(const QString &path);
 
 private:
     void browse(bool previousYear);
+    void newArchive();
+    bool sameFile(const QString &a, const QString &b) const;
     AppContext &ctx_;
     QLineEdit *cur_;
     QLineEdit *prev_;
+    QString checked_[2];   // the path of each row that passed its check
 };

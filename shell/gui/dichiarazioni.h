@@ -16,7 +16,11 @@ public:
     DeclarationList(AppContext &ctx, QWidget *parent = nullptr);
 
     qint64 currentId() const { return current_; }
+    // Makes a declaration the current one and shows it highlighted (a search
+    // that hides it is cleared).
     void setCurrentId(qint64 saID);
+    QTreeWidget *tree() const { return tree_; }
+    QLineEdit *filter() const { return filter_; }
     // Label of a declaration: company name + " - U. L.: " + local unit data.
     static QString label(const QString &ragSoc, const QString &comDesc, const QString &via,
                          const QString &civico);
@@ -28,8 +32,17 @@ Q_SIGNALS:
     void currentChanged(qint64 saID);
     void openRequested(int formNumber); // SA1 on a double click, the company register
 
+protected:
+    bool eventFilter(QObject *o, QEvent *e) override;
+
 private:
     void selectionMoved();
+    void applyFilter(const QString &text);
+    // The highlighted row is always the current declaration: when the one
+    // remembered is not among the visible rows, the first visible row becomes
+    // current (none when the list shows nothing).
+    void settle(qint64 wanted);
+    void sizeColumns();
     AppContext &ctx_;
     QTreeWidget *tree_;
     QLineEdit *filter_;

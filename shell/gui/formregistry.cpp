@@ -2,6 +2,7 @@
 
 #include "exchange/gui/expform.h"
 #include "exchange/gui/explist.h"
+#include "exchange/gui/impform.h"
 #include "print/gui/printforms.h"
 #include "sections/anag/gui/forms.h"
 #include "sections/imb/gui/imbform.h"
@@ -39,5 +40,6 @@ void registerForms()
     formRegistry().insert(Form::Verifica, {verify::gui::makeVerificaForm, false});
     formRegistry().insert(Form::Export, {exch::gui::makeExpForm, false});
     formRegistry().insert(Form::ExportList, {exch::gui::makeExpList, false});
+    formRegistry().insert(Form::Import, {exch::gui::makeImpForm, false});
     formRegistry().insert(Form::Takeover, {takeover::gui::makeRiportaForm, false});
 }

@@ -47,6 +47,7 @@ MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
         list_->setCurrentId(id);
     });
     connect(&ui::Events::instance(), &ui::Events::declarationRemoved, this, [this] { list_->reload(); });
+    connect(&ui::Events::instance(), &ui::Events::declarationsChanged, list_, &DeclarationList::reload);
     connect(&ui::Events::instance(), &ui::Events::declarationChosen, list_, &DeclarationList::setCurrentId);
     connect(&ui::Events::instance(), &ui::Events::openFormRequested, this, &MainWindow::openForm);
 
@@ -217,6 +218,11 @@ void MainWindow::runCommand(const QString &c)
     if (c == QLatin1String("closeForms")) {
         closeAllForms();
     } else if (c == QLatin1String("connetti")) {
+        // The open forms work on a declaration of the database in use: they
+        // close (saving or not, as their user says) before it can change.
+        closeAllForms();
+        if (!mdi_->subWindowList().isEmpty())
+            return;
         Connetti dlg(ctx_, this);
         const int result = dlg.exec();
         if (ctx_.db.engineMissing()) {

@@ -171,9 +171,26 @@ private Q_SLOTS:
         QCOMPARE(msg.shown.size(), 1);
         QVERIFY(db.isCurrentOpen());
 
+        // the current-year file, or any database of this edition, is refused
+        // as the previous year's
+        msg.clear();
+        QVERIFY(!dlg.choose(true, db_));
+        QVERIFY(msg.last().contains(QStringLiteral("stesso file")));
+        const QString other = testutil::freshDatabase(d, QStringLiteral("Qor2019-copia.db"));
+        QVERIFY(!dlg.choose(true, other));
+        QVERIFY(msg.last().contains(QStringLiteral("database QOR 2019")));
+        QVERIFY(dlg.previousEdit()->text().isEmpty());
+
         // a valid previous-year file is taken; emptying it clears the setting
-        QVERIFY(dlg.choose(true, db_));
-        QCOMPARE(dlg.previousEdit()->text(), db_);
+        const QString older = testutil::freshDatabase(d, QStringLiteral("Qor2018.db"));
+        {
+            dbClass o(app, msg);
+            o.setCurrentPath(older);
+            QVERIFY(o.connect());
+            QVERIFY(o.execute(QStringLiteral("UPDATE Config SET CnfDbVer = ?"), {QStringLiteral("2.00.09")}));
+        }
+        QVERIFY(dlg.choose(true, older));
+        QCOMPARE(dlg.previousEdit()->text(), older);
         dlg.emptyPrevious();
         QVERIFY(dlg.previousEdit()->text().isEmpty());
         QCOMPARE(app.readText(QStringLiteral("Qor2018"), QStringLiteral("Path"), QStringLiteral("x")), QString());

@@ -113,6 +113,7 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
         if (id == currentKey())
             refreshInfo();
     });
+    connect(&ui::Events::instance(), &ui::Events::declarationsChanged, this, &Sa1Form::refreshInfo);
     connect(&ui::Events::instance(), &ui::Events::currentDeclarationChanged, this, [this](qint64 id) {
         if (id == currentKey() || (id == 0 && currentKey() == 0))
             return;
