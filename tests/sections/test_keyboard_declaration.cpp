@@ -265,54 +265,39 @@ private Q_SLOTS:
             rifID = f.currentKey();
             QVERIFY(rifID > 0);
 
-            // RT: a company from Italy.
-            press(f.moduleButton(QStringLiteral("RT")));
-            QPointer<ModuleForm> m = f.findChild<ModuleForm *>(QStringLiteral("ModuloRT"));
-            QVERIFY(m);
-            QVERIFY(activate(*m));
-            m->fields()->focusField(fields::position(m->fields()->table(), QStringLiteral("CodFisc")));
-            type(QStringLiteral("00488410010"));
-            QVERIFY(tabTo(*m, "RagSoc"));
-            type(QStringLiteral("fornitore srl"));
-            QVERIFY(tabTo(*m, "prvIstat")); // on the Italian side, chosen for a new module
-            type(QStringLiteral("milano"));
-            QVERIFY(tabTo(*m, "Via"));
-            type(QStringLiteral("via dante"));
-            QVERIFY(tabTo(*m, "Civico"));
-            type(QStringLiteral("7"));
-            clickInto(qobject_cast<ui::QtyBox *>(m->fields()->control(QStringLiteral("qtaMod")))->amount());
-            type(QStringLiteral("12.5"));
-            tab();
-            key(Qt::Key_T);
-            save();
-            QVERIFY2(t.msg.shown.isEmpty(), qPrintable(t.msg.texts().join(u'|')));
-            QVERIFY(m->currentKey() > 0);
-            press(m->closeButton());
-            QTRY_VERIFY(!m);
-
-            // DR: a plant in Italy.
-            QVERIFY(activate(f));
-            press(f.moduleButton(QStringLiteral("DR")));
-            m = f.findChild<ModuleForm *>(QStringLiteral("ModuloDR"));
-            QVERIFY(m);
-            QVERIFY(activate(*m));
-            m->fields()->focusField(fields::position(m->fields()->table(), QStringLiteral("CodFisc")));
-            type(QStringLiteral("00488410010"));
-            QVERIFY(tabTo(*m, "RagSoc"));
-            type(QStringLiteral("acciaieria spa"));
-            QVERIFY(tabTo(*m, "prvIstat"));
-            type(QStringLiteral("torino"));
-            QVERIFY(tabTo(*m, "Via"));
-            type(QStringLiteral("via po"));
-            clickInto(qobject_cast<ui::QtyBox *>(m->fields()->control(QStringLiteral("qtaMod")))->amount());
-            type(QStringLiteral("1.5"));
-            tab();
-            key(Qt::Key_T);
-            save();
-            QVERIFY2(t.msg.shown.isEmpty(), qPrintable(t.msg.texts().join(u'|')));
-            QVERIFY(m->currentKey() > 0);
-            press(m->closeButton());
-            QTRY_VERIFY(!m);
+            // RT and DR: a counterpart in Italy and the quantity in tonnes.
+            QPointer<ModuleForm> m;
+            const auto counterpart = [&](const char *code, const char *name, const char *town, const char *street,
+                                         const char *number, const char *amount) {
+                QVERIFY(activate(f));
+                press(f.moduleButton(QString::fromLatin1(code)));
+                m = f.findChild<ModuleForm *>(QStringLiteral("Modulo") + QString::fromLatin1(code));
+                QVERIFY(m);
+                QVERIFY(activate(*m));
+                m->fields()->focusField(fields::position(m->fields()->table(), QStringLiteral("CodFisc")));
+                type(QStringLiteral("00488410010"));
+                QVERIFY(tabTo(*m, "RagSoc"));
+                type(QString::fromLatin1(name));
+                QVERIFY(tabTo(*m, "prvIstat")); // on the Italian side, chosen for a new module
+                type(QString::fromLatin1(town));
+                QVERIFY(tabTo(*m, "Via"));
+                type(QString::fromLatin1(street));
+                if (*number) {
+                    QVERIFY(tabTo(*m, "Civico"));
+                    type(QString::fromLatin1(number));
+                }
+                clickInto(qobject_cast<ui::QtyBox *>(m->fields()->control(QStringLiteral("qtaMod")))->amount());
+                type(QString::fromLatin1(amount));
+                tab();
+                key(Qt::Key_T);
+                save();
+                QVERIFY2(t.msg.shown.isEmpty(), qPrintable(t.msg.texts().join(u'|')));
+                QVERIFY(m->currentKey() > 0);
+                press(m->closeButton());
+                QTRY_VERIFY(!m);
+            };
+            counterpart("RT", "fornitore srl", "milano", "via dante", "7", "12.5");
+            counterpart("DR", "acciaieria spa", "torino", "via po", "", "1.5");
 
             // MG: the plant type, an R13 row of 11 t, 500 Kg in stock.
             QVERIFY(activate(f));
