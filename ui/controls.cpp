@@ -491,6 +491,29 @@ QtyBox::QtyBox(QWidget *parent) : QWidget(parent)
     setFocusProxy(amount_);
 }
 
+// ---- QtyDelegate ----
+
+QWidget *QtyDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &, const QModelIndex &) const
+{
+    auto *e = new NumberBox(7, 3, true, parent);
+    e->setMessages(&msg_);
+    return e;
+}
+
+void QtyDelegate::setEditorData(QWidget *editor, const QModelIndex &index) const
+{
+    const auto q = Qty::parse(index.data(Qt::EditRole).toString());
+    auto *e = static_cast<NumberBox *>(editor);
+    e->setValue(q ? QVariant(qlonglong(q->toMilli())) : QVariant());
+    e->setText(e->text().remove(u'.')); // edited without the thousands points
+}
+
+void QtyDelegate::setModelData(QWidget *editor, QAbstractItemModel *model, const QModelIndex &index) const
+{
+    const QVariant v = static_cast<NumberBox *>(editor)->value();
+    model->setData(index, Qty::fromMilli(v.isNull() ? 0 : v.toLongLong()).format(3), Qt::EditRole);
+}
+
 // ---- ComboCom ----
 
 ComboCom::ComboCom(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx), search_(ctx.db, ctx.msg)

@@ -12,6 +12,7 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QLineEdit>
+#include <QStyledItemDelegate>
 #include <QVariant>
 #include <QWidget>
 
@@ -142,6 +143,21 @@ public:
 private:
     NumberBox *amount_;
     ComboKgt *unit_;
+};
+
+// Editor of the quantity cells of a grid (thousandths shown "1.234,500"):
+// the same number field as a quantity on a form, seven digits and three
+// decimals, "." typing the comma and refusals explained.
+class QtyDelegate : public QStyledItemDelegate {
+    Q_OBJECT
+public:
+    QtyDelegate(Messages &msg, QObject *parent) : QStyledItemDelegate(parent), msg_(msg) {}
+    QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &, const QModelIndex &) const override;
+    void setEditorData(QWidget *editor, const QModelIndex &index) const override;
+    void setModelData(QWidget *editor, QAbstractItemModel *model, const QModelIndex &index) const override;
+
+private:
+    Messages &msg_;
 };
 
 // Municipality picker: type the beginning of the name, the municipalities

@@ -22,6 +22,7 @@
 #include <QClipboard>
 #include <QCompleter>
 #include <QLineEdit>
+#include <QTableWidget>
 
 using fields::Field;
 using fields::Kind;
@@ -182,6 +183,26 @@ private Q_SLOTS:
         QCOMPARE(n.text(), QStringLiteral("12"));
         QCOMPARE(t.msg.texts(),
                  QStringList{QStringLiteral("Attenzione, il campo accetta solo numeri interi, senza punti né virgole.")});
+    }
+
+    // The quantity cells of the grids are edited by the same number field.
+    void gridQuantityCells()
+    {
+        QTableWidget grid(1, 1);
+        grid.setItemDelegateForColumn(0, new ui::QtyDelegate(t.msg, &grid));
+        grid.setItem(0, 0, new QTableWidgetItem(QStringLiteral("1.234,500")));
+        grid.show();
+        QVERIFY(QTest::qWaitForWindowActive(&grid));
+        grid.setCurrentCell(0, 0);
+        QTest::keyClick(&grid, Qt::Key_F2);
+        QTRY_VERIFY(qobject_cast<ui::NumberBox *>(focused()));
+        QCOMPARE(qobject_cast<QLineEdit *>(focused())->text(), QStringLiteral("1234,500"));
+        QTest::keyClick(focused(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(focused(), QStringLiteral("12.5x"));
+        QCOMPARE(qobject_cast<QLineEdit *>(focused())->text(), QStringLiteral("12,5"));
+        QCOMPARE(t.msg.texts().size(), 1); // the "x", refused aloud
+        QTest::keyClick(focused(), Qt::Key_Return);
+        QTRY_COMPARE(grid.item(0, 0)->text(), QStringLiteral("12,500"));
     }
 
     void pastedTextIsTakenWholeOrNotAtAll()
