@@ -55,6 +55,29 @@ int firstMissing(const Table &t, const Record &r, Messages &msg)
     return -1;
 }
 
+QString unitMissingMessage(const QString &what)
+{
+    QString w = what.trimmed();
+    while (w.endsWith(u':'))
+        w.chop(1);
+    return QStringLiteral("Attenzione, unità di misura richiesta per la quantità \"%1\".").arg(w.trimmed());
+}
+
+int firstUnitMissing(const Table &t, const Record &r, Messages &msg, const std::function<bool(const Field &)> &open)
+{
+    for (int i = 0; i < t.size(); ++i) {
+        const Field &f = t[i];
+        if (f.kind != Kind::Quantity || (open && !open(f)))
+            continue;
+        const int unit = r.value(f.name2).toInt();
+        if (r.value(f.name).toLongLong() == 0 || unit == 1 || unit == 2)
+            continue;
+        msg.information(unitMissingMessage(f.caption.isEmpty() ? f.group : f.caption));
+        return i;
+    }
+    return -1;
+}
+
 QVariantMap storeValues(const Table &t, const Record &r)
 {
     QVariantMap out;

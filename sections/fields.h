@@ -8,6 +8,7 @@
 #include <QString>
 #include <QVariantMap>
 #include <QVector>
+#include <functional>
 
 class Messages;
 
@@ -58,6 +59,15 @@ bool isEmpty(const Field &f, const Record &r);
 // its position is returned; -1 when every required field is filled.
 // A municipality picker without its own message says "Attenzione, campo Comune richiesto!".
 int firstMissing(const Table &t, const Record &r, Messages &msg);
+
+// A quantity greater than zero needs its unit: the first quantity field (in
+// table order, among those `open` accepts) whose amount is not zero while
+// its unit is neither Kg nor t shows the message naming it and its position
+// is returned; -1 when every quantity has its unit.
+int firstUnitMissing(const Table &t, const Record &r, Messages &msg,
+                     const std::function<bool(const Field &)> &open = {});
+// "Attenzione, unità di misura richiesta per ..." naming the quantity.
+QString unitMissingMessage(const QString &what);
 
 // Values to write: texts trimmed (and upper-cased where the field says so),
 // cut to their length, empty values as NULL; Province fields are left out.

@@ -7,6 +7,7 @@
 #include "shell/qty.h"
 
 #include <QAbstractItemView>
+#include <QApplication>
 #include <QButtonGroup>
 #include <QCalendarWidget>
 #include <QClipboard>
@@ -19,6 +20,9 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QContextMenuEvent>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpressionValidator>
@@ -68,38 +72,183 @@ QString describe(const QString &chars)
 
 LineEdit::LineEdit(QWidget *parent) : QLineEdit(parent) {}
 
+void LineEdit::refuse(const QString &why)
+{
+    refusal_ = why;
+    if (msg_) {
+        msg_->beep();
+        msg_->information(why);
+    } else {
+        QToolTip::showText(mapToGlobal(QPoint(0, height())), why, this);
+    }
+}
+
+QString LineEdit::keyRefusal(const QString &typed, const QString &before) const
+{
+    if (inputMask().isEmpty() && before.size() >= maxLength())
+        return QStringLiteral("Attenzione, il campo contiene al massimo %1 caratteri: \"%2\" non è stato inserito.")
+            .arg(maxLength())
+            .arg(typed);
+    return QStringLiteral("Attenzione, carattere non ammesso: \"%1\"").arg(typed)
+           + (accepted_.isEmpty() ? QString() : QStringLiteral(" (") + accepted_ + u')') + u'.';
+}
+
 void LineEdit::keyPressEvent(QKeyEvent *e)
 {
     if (e->matches(QKeySequence::Paste)) {
-        // A pasted text that does not fit is cut, or refused when it holds
-        // characters the field does not accept: say which.
-        const QString before = text();
-        const QString pasted = QGuiApplication::clipboard()->text();
-        QLineEdit::keyPressEvent(e);
-        if (pasted.isEmpty())
-            return;
-        if (text() == before && !before.isEmpty() && !hasSelectedText())
-            refusal_ = QStringLiteral("Testo incollato non ammesso in questo campo.");
-        else if (text().size() - before.size() < pasted.size() && text().size() >= maxLength())
-            refusal_ = QStringLiteral("Lunghezza massima: %1 caratteri: il testo incollato è stato tagliato.")
-                           .arg(maxLength());
-        else
-            return;
-        QToolTip::showText(mapToGlobal(QPoint(0, height())), refusal_, this);
+        if (!isReadOnly())
+            pasteChecked();
         return;
     }
     const QString before = text();
+    const int cursor = cursorPosition();
     const QString typed = e->text();
     const bool printable = !typed.isEmpty() && typed[0].isPrint() && !(e->modifiers() & Qt::ControlModifier);
     QLineEdit::keyPressEvent(e);
-    if (!printable || text() != before || hasSelectedText())
+    // Over a mask a key may rewrite the same character and move on.
+    if (!printable || isReadOnly() || text() != before || cursorPosition() != cursor || hasSelectedText())
         return;
-    if (inputMask().isEmpty() && before.size() >= maxLength())
-        refusal_ = QStringLiteral("Lunghezza massima: %1 caratteri.").arg(maxLength());
-    else
-        refusal_ = QStringLiteral("Carattere non ammesso: \"%1\"").arg(typed)
-                   + (accepted_.isEmpty() ? QString() : QStringLiteral(" (") + accepted_ + u')') + u'.';
-    QToolTip::showText(mapToGlobal(QPoint(0, height())), refusal_, this);
+    refuse(keyRefusal(typed, before));
+}
+
+bool LineEdit::acceptPaste(QString &result, QString *why) const
+{
+    if (result.size() > maxLength()) {
+        *why = QStringLiteral("Attenzione, testo incollato troppo lungo: il campo contiene al massimo %1 caratteri "
+                              "(ne risulterebbero %2). Il testo non è stato incollato.")
+                   .arg(maxLength())
+                   .arg(result.size());
+        return false;
+    }
+    if (const QValidator *v = validator()) {
+        int pos = 0;
+        if (v->validate(result, pos) == QValidator::Invalid) {
+            *why = QStringLiteral("Attenzione, testo incollato non ammesso in questo campo")
+                   + (accepted_.isEmpty() ? QString() : QStringLiteral(" (") + accepted_ + u')')
+                   + QStringLiteral(". Il testo non è stato incollato.");
+            return false;
+        }
+    }
+    return true;
+}
+
+void LineEdit::pasteChecked(QClipboard::Mode mode)
+{
+    QString pasted = QGuiApplication::clipboard()->text(mode);
+    // A cell copied from a spreadsheet ends with a line break.
+    while (pasted.endsWith(u'\n') || pasted.endsWith(u'\r'))
+        pasted.chop(1);
+    if (pasted.isEmpty())
+        return;
+    if (!inputMask().isEmpty()) {
+        insert(pasted); // the mask places each character
+        return;
+    }
+    const int start = hasSelectedText() ? selectionStart() : cursorPosition();
+    const int length = hasSelectedText() ? int(selectedText().size()) : 0;
+    QString result = text();
+    result.replace(start, length, pasted);
+    QString why;
+    if (!acceptPaste(result, &why)) {
+        refuse(why);
+        return;
+    }
+    selectAll();
+    insert(result); // one edit: undoable, seen as typed by the form
+}
+
+void LineEdit::contextMenuEvent(QContextMenuEvent *e)
+{
+    QMenu *menu = createStandardContextMenu();
+    for (QAction *a : menu->actions())
+        if (a->objectName() == QLatin1String("edit-paste")) {
+            disconnect(a, &QAction::triggered, this, nullptr);
+            connect(a, &QAction::triggered, this, [this] { pasteChecked(); });
+        }
+    menu->exec(e->globalPos());
+    delete menu;
+}
+
+void LineEdit::mouseReleaseEvent(QMouseEvent *e)
+{
+    if (e->button() == Qt::MiddleButton && QGuiApplication::clipboard()->supportsSelection()) {
+        if (!isReadOnly())
+            pasteChecked(QClipboard::Selection);
+        e->accept();
+        return;
+    }
+    QLineEdit::mouseReleaseEvent(e);
+}
+
+QString pastedNumber(const QString &text, int digits, int decimals, QString *why)
+{
+    QString t = text.trimmed();
+    t.remove(u' ');
+    t.remove(QChar(0x00A0));
+    const QString shown = text.trimmed();
+    auto fail = [why](const QString &w) {
+        *why = w;
+        return QString();
+    };
+    static const QRegularExpression chars(QStringLiteral("^[0-9.,]+$"));
+    if (t.startsWith(u'-'))
+        return fail(QStringLiteral("Attenzione, numero incollato negativo: \"%1\". Il testo non è stato incollato.").arg(shown));
+    if (!chars.match(t).hasMatch() || !t.contains(QRegularExpression(QStringLiteral("[0-9]"))))
+        return fail(QStringLiteral("Attenzione, testo incollato non numerico: \"%1\". Il testo non è stato incollato.").arg(shown));
+    static const QRegularExpression grouped(QStringLiteral("^\\d{1,3}(\\.\\d{3})+$"));
+    const QString ambiguous =
+        QStringLiteral("Attenzione, numero incollato ambiguo: \"%1\". Scrivere i decimali dopo la virgola "
+                       "(1,234) o le migliaia senza punto (1234). Il testo non è stato incollato.")
+            .arg(shown);
+    const QString unreadable =
+        QStringLiteral("Attenzione, numero incollato non leggibile: \"%1\". Il testo non è stato incollato.").arg(shown);
+    QString whole, frac;
+    const int commas = int(t.count(u','));
+    const int points = int(t.count(u'.'));
+    if (commas > 1) {
+        return fail(unreadable);
+    } else if (commas == 1) {
+        // Italian: "." groups the thousands, "," is the decimal comma.
+        whole = t.section(u',', 0, 0);
+        frac = t.section(u',', 1);
+        if (frac.contains(u'.') || (whole.contains(u'.') && !grouped.match(whole).hasMatch()))
+            return fail(unreadable);
+        whole.remove(u'.');
+    } else if (points == 1) {
+        whole = t.section(u'.', 0, 0);
+        frac = t.section(u'.', 1);
+        // "1.234" is a thousand in Italian and one and a bit elsewhere.
+        if (frac.size() == 3 && !whole.isEmpty() && whole.toLongLong() != 0)
+            return fail(ambiguous);
+    } else if (points > 1) {
+        if (!grouped.match(t).hasMatch())
+            return fail(unreadable);
+        whole = t;
+        whole.remove(u'.');
+    } else {
+        whole = t;
+    }
+    while (whole.size() > 1 && whole.startsWith(u'0'))
+        whole.remove(0, 1);
+    if (whole.isEmpty())
+        whole = QStringLiteral("0");
+    while (frac.endsWith(u'0'))
+        frac.chop(1);
+    if (decimals == 0 && !frac.isEmpty())
+        return fail(QStringLiteral("Attenzione, numero incollato con decimali: \"%1\"; il campo accetta solo numeri "
+                                   "interi. Il testo non è stato incollato.")
+                        .arg(shown));
+    if (frac.size() > decimals)
+        return fail(QStringLiteral("Attenzione, numero incollato con troppi decimali: \"%1\"; al massimo %2 dopo la "
+                                   "virgola. Il testo non è stato incollato.")
+                        .arg(shown)
+                        .arg(decimals));
+    if (whole.size() > digits)
+        return fail(QStringLiteral("Attenzione, numero incollato troppo grande: \"%1\"; al massimo %2 cifre intere. "
+                                   "Il testo non è stato incollato.")
+                        .arg(shown)
+                        .arg(digits));
+    return frac.isEmpty() ? whole : whole + u',' + frac;
 }
 
 // ---- TextBox ----
@@ -125,6 +274,54 @@ NumberBox::NumberBox(int digits, int decimals, bool thousands, QWidget *parent)
                                  : QStringLiteral("al massimo %1 cifre").arg(digits));
     setMaxLength(digits + (decimals > 0 ? decimals + 1 : 0));
     setAlignment(Qt::AlignRight);
+}
+
+void NumberBox::keyPressEvent(QKeyEvent *e)
+{
+    // The decimal point of the keyboard, wherever it is, types the comma
+    // (on some keypads the decimal key already gives ",").
+    const bool point = e->key() == Qt::Key_Period || e->text() == QLatin1String(".")
+                       || ((e->modifiers() & Qt::KeypadModifier) && e->key() == Qt::Key_Comma);
+    if (decimals_ > 0 && point && !(e->modifiers() & Qt::ControlModifier)) {
+        Qt::KeyboardModifiers mods = e->modifiers();
+        mods.setFlag(Qt::KeypadModifier, false);
+        QKeyEvent comma(e->type(), Qt::Key_Comma, mods, QStringLiteral(","), e->isAutoRepeat(), ushort(e->count()));
+        LineEdit::keyPressEvent(&comma);
+        e->setAccepted(comma.isAccepted());
+        return;
+    }
+    LineEdit::keyPressEvent(e);
+}
+
+QString NumberBox::keyRefusal(const QString &typed, const QString &before) const
+{
+    const QChar c = typed.isEmpty() ? QChar() : typed[0];
+    if (c == u'-')
+        return QStringLiteral("Attenzione, numeri negativi non ammessi.");
+    if (decimals_ == 0 && (c == u'.' || c == u','))
+        return QStringLiteral("Attenzione, il campo accetta solo numeri interi, senza punti né virgole.");
+    if (c == u',')
+        return QStringLiteral("Attenzione, la virgola decimale è già presente.");
+    if (c.isDigit()) {
+        const int comma = int(before.indexOf(u','));
+        if (comma >= 0 && cursorPosition() > comma)
+            return QStringLiteral("Attenzione, al massimo %1 decimali dopo la virgola: \"%2\" non è stato inserito.")
+                .arg(decimals_)
+                .arg(typed);
+        return QStringLiteral("Attenzione, al massimo %1 cifre intere: \"%2\" non è stato inserito.")
+            .arg(digits_)
+            .arg(typed);
+    }
+    return LineEdit::keyRefusal(typed, before);
+}
+
+bool NumberBox::acceptPaste(QString &result, QString *why) const
+{
+    const QString n = pastedNumber(result, digits_, decimals_, why);
+    if (n.isEmpty())
+        return false;
+    result = n;
+    return true;
 }
 
 QVariant NumberBox::value() const
@@ -294,6 +491,29 @@ QtyBox::QtyBox(QWidget *parent) : QWidget(parent)
     setFocusProxy(amount_);
 }
 
+// ---- QtyDelegate ----
+
+QWidget *QtyDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &, const QModelIndex &) const
+{
+    auto *e = new NumberBox(7, 3, true, parent);
+    e->setMessages(&msg_);
+    return e;
+}
+
+void QtyDelegate::setEditorData(QWidget *editor, const QModelIndex &index) const
+{
+    const auto q = Qty::parse(index.data(Qt::EditRole).toString());
+    auto *e = static_cast<NumberBox *>(editor);
+    e->setValue(q ? QVariant(qlonglong(q->toMilli())) : QVariant());
+    e->setText(e->text().remove(u'.')); // edited without the thousands points
+}
+
+void QtyDelegate::setModelData(QWidget *editor, QAbstractItemModel *model, const QModelIndex &index) const
+{
+    const QVariant v = static_cast<NumberBox *>(editor)->value();
+    model->setData(index, Qty::fromMilli(v.isNull() ? 0 : v.toLongLong()).format(3), Qt::EditRole);
+}
+
 // ---- ComboCom ----
 
 ComboCom::ComboCom(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx), search_(ctx.db, ctx.msg)
@@ -317,6 +537,7 @@ ComboCom::ComboCom(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx
     completer_->setCompletionMode(QCompleter::UnfilteredPopupCompletion);
     completer_->setMaxVisibleItems(12);
     completer_->setWidget(edit_);
+    completer_->popup()->installEventFilter(this);
     auto *timer = new QTimer(this);
     timer->setSingleShot(true);
     timer->setInterval(250);
@@ -329,6 +550,33 @@ ComboCom::ComboCom(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx
         if (!edit_->text().trimmed().isEmpty())
             searchNow(false);
     });
+}
+
+bool ComboCom::eventFilter(QObject *o, QEvent *e)
+{
+    // Keys typed while the list is open reach the list first: Tab and Enter
+    // settle the choice and then move on, as they would with the list closed.
+    QAbstractItemView *popup = completer_->popup();
+    if (o == popup && e->type() == QEvent::KeyPress && popup->isVisible()) {
+        auto *k = static_cast<QKeyEvent *>(e);
+        const int key = k->key();
+        if (key == Qt::Key_Tab || key == Qt::Key_Backtab || key == Qt::Key_Return || key == Qt::Key_Enter) {
+            const QModelIndex i = popup->currentIndex();
+            const bool picked = i.isValid() && popup->selectionModel()->isSelected(i);
+            popup->hide();
+            bool ok = true;
+            if (picked)
+                choose(i.row());
+            else
+                ok = settle();
+            if (ok) {
+                QKeyEvent forward(QEvent::KeyPress, key, k->modifiers());
+                QApplication::sendEvent(edit_, &forward);
+            }
+            return true;
+        }
+    }
+    return QWidget::eventFilter(o, e);
 }
 
 void ComboCom::typed()

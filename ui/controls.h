@@ -8,12 +8,15 @@
 #include "refdata/lookups.h"
 #include "shell/context.h"
 
+#include <QClipboard>
 #include <QComboBox>
 #include <QDialog>
 #include <QLineEdit>
+#include <QStyledItemDelegate>
 #include <QVariant>
 #include <QWidget>
 
+class Messages;
 class QCompleter;
 class QLabel;
 class QStringListModel;
@@ -23,8 +26,11 @@ class QButtonGroup;
 
 namespace ui {
 
-// Line edit that explains a refused key press (too long, character not
-// accepted) in a tooltip under the field.
+// Line edit that never drops what the user typed or pasted without saying
+// so: a refused key press (too long, character not accepted) and a refused
+// paste are explained through the message service when the form gave one,
+// otherwise in a tooltip under the field. A paste is taken whole or not at
+// all: it is never cut.
 class LineEdit : public QLineEdit {
     Q_OBJECT
 public:
@@ -32,13 +38,34 @@ public:
     // What the accepted characters are, in words (for the refusal text).
     void setAcceptedText(const QString &t) { accepted_ = t; }
     QString lastRefusal() const { return refusal_; }
+    // Refusals are shown as messages from now on.
+    void setMessages(Messages *m) { msg_ = m; }
+    // Pastes the clipboard (or the selection) through the checks.
+    void pasteChecked(QClipboard::Mode mode = QClipboard::Clipboard);
 
 protected:
     void keyPressEvent(QKeyEvent *e) override;
+    void contextMenuEvent(QContextMenuEvent *e) override;
+    void mouseReleaseEvent(QMouseEvent *e) override;
+    void refuse(const QString &why);
+    // Why a printable key left the text unchanged.
+    virtual QString keyRefusal(const QString &typed, const QString &before) const;
+    // The text the field would hold after a paste, possibly rewritten into
+    // the field's own form; false with the reason when it cannot be taken.
+    virtual bool acceptPaste(QString &result, QString *why) const;
 
 private:
     QString accepted_, refusal_;
+    Messages *msg_ = nullptr;
 };
+
+// Reads a number pasted from elsewhere into the form typed in a number
+// field (digits, decimal comma, no separators): "1.234,5" (Italian) and
+// "1234.5" are both 1234,5; "1.234.567" is 1234567. A text that could be
+// read two ways ("1.234": thousands or decimals?), that is not a number, is
+// negative or does not fit `digits` integer digits and `decimals` decimals
+// is refused: an empty result with the reason in `why`.
+QString pastedNumber(const QString &text, int digits, int decimals, QString *why);
 
 // Text: maximum length, accepted characters (a character-class body such as
 // "0-9" or "A-Za-z0-9"), forced upper case.
@@ -49,7 +76,8 @@ public:
 };
 
 // Whole or decimal number: at most `digits` digits before the comma and
-// `decimals` after it. Decimal values are thousandths (three decimals
+// `decimals` after it. The "." key, on the main keyboard and on the keypad,
+// types the decimal comma (in a whole number it is refused with a message). Decimal values are thousandths (three decimals
 // always, e.g. quantities shown 1.234,500); with thousands set, the number
 // is shown with "." separators when the field is not being edited.
 class NumberBox : public LineEdit {
@@ -61,8 +89,11 @@ public:
     void setValue(const QVariant &v);
 
 protected:
+    void keyPressEvent(QKeyEvent *e) override;
     void focusInEvent(QFocusEvent *e) override;
     void focusOutEvent(QFocusEvent *e) override;
+    QString keyRefusal(const QString &typed, const QString &before) const override;
+    bool acceptPaste(QString &result, QString *why) const override;
 
 private:
     QString plain(const QVariant &v) const;
@@ -114,10 +145,27 @@ private:
     ComboKgt *unit_;
 };
 
+// Editor of the quantity cells of a grid (thousandths shown "1.234,500"):
+// the same number field as a quantity on a form, seven digits and three
+// decimals, "." typing the comma and refusals explained.
+class QtyDelegate : public QStyledItemDelegate {
+    Q_OBJECT
+public:
+    QtyDelegate(Messages &msg, QObject *parent) : QStyledItemDelegate(parent), msg_(msg) {}
+    QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &, const QModelIndex &) const override;
+    void setEditorData(QWidget *editor, const QModelIndex &index) const override;
+    void setModelData(QWidget *editor, QAbstractItemModel *model, const QModelIndex &index) const override;
+
+private:
+    Messages &msg_;
+};
+
 // Municipality picker: type the beginning of the name, the municipalities
-// found are offered as you type (with their province); leaving the field
-// settles the choice (one match is taken, none says "Attenzione, Comune non
-// trovato!"). The province abbreviation is shown by a linked field.
+// found are offered as you type (with their province); Tab, Enter or leaving
+// the field settles the choice, with the list open or not: the item picked
+// in the list, else the typed exact name or the one municipality the typed
+// prefix finds (none says "Attenzione, Comune non trovato!", several keep
+// the list open). The province abbreviation is shown by a linked field.
 class ComboCom : public QWidget {
     Q_OBJECT
 public:
@@ -142,6 +190,9 @@ public:
 
 Q_SIGNALS:
     void changed(); // a different municipality (or none) chosen
+
+protected:
+    bool eventFilter(QObject *o, QEvent *e) override;
 
 private:
     void choose(int index);

@@ -12,6 +12,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPointer>
+#include <QStackedWidget>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -70,6 +71,7 @@ void FieldForm::build()
         switch (f.kind) {
         case Kind::Text: {
             auto *e = new TextBox(f.length, f.chars, f.upper, parentW);
+            e->setMessages(&ctx_.msg);
             e->setMinimumWidth(charsWidth(e, f.width ? f.width : f.length));
             if (f.length > 0 && f.length <= 16)
                 e->setMaximumWidth(charsWidth(e, f.length + 3)); // short codes do not stretch
@@ -83,6 +85,7 @@ void FieldForm::build()
         case Kind::Decimal: {
             auto *e = new NumberBox(f.length, f.kind == Kind::Decimal ? qBound(1, f.decimals ? f.decimals : 3, 3) : 0,
                                     f.kind == Kind::Decimal || f.thousands, parentW);
+            e->setMessages(&ctx_.msg);
             e->setMinimumWidth(charsWidth(e, f.width ? f.width : f.length + 3));
             e->setMaximumWidth(charsWidth(e, f.length + 6));
             connect(e, &QLineEdit::textEdited, this, onEdit);
@@ -93,6 +96,7 @@ void FieldForm::build()
         }
         case Kind::Quantity: {
             auto *q = new QtyBox(parentW);
+            q->amount()->setMessages(&ctx_.msg);
             q->amount()->setMinimumWidth(charsWidth(q, 12));
             connect(q->amount(), &QLineEdit::textEdited, this, onEdit);
             connect(q->unit(), &QComboBox::activated, this, onEdit);
@@ -140,6 +144,7 @@ void FieldForm::build()
         }
         case Kind::Municipality: {
             auto *c = new ComboCom(ctx_, parentW);
+            qobject_cast<LineEdit *>(c->edit())->setMessages(&ctx_.msg);
             c->Required = !f.required.isEmpty();
             c->MsgRequired = f.required;
             c->setMinimumWidth(charsWidth(c, 24));
@@ -197,6 +202,28 @@ void FieldForm::build()
         }
         slots_.append(s);
     }
+    // A municipality chosen by the user brings its postcode into the C.A.P.
+    // field that follows it in its frame; a stored one is shown as stored.
+    for (int i = 0; i < table_.size(); ++i) {
+        auto *c = qobject_cast<ComboCom *>(slots_[i].widget);
+        if (!c)
+            continue;
+        for (int j = i + 1; j < table_.size(); ++j) {
+            const Field &f = table_[j];
+            if (f.group != table_[i].group || f.kind == Kind::Municipality)
+                break;
+            auto *cap = qobject_cast<QLineEdit *>(slots_[j].widget);
+            if (f.kind != Kind::Text || !f.name.endsWith(QLatin1String("cap"), Qt::CaseInsensitive) || !cap)
+                continue;
+            connect(c, &ComboCom::changed, cap, [this, c, cap] {
+                if (loading_ || c->key() == 0 || c->row().comCap.isEmpty() || cap->text() == c->row().comCap)
+                    return;
+                cap->setText(c->row().comCap);
+                edited();
+            });
+            break;
+        }
+    }
     for (QGridLayout *g : std::as_const(grids_))
         for (int c = 1; c < g->columnCount(); c += 2)
             g->setColumnStretch(c, 1);
@@ -226,11 +253,20 @@ QWidget *FieldForm::focusTarget(int position) const
 
 void FieldForm::focusField(int position)
 {
-    if (QWidget *w = focusTarget(position)) {
-        inExit_ = true; // the move is the program's, not the user's
-        w->setFocus(Qt::OtherFocusReason);
-        inExit_ = false;
-    }
+    focusWidget(focusTarget(position));
+}
+
+void FieldForm::focusWidget(QWidget *w)
+{
+    if (!w)
+        return;
+    // A field on a tab page not shown: bring its page forward first.
+    for (QWidget *p = w; p && p != this; p = p->parentWidget())
+        if (auto *pages = qobject_cast<QStackedWidget *>(p->parentWidget()))
+            pages->setCurrentWidget(p);
+    inExit_ = true; // the move is the program's, not the user's
+    w->setFocus(Qt::OtherFocusReason);
+    inExit_ = false;
 }
 
 QGridLayout *FieldForm::groupGrid(const QString &group) const

@@ -44,6 +44,9 @@ public:
     QWidget *control(const QString &name) const;
     QWidget *focusTarget(int position) const;
     void focusField(int position);
+    // Puts the cursor on a widget of the form without running the exit rules
+    // of the field being left (the move is the program's).
+    void focusWidget(QWidget *w);
     QLabel *label(const QString &name) const { return labels_.value(name.toLower()); }
     // The grid of a frame, to add form-specific widgets.
     QGridLayout *groupGrid(const QString &group) const;

@@ -99,6 +99,10 @@ void RecordForm::showEvent(QShowEvent *e)
     // Labels and fields never squeeze below their natural size: the window scrolls.
     if (body_->minimumWidth() == 0)
         body_->setMinimumSize(body_->sizeHint());
+    // Inputs a form adds beside its field table (the grids of operation
+    // rows) explain their refusals as the fields do.
+    for (LineEdit *l : findChildren<LineEdit *>())
+        l->setMessages(&ctx_.msg);
     QWidget::showEvent(e);
 }
 
@@ -168,8 +172,20 @@ bool RecordForm::save()
 {
     if (!fields_->leaveCurrent())
         return false;
+    // A quantity without its unit would be read as tonnes by the checks and
+    // written with unit 0 in the file: refused before the form's own rules.
+    const fields::Record rec = fields_->record();
+    const int noUnit = fields::firstUnitMissing(fields_->table(), rec, ctx_.msg, [this](const fields::Field &f) {
+        const QWidget *w = fields_->control(f.name);
+        return !w || w->isEnabled();
+    });
+    if (noUnit >= 0) {
+        if (auto *q = qobject_cast<QtyBox *>(fields_->control(fields_->table()[noUnit].name)))
+            fields_->focusWidget(q->unit());
+        return false;
+    }
     int bad = -1;
-    const qint64 k = b_.save ? b_.save(key_, fields_->record(), &bad) : 0;
+    const qint64 k = b_.save ? b_.save(key_, rec, &bad) : 0;
     if (k <= 0) {
         if (bad >= 0)
             fields_->focusField(bad);

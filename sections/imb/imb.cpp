@@ -171,6 +171,14 @@ int saveCheck(AppContext &ctx, const fields::Record &r, const QVector<Row> &rows
             ctx.msg.information(waste::tooLargeMessage());
             return int(schedaFields().size()) + i;
         }
+    const int noUnit = fields::firstUnitMissing(schedaFields(), r, ctx.msg);
+    if (noUnit >= 0)
+        return noUnit;
+    for (int i = 0; i < rows.size(); ++i)
+        if (rows[i].qta != 0 && rows[i].umi != 1 && rows[i].umi != 2) {
+            ctx.msg.information(fields::unitMissingMessage(displayCode(rows[i].rifCod, rows[i].allAcc)));
+            return int(schedaFields().size()) + i;
+        }
     return -1;
 }
 

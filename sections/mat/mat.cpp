@@ -49,9 +49,11 @@ bool present(AppContext &ctx, qint64 saID)
 int saveCheck(AppContext &ctx, const fields::Record &r)
 {
     const int big = waste::firstTooLarge(schedaFields(), r);
-    if (big >= 0)
+    if (big >= 0) {
         ctx.msg.information(waste::tooLargeMessage());
-    return big;
+        return big;
+    }
+    return fields::firstUnitMissing(schedaFields(), r, ctx.msg);
 }
 
 bool save(AppContext &ctx, qint64 saID, const fields::Record &r)

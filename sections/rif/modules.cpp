@@ -642,19 +642,21 @@ const char *QtyRequired = "Attenzione, quantità richiesta.";
 } // namespace
 
 // Counterpart with address, Italian or foreign: the part RT, DR, UO and UD share.
+// Names and streets are upper-cased as in SA1, so that a company is written
+// the same way in every module, in the register and in the file.
 fields::Table counterpartFields(const char *frame, const char *italyFrame, const char *abroadFrame,
                                 const char *countryCaption, bool regCE)
 {
     fields::Table t;
     t << grouped(text("CodFisc", "Codice fiscale:", 16, CodFiscRequired, "A-Za-z0-9", true), frame)
-      << grouped(text("RagSoc", "Nome o ragione sociale:", 60, RagSocRequired), frame);
+      << grouped(text("RagSoc", "Nome o ragione sociale:", 60, RagSocRequired, "", true), frame);
     Field side = grouped(option("estero", "", {QStringLiteral("Italia"), QStringLiteral("Estero")}), frame);
     side.stored = false;
     t << side;
     t << grouped(municipality("Comune:", "Attenzione, campo comune richiesto."), italyFrame)
       << grouped(province("Provincia:"), italyFrame)
-      << grouped(text("Via", "Via:", 30, "Attenzione, campo via richiesto."), italyFrame)
-      << grouped(text("Civico", "N. civico:", 6), italyFrame)
+      << grouped(text("Via", "Via:", 30, "Attenzione, campo via richiesto.", "", true), italyFrame)
+      << grouped(text("Civico", "N. civico:", 6, "", "", true), italyFrame)
       << grouped(text("Cap", "C.A.P.:", 5, "", "0-9"), italyFrame);
     t << grouped(option("nazID", countryCaption, {}, "Attenzione, Paese estero richiesto."), abroadFrame);
     if (regCE)
@@ -729,7 +731,7 @@ const waste::ModuleKind &module(int tipoMod)
         waste::ModuleKind te = base(codes::TE, "TE", "Modulo TE - Rifiuti trasportati da terzi");
         te.counterpart = te.listDelete = true;
         te.fields << grouped(text("CodFisc", "Codice fiscale:", 16, CodFiscRequired, "A-Za-z0-9", true), "Trasportatore")
-                  << grouped(text("RagSoc", "Nome o ragione sociale:", 60, RagSocRequired), "Trasportatore");
+                  << grouped(text("RagSoc", "Nome o ragione sociale:", 60, RagSocRequired, "", true), "Trasportatore");
         v[codes::TE] = te;
 
         waste::ModuleKind mg = base(codes::MG, "MG", "Modulo MG - Operazioni di gestione rifiuti svolte nell'unità locale");

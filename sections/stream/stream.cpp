@@ -267,6 +267,14 @@ int saveCheck(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, cons
             ctx.msg.information(waste::tooLargeMessage());
             return int(s.fields.size()) + i;
         }
+    const int noUnit = fields::firstUnitMissing(s.fields, r, ctx.msg);
+    if (noUnit >= 0)
+        return noUnit;
+    for (int i = 0; i < rows.size(); ++i)
+        if (rows[i].qta != 0 && rows[i].umi != 1 && rows[i].umi != 2) {
+            ctx.msg.information(fields::unitMissingMessage(rows[i].rifCod));
+            return int(s.fields.size()) + i;
+        }
     if (s.categories) {
         const int cat = r.value(QStringLiteral("srRAEE")).toInt();
         const int pos = fields::position(s.fields, QStringLiteral("srRAEE"));

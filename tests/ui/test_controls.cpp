@@ -63,16 +63,16 @@ private Q_SLOTS:
         b.setFocus();
         QTest::keyClicks(&b, QStringLiteral("12a"));
         QCOMPARE(b.text(), QStringLiteral("12"));
-        QVERIFY(b.lastRefusal().startsWith(QStringLiteral("Carattere non ammesso: \"a\" (solo cifre)")));
+        QVERIFY(b.lastRefusal().startsWith(QStringLiteral("Attenzione, carattere non ammesso: \"a\" (solo cifre)")));
         QTest::keyClicks(&b, QStringLiteral("3456"));
         QCOMPARE(b.text(), QStringLiteral("12345"));
-        QCOMPARE(b.lastRefusal(), QStringLiteral("Lunghezza massima: 5 caratteri."));
+        QCOMPARE(b.lastRefusal(), QStringLiteral("Attenzione, il campo contiene al massimo 5 caratteri: \"6\" non è stato inserito."));
 
         b.clear();
         QGuiApplication::clipboard()->setText(QStringLiteral("12345678"));
         QTest::keyClick(&b, Qt::Key_V, Qt::ControlModifier);
-        QCOMPARE(b.text(), QStringLiteral("12345"));
-        QCOMPARE(b.lastRefusal(), QStringLiteral("Lunghezza massima: 5 caratteri: il testo incollato è stato tagliato."));
+        QCOMPARE(b.text(), QString()); // never cut: refused whole
+        QVERIFY(b.lastRefusal().startsWith(QStringLiteral("Attenzione, testo incollato troppo lungo")));
 
         ui::TextBox u(16, QStringLiteral("A-Za-z0-9"), true);
         u.show();
@@ -351,8 +351,14 @@ private Q_SLOTS:
         f.saveButton()->click();
         QCOMPARE(t.msg.texts(), QStringList{QStringLiteral("Attenzione, quantità richiesta.")});
         QCOMPARE(focused(), qty->amount());
-        QTest::keyClicks(focused(), QStringLiteral("2,5"));
-        qty->unit()->setCode(2);
+        QTest::keyClicks(focused(), QStringLiteral("2.5"));
+        // No unit chosen: refused, the cursor on the unit.
+        t.msg.clear();
+        f.saveButton()->click();
+        QCOMPARE(t.msg.texts(), QStringList{QStringLiteral("Attenzione, unità di misura richiesta per la quantità \"Quantità\".")});
+        QCOMPARE(f.currentKey(), 0);
+        QCOMPARE(focused(), qty->unit());
+        QTest::keyClick(focused(), Qt::Key_T);
         f.saveButton()->click();
         QVERIFY2(f.currentKey() > 0, qPrintable(t.msg.texts().join(u'|')));
         QCOMPARE(f.navigator()->caption(), QStringLiteral("Modulo 3 di 3"));

@@ -43,6 +43,7 @@ WasteGrid::WasteGrid(AppContext &ctx, int posizione, QWidget *parent)
     setColumnWidth(ColUnit, 60);
     verticalHeader()->hide();
     setSelectionMode(QAbstractItemView::SingleSelection);
+    setItemDelegateForColumn(ColQta, new ui::QtyDelegate(ctx.msg, this));
     connect(this, &QTableWidget::cellChanged, this, &WasteGrid::cellEdited);
     connect(this, &QTableWidget::currentCellChanged, this, [this] { Q_EMIT status(statusText()); });
     addPlaceholder();

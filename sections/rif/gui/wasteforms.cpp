@@ -188,6 +188,16 @@ ui::RecordBinding moduleBinding(AppContext &ctx, const waste::ModuleKind &m, qin
     b.save = [c, mp, parentId, code, a, self](qint64 k, const fields::Record &r, int *failed) -> qint64 {
         ModuleForm *form = *self;
         const QVector<waste::OpRow> ops = form->operations();
+        for (const waste::OpRow &o : ops) {
+            if (o.qta.toLongLong() == 0 || o.umi == 1 || o.umi == 2)
+                continue;
+            c->msg.information(fields::unitMissingMessage(o.codice));
+            if (OperationGrid *g = form->grid(o.posizione))
+                if (ui::QtyBox *q = g->quantity(o.codice))
+                    form->fields()->focusWidget(q->unit());
+            *failed = -1;
+            return 0;
+        }
         const waste::Check chk = waste::saveCheck(*c, *mp, parentId, k, code, r, ops);
         if (chk.moveTo > 0) {
             const qint64 to = chk.moveTo;
