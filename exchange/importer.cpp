@@ -1,5 +1,7 @@
 #include "exchange/importer.h"
 
+#include "shell/transaction.h"
+
 #include "exchange/layouts.h"
 #include "refdata/lookups.h"
 #include "exchange/statements.h"
@@ -69,12 +71,10 @@ public:
 
     // One line of the load pass; false on a database failure.
     bool line(const Layout &l, QByteArrayView bytes);
-    // The load runs in one transaction with a savepoint per declaration: a
-    // declaration is kept whole or not at all.
-    bool begin() { return db_.current().transaction(); }
+    // The load runs in one transaction (held by the caller) with a savepoint
+    // per declaration: a declaration is kept whole or not at all.
     bool finishDeclaration();
     void rollback();
-    bool end() { return db_.current().commit(); }
     int imported = 0, skipped = 0, contained = 0;
 
 private:
@@ -718,7 +718,7 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         r.check.line = 0;
         return r;
     }
-    f.readLine();
+    f.readLine(HeaderLength + 3);
     // A larger page cache for the length of the load: the inserts touch the
     // tables and their indexes all over, and the default cache of about 2 MB
     // makes SQLite read the same pages again and again. (The journal of each
@@ -743,64 +743,90 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
                 QSqlQuery(db).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(before.toLongLong()));
         }
     } cache(db.current());
-    Loader loader(db, msg);
-    if (!loader.begin()) {
+    // All or nothing: the run is one transaction; a failure while loading
+    // undoes every declaration of the file, an interruption keeps the whole
+    // declarations loaded before it.
+    dbTransaction all(db.current());
+    if (!all.isActive() || !lockDeclarations(db)) {
+        msg.critical(all.wasBusy() || !all.isActive() ? busyText() : QStringLiteral("Attenzione, importazione non avviata: ") + all.error());
         r.status = ImportResult::Failed;
         return r;
     }
+    Loader loader(db, msg);
     qint64 done = 0;
     int n = 1;
-    LineReader lines(f);
+    LineReader lines(f, maxLineLength());
     QByteArrayView line;
+    auto undoAll = [&](const QString &text) {
+        loader.rollback();
+        all.rollback();
+        if (!text.isEmpty())
+            msg.critical(text);
+        r.status = ImportResult::Failed;
+        r.imported = 0;
+        r.skipped = 0;
+        return r;
+    };
     while (lines.next(line)) {
         ++n;
         const Layout *l = layout(line.first(std::min<qsizetype>(2, line.size())));
-        if (!l) {   // the file changed since it was checked
-            loader.rollback();
-            loader.end();
+        if (!l || line.size() != l->length) {   // the file changed since it was checked
+            undoAll({});
             r.status = ImportResult::Refused;
             r.check.ok = false;
-            r.check.message = QStringLiteral("Tipo record errato.");
+            r.check.message = l ? QStringLiteral("Lunghezza record errata.") : QStringLiteral("Tipo record errato.");
             r.check.line = n;
-            r.imported = loader.imported;
-            r.skipped = loader.skipped;
             return r;
         }
         // An AA line closes the declaration before it: check for a cancel there,
         // so that what is kept is always whole declarations.
         if (l->index == rt::AA && progress && !progress(done, r.check.total)) {
-            const bool kept = loader.finishDeclaration() && loader.end();
-            r.status = kept ? ImportResult::Cancelled : ImportResult::Failed;
+            if (!loader.finishDeclaration() || !all.commit())
+                return undoAll(QStringLiteral("Attenzione, importazione interrotta: nessuna dichiarazione è stata caricata."));
+            r.status = ImportResult::Cancelled;
             r.imported = loader.imported;
             r.skipped = loader.skipped;
             return r;
         }
-        if (!loader.line(*l, line)) {
-            loader.rollback();
-            loader.end();
-            msg.critical(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") +
-                         QString::number(n) + QStringLiteral(": la dichiarazione in corso non è stata caricata."));
-            r.status = ImportResult::Failed;
-            r.imported = loader.imported;
-            r.skipped = loader.skipped;
-            return r;
-        }
+        if (!loader.line(*l, line))
+            return undoAll(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") + QString::number(n) +
+                           QStringLiteral(": nessuna dichiarazione del file è stata caricata."));
         ++done;
     }
-    if (!loader.finishDeclaration() || !loader.end()) {
-        loader.rollback();
-        db.current().rollback();
-        r.status = ImportResult::Failed;
-        r.imported = loader.imported;
-        r.skipped = loader.skipped;
-        return r;
-    }
+    if (lines.tooLong())
+        return undoAll(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") + QString::number(n + 1) +
+                       QStringLiteral(": nessuna dichiarazione del file è stata caricata."));
+    if (!loader.finishDeclaration() || !all.commit())
+        return undoAll(QStringLiteral("Attenzione, importazione non riuscita: nessuna dichiarazione del file è stata caricata."));
     if (progress)
         progress(done, r.check.total);
     r.imported = loader.imported;
     r.skipped = loader.skipped;
     r.status = ImportResult::Done;
     return r;
+}
+
+QString busyText()
+{
+    return QStringLiteral("Attenzione, l'archivio è in uso da un'altra stazione di lavoro e non si è liberato in tempo: "
+                          "riprovare più tardi.");
+}
+
+bool lockDeclarations(dbClass &db)
+{
+    // PostgreSQL: stations that add declarations (import, takeover) take turns
+    // for the rest of their transaction, so that the test for a declaration
+    // already present sees what the other one added. SQLite: the write lock of
+    // the transaction does the same.
+    QSqlDatabase c = db.current();
+    if (c.driverName() != QLatin1String("QPSQL"))
+        return true;
+    QString error;
+    qint64 code = 0;
+    if (dbStatement::run(c, QStringLiteral("SELECT pg_advisory_xact_lock(%1)").arg(DeclarationsLock), &error, &code))
+        return true;
+    db.messages().errorReport({}, code, error, QStringLiteral("pg_advisory_xact_lock"));
+    return false;
 }
 
 } // namespace exch

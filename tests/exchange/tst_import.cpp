@@ -278,7 +278,7 @@ private Q_SLOTS:
         QCOMPARE(count(t.db, "SezVfu"), 6);
     }
 
-    void failureInsideADeclarationRollsItBack()
+    void failureWhileLoadingUndoesTheWholeFile()
     {
         TestDb t(dir.path(), QStringLiteral("fail.db"));
         QVERIFY(t.ok);
@@ -289,9 +289,13 @@ private Q_SLOTS:
         t.msg.clear();
         const ImportResult r = importFile(t.db, t.msg, source);
         QCOMPARE(r.status, ImportResult::Failed);
-        QCOMPARE(r.imported, 2);
-        QCOMPARE(count(t.db, "SezAnag"), 2);
-        QCOMPARE(count(t.db, "SezVfu"), 6);
+        QCOMPARE(r.imported, 0);
+        // Nothing of the file stays, not even the declarations before the
+        // failing one, and the user is told so with the line.
+        for (const char *table : {"SezAnag", "SezVfu", "RecVfu", "ModRif", "Ditte"})
+            QVERIFY2(count(t.db, table) == 0, table);
+        QVERIFY(t.msg.texts().join(u'\n').contains(QStringLiteral("nessuna dichiarazione del file è stata caricata")));
+        QVERIFY(t.msg.texts().join(u'\n').contains(QStringLiteral("riga n. ")));
     }
 };
 
