@@ -92,8 +92,11 @@ const std::vector<QueryText> &queries()
         v[QRifRe] = {QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = 5) ORDER BY mrID"),
                      QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.* FROM ModRif") + rifJoin +
                          QStringLiteral(" WHERE (ModRif.tipoMod = 5) ORDER BY run.ord, ModRif.mrID")};
-        v[QRifMg] = {QStringLiteral("SELECT mrID FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
-                     QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.mrID FROM ModRif") + rifJoin +
+        v[QRifMg] = {QStringLiteral("SELECT mrID, Privati, qtaMod, umiMod, qtaSmalt, umiSmalt, qtaDep, umiDep, discDep, "
+                                    "qta191, umi191, disc191 FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
+                     QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.mrID, ModRif.Privati, ModRif.qtaMod, ModRif.umiMod, "
+                                    "ModRif.qtaSmalt, ModRif.umiSmalt, ModRif.qtaDep, ModRif.umiDep, ModRif.discDep, "
+                                    "ModRif.qta191, ModRif.umi191, ModRif.disc191 FROM ModRif") + rifJoin +
                          QStringLiteral(" WHERE (ModRif.tipoMod = 4) ORDER BY run.ord, ModRif.mrID")};
         v[QIntMods] = {QStringLiteral("SELECT ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt LEFT JOIN "
                                       "Nazioni ON ModInt.nazID = Nazioni.nazID WHERE (ModInt.intID = ?) "
@@ -470,19 +473,27 @@ bool expClass::fill(Decl &d, qsizetype at, int type, const Record &row, const QS
 
 // The operation rows of a DR module fill pairs of lines numbered 1, 2, ...
 // An MG module keeps its rows in three grids (recovery, disposal, disposal
-// under art. 191): each grid with rows is written in one pair of lines whose
-// number is the grid, so that the reader puts every row back in its grid; a
-// grid holds one row per operation code, at most 15, and fits in a pair. A row
-// of an MG module outside the three grids goes with the grid of its kind of
-// code. A module without rows writes one empty pair.
+// under art. 191): each grid with rows is written in pairs of lines whose
+// number is the grid, so that the reader puts every row back in its grid. A
+// row of an MG module outside the three grids goes with the grid of its kind
+// of code. A module without rows writes one empty pair. The second line of
+// every pair carries the module's own columns (base holds them).
 bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r, const QString &scheda,
                            bool grids)
 {
     const NumberedKeys &k = numbered();
     const int n = r.size();
+    constexpr int First = 9, Second = 6, PerPair = First + Second;
     base.set(key<"#nrows">(), n);
     // Pairs to write: (number of the pair, rows in it).
     std::vector<std::pair<int, std::vector<int>>> pairs;
+    auto chunks = [&](const std::vector<int> &rows, int seq, bool sameNumber) {
+        for (size_t at = 0; at < rows.size(); at += PerPair) {
+            std::vector<int> part(rows.begin() + qsizetype(at),
+                                  rows.begin() + qsizetype(std::min(rows.size(), at + PerPair)));
+            pairs.emplace_back(sameNumber ? seq : seq++, std::move(part));
+        }
+    };
     if (grids) {
         std::vector<int> byGrid[3];
         for (int i = 0; i < n; ++i) {
@@ -492,19 +503,13 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
                                                                            : codes::GridSmaltimento;
             byGrid[g - 1].push_back(i);
         }
-        for (int g = 0; g < 3; ++g) {
-            if (byGrid[g].size() > 19)
-                return fail(d, scheda, QStringLiteral("Codice"), QStringLiteral("più di 19 operazioni nella stessa tabella"));
-            if (!byGrid[g].empty())
-                pairs.emplace_back(g + 1, std::move(byGrid[g]));
-        }
+        for (int g = 0; g < 3; ++g)
+            chunks(byGrid[g], g + 1, true);
     } else {
-        for (int s = 0; s * 19 < n; ++s) {
-            std::vector<int> rows;
-            for (int i = s * 19; i < n && i < s * 19 + 19; ++i)
-                rows.push_back(i);
-            pairs.emplace_back(s + 1, std::move(rows));
-        }
+        std::vector<int> all(static_cast<size_t>(n));
+        for (int i = 0; i < n; ++i)
+            all[size_t(i)] = i;
+        chunks(all, 1, false);
     }
     if (pairs.empty())
         pairs.emplace_back(1, std::vector<int>());
@@ -514,8 +519,8 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
             m.clear();
             m.merge(base);
             m.set(key<"#seq">(), seq);
-            const int first = part == 0 ? 0 : 9;
-            const int count = part == 0 ? 9 : 10;
+            const int first = part == 0 ? 0 : First;
+            const int count = part == 0 ? First : Second;
             for (int i = 0; i < count && first + i < int(rows.size()); ++i) {
                 const int row = rows[size_t(first + i)];
                 m.set(k.cod[i], r.value(row, key<"codice">()));
@@ -527,6 +532,15 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
         }
     }
     return true;
+}
+
+// The columns of an MG module that its detail lines carry.
+static const int *mgColumns()
+{
+    static const int k[] = {key<"privati">(), key<"qtamod">(), key<"umimod">(), key<"qtasmalt">(),
+                            key<"umismalt">(), key<"qtadep">(), key<"umidep">(), key<"discdep">(),
+                            key<"qta191">(), key<"umi191">(), key<"disc191">(), -1};
+    return k;
 }
 
 bool expClass::materials(Decl &d, const Record &row, const char *kind, int category,
@@ -683,6 +697,12 @@ bool expClass::writeRif(Decl &d)
             base.merge(start);
             base.set(key<"#kind">(), lit("MG"));
             base.set(key<"#prog">(), ++perKind[4]);
+            {
+                Record &mg = m_;
+                load(mods, i, mg);
+                for (const int *c = mgColumns(); *c >= 0; ++c)
+                    base.copy(*c, mg, *c);
+            }
             if (!rows(QRifOps, mods.value(i, key<"mrid">()).toInt(), ops))
                 return fail(d, scheda, QStringLiteral("RecRif"), QStringLiteral("lettura non riuscita"));
             if (!detailLines(d, rt::BD, rt::BE, base, ops, scheda, true))
@@ -782,6 +802,9 @@ bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint
             base.merge(start);
             for (int k : {key<"rifcod">(), key<"#kind">(), key<"#prog">(), key<"#modflag">()})
                 base.copy(k, m, k);
+            if (t == 4)
+                for (const int *c = mgColumns(); *c >= 0; ++c)
+                    base.copy(*c, m, *c);
             if (!detailLines(d, rec[2], rec[3], base, ops, scheda, t == 4))
                 return false;
         }

@@ -56,6 +56,29 @@ int kindCode(const Val &k)
     return 0;
 }
 
+// The columns of an MG module that its second detail lines carry.
+const int *mgColumns()
+{
+    static const int k[] = {key<"privati">(), key<"qtamod">(), key<"umimod">(), key<"qtasmalt">(),
+                            key<"umismalt">(), key<"qtadep">(), key<"umidep">(), key<"discdep">(),
+                            key<"qta191">(), key<"umi191">(), key<"disc191">(), -1};
+    return k;
+}
+// Column lists of the updates, the row's key last.
+std::vector<int> mgUpdate(std::initializer_list<int> more)
+{
+    std::vector<int> v;
+    for (const int *c = mgColumns(); *c >= 0; ++c)
+        v.push_back(*c);
+    v.insert(v.end(), more);
+    return v;
+}
+const std::vector<int> &mgRifColumns()
+{
+    static const std::vector<int> v = mgUpdate({key<"mrid">()});
+    return v;
+}
+
 class Loader {
 public:
     Loader(dbClass &db, Messages &msg) : db_(db), st_(db.current(), msg), conv_(db)
@@ -95,11 +118,16 @@ private:
         SFlagFamily = SPairsFamily + 3,                  // flag of an MG module
         SMaterials = SFlagFamily + 3,                    // the four kinds of materials
         SDitte = SMaterials + 4,
+        SMgRifColumns,                                   // columns of an MG module of scheda RIF
         SCount
     };
     // The statement of a slot, made the first time; an UPDATE when update is
     // set (the last key names the row).
     Insert *plan(int slot, const QString &table, std::initializer_list<int> keys, bool update = false)
+    {
+        return plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, update);
+    }
+    Insert *plan(int slot, const QString &table, const std::vector<int> &keys, bool update)
     {
         return plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, update);
     }
@@ -466,15 +494,21 @@ bool Loader::family(const Layout &l, Record &v)
     if (module == 0)
         return false;
     if (mg && k == 3) {
-        const int flag = imb ? key<"mbflag">() : key<"privati">();
+        // The module's own columns; packaging keeps its surface flag apart,
+        // the other families have the plant type in Privati.
         Record &r = aux_;
         r.clear();
-        r.copy(flag, v, key<"#modflag">());
+        for (const int *c = mgColumns(); *c >= 0; ++c)
+            r.copy(*c, v, *c);
+        if (imb)
+            r.copy(key<"mbflag">(), v, key<"#modflag">());
         r.set(modKey, module);
-        if (!update(plan(SFlagFamily + f, modTable, {flag, modKey}, true), r))
+        if (!update(plan(SFlagFamily + f, modTable,
+                         imb ? mgUpdate({key<"mbflag">(), modKey}) : mgUpdate({modKey}), true),
+                    r))
             return false;
     }
-    return pairs(v, k == 2 ? 9 : 10, SPairsFamily + f, opTables[f], modKey, module);
+    return pairs(v, k == 2 ? 9 : 6, SPairsFamily + f, opTables[f], modKey, module);
 }
 
 bool Loader::line(const Layout &l, QByteArrayView bytes)
@@ -533,7 +567,16 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
         detailPos_ = int(v.get(key<"#seq">()).toInt());
         if (mgModule_ == 0)
             return false;
-        return pairs(v, l.index == rt::BD ? 9 : 10, SPairsRif, QStringLiteral("RecRif"), key<"mrid">(), mgModule_);
+        if (l.index == rt::BE) {
+            Record &r = aux_;
+            r.clear();
+            for (const int *c = mgColumns(); *c >= 0; ++c)
+                r.copy(*c, v, *c);
+            r.set(key<"mrid">(), mgModule_);
+            if (!update(plan(SMgRifColumns, QStringLiteral("ModRif"), mgRifColumns(), true), r))
+                return false;
+        }
+        return pairs(v, l.index == rt::BD ? 9 : 6, SPairsRif, QStringLiteral("RecRif"), key<"mrid">(), mgModule_);
     case rt::IA:
         v.set(key<"said">(), saID_);
         siID_ = insert(layoutPlan(l, QStringLiteral("SezImb"), {key<"said">()}), v);
