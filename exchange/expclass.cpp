@@ -9,12 +9,20 @@
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QSqlQuery>
+#include <QTemporaryFile>
 #include <QSqlRecord>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 namespace exch {
+
+int expClass::maxPerType = 99999;
 
 struct expClass::Decl {
     qint64 saID = 0;
@@ -365,19 +373,26 @@ int expClass::controlValue(const QByteArray &start30, qint32 total)
     return s.right(4).toInt();
 }
 
+// The file of part n of a run: the chosen name for the first, the name with
+// "_n" before its extension for the others (Qor2019.000, Qor2019_2.000, ...).
+QString expClass::partPath(const QString &path, int n)
+{
+    if (n <= 1)
+        return path;
+    const QFileInfo fi(path);
+    const QString suffix = fi.completeSuffix();
+    const QString stem = suffix.isEmpty() ? fi.fileName() : fi.fileName().left(fi.fileName().size() - suffix.size() - 1);
+    return fi.dir().filePath(stem + u'_' + QString::number(n) + (suffix.isEmpty() ? QString() : u'.' + suffix));
+}
+
 bool expClass::open(const QString &path)
 {
     path_ = path;
-    file_.setFileName(path);
-    if (!file_.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        msg_.critical(QStringLiteral("Errore apertura file di esportazione: ") + path +
-                      QStringLiteral("\r\n") + file_.errorString());
+    parts_.clear();
+    total_ = 0;
+    if (!openPart())
         return false;
-    }
-    file_.write(QByteArray(HeaderLength, ' ') + "\r\n");
     st_ = std::make_unique<Statements>(db_.current(), msg_);
-    counters_.fill(0);
-    declarations_ = 0;
 
     renewal_.clear();
     bool ok = false;
@@ -396,6 +411,57 @@ bool expClass::open(const QString &path)
     return true;
 }
 
+// Begins the next part: a temporary file beside the chosen one, renamed into
+// place by close() when every part is complete. Nothing that exists is
+// touched here: an existing file is refused when it is not a plain file, or
+// when replacing was not allowed.
+bool expClass::openPart()
+{
+    const QString target = partPath(path_, int(parts_.size()) + 1);
+    auto refuse = [&](const QString &why) {
+        msg_.critical(QStringLiteral("Errore apertura file di esportazione: ") + target + QStringLiteral("\r\n") + why);
+        abort();
+        return false;
+    };
+    const QFileInfo fi(target);
+    if (fi.exists() && !fi.isFile())
+        return refuse(QStringLiteral("non è un file ordinario."));
+    if (fi.exists() && !replace_)
+        return refuse(QStringLiteral("il file esiste già e non viene sostituito."));
+    if (fi.exists() && !fi.isWritable())
+        return refuse(QStringLiteral("il file è di sola lettura."));
+    QTemporaryFile tmp(fi.dir().filePath(u'.' + fi.fileName() + QStringLiteral(".XXXXXX")));
+    tmp.setAutoRemove(false);
+    if (!tmp.open())
+        return refuse(tmp.errorString());
+    const QString temp = tmp.fileName();
+    tmp.close();
+    parts_.push_back({temp, target, 0});
+    file_.setFileName(temp);
+    if (!file_.open(QIODevice::ReadWrite | QIODevice::Truncate))
+        return refuse(file_.errorString());
+    file_.write(QByteArray(HeaderLength, ' ') + "\r\n");
+    counters_.fill(0);
+    declarations_ = 0;
+    return true;
+}
+
+QStringList expClass::files() const
+{
+    QStringList l;
+    for (const Part &p : parts_)
+        l << p.path;
+    return l;
+}
+
+QList<int> expClass::fileDeclarations() const
+{
+    QList<int> l;
+    for (const Part &p : parts_)
+        l << p.declarations;
+    return l;
+}
+
 void expClass::endRun()
 {
     sources_.clear();
@@ -409,8 +475,10 @@ void expClass::abort()
     st_.reset();
     if (file_.isOpen())
         file_.close();
-    if (!path_.isEmpty())
-        QFile::remove(path_);
+    // Only the temporary files of the run go: never a file it did not create.
+    for (const Part &p : parts_)
+        QFile::remove(p.temp);
+    parts_.clear();
 }
 
 void expClass::renew(Record &row, int prv, int com) const
@@ -632,8 +700,24 @@ bool expClass::write(qint64 saID)
     if (!fill(d, ab, rt::AB, b, sa1))
         return false;
 
+    // The header counts five digits per record type: a declaration that would
+    // pass them goes to the next file.
+    bool fits = true;
+    for (int i = 0; i < RecordTypes; ++i)
+        fits = fits && counters_[size_t(i)] + d.counts[size_t(i)] <= maxPerType;
+    if (!fits) {
+        if (declarations_ == 0) {
+            msg_.critical(QStringLiteral("Attenzione, dichiarazione ") + d.codFisc + u' ' + d.ragSoc +
+                          QStringLiteral(": ha più record di quanti un file di esportazione ne possa contenere. "
+                                         "Esportazione interrotta."));
+            abort();
+            return false;
+        }
+        if (!finishPart() || !openPart())
+            return false;
+    }
     if (file_.write(out_) != out_.size()) {
-        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + path_ +
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + partPath(path_, int(parts_.size())) +
                       QStringLiteral("\r\n") + file_.errorString());
         abort();
         return false;
@@ -641,6 +725,8 @@ bool expClass::write(qint64 saID)
     for (int i = 0; i < RecordTypes; ++i)
         counters_[size_t(i)] += d.counts[size_t(i)];
     ++declarations_;
+    ++total_;
+    parts_.back().declarations = declarations_;
     return true;
 }
 
@@ -970,7 +1056,7 @@ bool expClass::writeVfu(Decl &d)
     return true;
 }
 
-bool expClass::close()
+bool expClass::finishPart()
 {
     if (!file_.isOpen())
         return false;
@@ -1007,16 +1093,46 @@ bool expClass::close()
         return false;
     }
     if (!file_.seek(0) || file_.write(line) != line.size()) {
-        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + path_ +
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + partPath(path_, int(parts_.size())) +
+                      QStringLiteral("\r\n") + file_.errorString());
+        abort();
+        return false;
+    }
+    if (!file_.flush()) {
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + partPath(path_, int(parts_.size())) +
                       QStringLiteral("\r\n") + file_.errorString());
         abort();
         return false;
     }
     file_.close();
+    return true;
+}
+
+bool expClass::close()
+{
+    if (!file_.isOpen() || !finishPart())
+        return false;
+    // Every part is complete: each takes the place of its name.
+    for (size_t i = 0; i < parts_.size(); ++i) {
+        const Part &p = parts_[i];
+        if (std::rename(QFile::encodeName(p.temp).constData(), QFile::encodeName(p.path).constData()) != 0) {
+            msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + p.path + QStringLiteral("\r\n") +
+                          QString::fromLocal8Bit(std::strerror(errno)));
+            for (size_t k = i; k < parts_.size(); ++k)
+                QFile::remove(parts_[k].temp);
+            parts_.clear();
+            endRun();
+            st_.reset();
+            return false;
+        }
+        // Permissions of an ordinary new file, not those of a temporary one.
+        QFile::setPermissions(p.path, QFile::permissions(p.path) | QFileDevice::ReadGroup | QFileDevice::ReadOther);
+    }
     endRun();
     st_.reset();
     return true;
 }
+
 
 ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
                                 const QList<qint64> &saIDs, const Progress &progress,

@@ -257,7 +257,9 @@ void ExpForm::estrai()
     back_->setEnabled(true);
     extract_->setEnabled(true);
     if (x.status == ExportResult::Done)
-        labStatus_->setText(QStringLiteral("Esportazione terminata"));
+        labStatus_->setText(x.files.size() > 1
+                                ? QStringLiteral("Esportazione terminata in %1 file").arg(x.files.size())
+                                : QStringLiteral("Esportazione terminata"));
     else if (x.status == ExportResult::Cancelled)
         labStatus_->setText(QStringLiteral("Esportazione annullata dall'utente"));
     else
