@@ -1025,7 +1025,7 @@ bool expClass::writeVfu(Decl &d)
             slotQty(key<"#own2">(), key<"#own2u">(), -1, -1);
             slotQty(key<"#own3">(), key<"#own3u">(), qtaProprio, umiProprio);
         }
-        if (t == 1) {
+        if (codes::vehicleSplit1980(int(t))) {
             slotQty(key<"#veh1">(), key<"#veh1u">(), key<"qtapre80">(), key<"umipre80">());
             slotQty(key<"#veh2">(), key<"#veh2u">(), qtaPost80, umiPost80);
             slotQty(key<"#veh3">(), key<"#veh3u">(), key<"qta104">(), key<"umi104">());

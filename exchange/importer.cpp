@@ -4,6 +4,7 @@
 
 #include "exchange/layouts.h"
 #include "refdata/lookups.h"
+#include "sections/codes.h"
 #include "exchange/statements.h"
 #include "shell/dbstatement.h"
 #include "shell/schema/schema.h"
@@ -603,7 +604,7 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
         } else {
             slot(key<"#own3">(), key<"#own3u">(), qtaProprio, umiProprio);
         }
-        if (vfuTipo_ == 1) {
+        if (codes::vehicleSplit1980(vfuTipo_)) {
             slot(key<"#veh1">(), key<"#veh1u">(), key<"qtapre80">(), key<"umipre80">());
             slot(key<"#veh2">(), key<"#veh2u">(), qtaPost80, umiPost80);
             slot(key<"#veh3">(), key<"#veh3u">(), key<"qta104">(), key<"umi104">());
