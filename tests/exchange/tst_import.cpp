@@ -278,6 +278,30 @@ private Q_SLOTS:
         QCOMPARE(count(t.db, "SezVfu"), 6);
     }
 
+    void lockedStoreSaysSoAndWritesNothing()
+    {
+        const int before = dbClass::busyTimeoutMs;
+        dbClass::busyTimeoutMs = 200;
+        TestDb t(dir.path(), QStringLiteral("locked.db"));
+        QVERIFY(t.ok);
+        // Another station writing the same file.
+        QSqlError e;
+        QVERIFY(dbClass::openStore(t.path, QStringLiteral("other-station"), false, &e, nullptr, 200));
+        QSqlQuery other(QSqlDatabase::database(QStringLiteral("other-station")));
+        QVERIFY(other.exec(QStringLiteral("BEGIN IMMEDIATE")));
+        t.msg.clear();
+        const ImportResult r = importFile(t.db, t.msg, source);
+        QVERIFY(other.exec(QStringLiteral("ROLLBACK")));
+        other = QSqlQuery();
+        dbClass::closeStore(QStringLiteral("other-station"));
+        dbClass::busyTimeoutMs = before;
+        QCOMPARE(r.status, ImportResult::Failed);
+        QVERIFY(t.msg.texts().join(u' ').contains(QStringLiteral("in uso da un'altra stazione di lavoro")));
+        QCOMPARE(count(t.db, "SezAnag"), 0);
+        // Once free, the same file loads.
+        QCOMPARE(importFile(t.db, t.msg, source).imported, 5);
+    }
+
     void failureWhileLoadingUndoesTheWholeFile()
     {
         TestDb t(dir.path(), QStringLiteral("fail.db"));
