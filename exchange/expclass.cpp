@@ -602,15 +602,6 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
     return true;
 }
 
-// The columns of an MG module that its detail lines carry.
-static const int *mgColumns()
-{
-    static const int k[] = {key<"privati">(), key<"qtamod">(), key<"umimod">(), key<"qtasmalt">(),
-                            key<"umismalt">(), key<"qtadep">(), key<"umidep">(), key<"discdep">(),
-                            key<"qta191">(), key<"umi191">(), key<"disc191">(), -1};
-    return k;
-}
-
 bool expClass::materials(Decl &d, const Record &row, const char *kind, int category,
                          const int *slotTable, const QString &scheda)
 {
@@ -786,8 +777,8 @@ bool expClass::writeRif(Decl &d)
             {
                 Record &mg = m_;
                 load(mods, i, mg);
-                for (const int *c = mgColumns(); *c >= 0; ++c)
-                    base.copy(*c, mg, *c);
+                for (int c : mgModuleKeys())
+                    base.copy(c, mg, c);
             }
             if (!rows(QRifOps, mods.value(i, key<"mrid">()).toInt(), ops))
                 return fail(d, scheda, QStringLiteral("RecRif"), QStringLiteral("lettura non riuscita"));
@@ -889,8 +880,8 @@ bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint
             for (int k : {key<"rifcod">(), key<"#kind">(), key<"#prog">(), key<"#modflag">()})
                 base.copy(k, m, k);
             if (t == 4)
-                for (const int *c = mgColumns(); *c >= 0; ++c)
-                    base.copy(*c, m, *c);
+                for (int c : mgModuleKeys())
+                    base.copy(c, m, c);
             if (!detailLines(d, rec[2], rec[3], base, ops, scheda, t == 4))
                 return false;
         }

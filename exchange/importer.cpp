@@ -57,20 +57,10 @@ int kindCode(const Val &k)
     return 0;
 }
 
-// The columns of an MG module that its second detail lines carry.
-const int *mgColumns()
-{
-    static const int k[] = {key<"privati">(), key<"qtamod">(), key<"umimod">(), key<"qtasmalt">(),
-                            key<"umismalt">(), key<"qtadep">(), key<"umidep">(), key<"discdep">(),
-                            key<"qta191">(), key<"umi191">(), key<"disc191">(), -1};
-    return k;
-}
-// Column lists of the updates, the row's key last.
+// Column lists of the updates of an MG module's columns, the row's key last.
 std::vector<int> mgUpdate(std::initializer_list<int> more)
 {
-    std::vector<int> v;
-    for (const int *c = mgColumns(); *c >= 0; ++c)
-        v.push_back(*c);
+    std::vector<int> v = mgModuleKeys();
     v.insert(v.end(), more);
     return v;
 }
@@ -499,8 +489,8 @@ bool Loader::family(const Layout &l, Record &v)
         // the other families have the plant type in Privati.
         Record &r = aux_;
         r.clear();
-        for (const int *c = mgColumns(); *c >= 0; ++c)
-            r.copy(*c, v, *c);
+        for (int c : mgModuleKeys())
+            r.copy(c, v, c);
         if (imb)
             r.copy(key<"mbflag">(), v, key<"#modflag">());
         r.set(modKey, module);
@@ -571,8 +561,8 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
         if (l.index == rt::BE) {
             Record &r = aux_;
             r.clear();
-            for (const int *c = mgColumns(); *c >= 0; ++c)
-                r.copy(*c, v, *c);
+            for (int c : mgModuleKeys())
+                r.copy(c, v, c);
             r.set(key<"mrid">(), mgModule_);
             if (!update(plan(SMgRifColumns, QStringLiteral("ModRif"), mgRifColumns(), true), r))
                 return false;

@@ -378,6 +378,23 @@ Layout buildHeader()
 
 } // namespace
 
+const std::vector<int> &mgModuleKeys()
+{
+    static const std::vector<int> v = [] {
+        Fields f;
+        mgModule(f);
+        std::vector<int> k;
+        for (const Field &x : f)
+            if (!x.computed()) {
+                k.push_back(keyOf(x.name));
+                if (!x.unit.isEmpty())
+                    k.push_back(keyOf(x.unit));
+            }
+        return k;
+    }();
+    return v;
+}
+
 const Layout &header()
 {
     static const Layout h = buildHeader();
