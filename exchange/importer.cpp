@@ -2,6 +2,7 @@
 
 #include "shell/transaction.h"
 
+#include "exchange/codepage.h"
 #include "exchange/layouts.h"
 #include "refdata/lookups.h"
 #include "sections/codes.h"
@@ -14,6 +15,7 @@
 
 #include <QFile>
 #include <QHash>
+#include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
 
@@ -300,9 +302,8 @@ bool Loader::subjectRow(Record &row)
     if (naz.n > 0) {
         auto it = nations_.constFind(QByteArray::fromRawData(naz.s, naz.n));
         if (it == nations_.constEnd())
-            row.setNull(key<"nazid">());
-        else
-            row.set(key<"nazid">(), *it);
+            return false;   // checked before loading: the file changed since
+        row.set(key<"nazid">(), *it);
     }
     // The tax code trimmed as QString::trimmed() trims it; plain ASCII is
     // looked up where it is.
@@ -735,10 +736,57 @@ bool registerCounterpart(dbClass &db, const QVariantMap &company)
     return db.insertRow(QStringLiteral("Ditte"), row) >= 0;
 }
 
+// The nations the subject blocks name must be in the nations table: the
+// loader translates them back into their code. Checked before anything is
+// written; the result of the other checks is kept when they pass.
+CheckResult checkNations(dbClass &db, const QString &path, const CheckResult &checked)
+{
+    QSet<QByteArray> known;
+    QSqlQuery q = db.query(QStringLiteral("SELECT nazDesc FROM Nazioni"));
+    while (q.next())
+        known.insert(cp1252::encode(q.value(0).toString().left(20).trimmed()));
+    // Where the nation lies in each record type that has one.
+    std::array<qsizetype, RecordTypes> at;
+    at.fill(-1);
+    for (const Layout &l : layouts()) {
+        qsizetype pos = PrefixLength;
+        for (const Field &f : l.fields) {
+            if (f.name == QLatin1String("#nazdesc"))
+                at[size_t(l.index)] = pos;
+            pos += f.size();
+        }
+    }
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return checked;
+    f.readLine(HeaderLength + 3);
+    LineReader lines(f, maxLineLength());
+    QByteArrayView line;
+    int n = 1;
+    while (lines.next(line)) {
+        ++n;
+        const Layout *l = layout(line.first(std::min<qsizetype>(2, line.size())));
+        if (!l || at[size_t(l->index)] < 0 || at[size_t(l->index)] + 20 > line.size())
+            continue;
+        QByteArrayView d = line.sliced(at[size_t(l->index)], 20);
+        while (!d.isEmpty() && d.back() == ' ')
+            d.chop(1);
+        if (!d.isEmpty() && !known.contains(d.toByteArray())) {
+            CheckResult c;
+            c.message = QStringLiteral("Paese estero non presente nella tabella delle nazioni.");
+            c.line = n;
+            return c;
+        }
+    }
+    return checked;
+}
+
 ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const Progress &progress)
 {
     ImportResult r;
     r.check = checkFile(path);
+    if (r.check.ok)
+        r.check = checkNations(db, path, r.check);
     if (!r.check.ok) {
         r.status = ImportResult::Refused;
         return r;

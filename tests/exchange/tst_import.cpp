@@ -278,6 +278,25 @@ private Q_SLOTS:
         QCOMPARE(count(t.db, "SezVfu"), 6);
     }
 
+    void unknownNationIsRefusedBeforeLoading()
+    {
+        // A subject block naming a nation the table does not have: the file
+        // is refused at that line, nothing written.
+        QList<QByteArray> lines = bytes.split('\n');
+        int at = -1;
+        for (int i = 1; i < lines.size() && at < 0; ++i)
+            if (lines[i].startsWith("BB") && lines[i].mid(206, 20).trimmed().size() > 0)
+                at = i;
+        QVERIFY(at > 0);
+        lines[at].replace(206, 20, QByteArray("ATLANTIDE").leftJustified(20, ' '));
+        TestDb t(dir.path(), QStringLiteral("nation.db"));
+        QVERIFY(t.ok);
+        const ImportResult r = importFile(t.db, t.msg, variant("nation.000", lines.join('\n')));
+        QCOMPARE(r.status, ImportResult::Refused);
+        QCOMPARE(r.check.text(), QStringLiteral("Paese estero non presente nella tabella delle nazioni. (riga n. %1)").arg(at + 1));
+        QCOMPARE(count(t.db, "SezAnag"), 0);
+    }
+
     void lockedStoreSaysSoAndWritesNothing()
     {
         const int before = dbClass::busyTimeoutMs;
