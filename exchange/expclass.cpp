@@ -9,12 +9,20 @@
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QSqlQuery>
+#include <QTemporaryFile>
 #include <QSqlRecord>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 namespace exch {
+
+int expClass::maxPerType = 99999;
 
 struct expClass::Decl {
     qint64 saID = 0;
@@ -92,8 +100,11 @@ const std::vector<QueryText> &queries()
         v[QRifRe] = {QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = 5) ORDER BY mrID"),
                      QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.* FROM ModRif") + rifJoin +
                          QStringLiteral(" WHERE (ModRif.tipoMod = 5) ORDER BY run.ord, ModRif.mrID")};
-        v[QRifMg] = {QStringLiteral("SELECT mrID FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
-                     QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.mrID FROM ModRif") + rifJoin +
+        v[QRifMg] = {QStringLiteral("SELECT mrID, Privati, qtaMod, umiMod, qtaSmalt, umiSmalt, qtaDep, umiDep, discDep, "
+                                    "qta191, umi191, disc191 FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
+                     QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.mrID, ModRif.Privati, ModRif.qtaMod, ModRif.umiMod, "
+                                    "ModRif.qtaSmalt, ModRif.umiSmalt, ModRif.qtaDep, ModRif.umiDep, ModRif.discDep, "
+                                    "ModRif.qta191, ModRif.umi191, ModRif.disc191 FROM ModRif") + rifJoin +
                          QStringLiteral(" WHERE (ModRif.tipoMod = 4) ORDER BY run.ord, ModRif.mrID")};
         v[QIntMods] = {QStringLiteral("SELECT ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt LEFT JOIN "
                                       "Nazioni ON ModInt.nazID = Nazioni.nazID WHERE (ModInt.intID = ?) "
@@ -362,19 +373,26 @@ int expClass::controlValue(const QByteArray &start30, qint32 total)
     return s.right(4).toInt();
 }
 
+// The file of part n of a run: the chosen name for the first, the name with
+// "_n" before its extension for the others (Qor2019.000, Qor2019_2.000, ...).
+QString expClass::partPath(const QString &path, int n)
+{
+    if (n <= 1)
+        return path;
+    const QFileInfo fi(path);
+    const QString suffix = fi.completeSuffix();
+    const QString stem = suffix.isEmpty() ? fi.fileName() : fi.fileName().left(fi.fileName().size() - suffix.size() - 1);
+    return fi.dir().filePath(stem + u'_' + QString::number(n) + (suffix.isEmpty() ? QString() : u'.' + suffix));
+}
+
 bool expClass::open(const QString &path)
 {
     path_ = path;
-    file_.setFileName(path);
-    if (!file_.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        msg_.critical(QStringLiteral("Errore apertura file di esportazione: ") + path +
-                      QStringLiteral("\r\n") + file_.errorString());
+    parts_.clear();
+    total_ = 0;
+    if (!openPart())
         return false;
-    }
-    file_.write(QByteArray(HeaderLength, ' ') + "\r\n");
     st_ = std::make_unique<Statements>(db_.current(), msg_);
-    counters_.fill(0);
-    declarations_ = 0;
 
     renewal_.clear();
     bool ok = false;
@@ -393,6 +411,57 @@ bool expClass::open(const QString &path)
     return true;
 }
 
+// Begins the next part: a temporary file beside the chosen one, renamed into
+// place by close() when every part is complete. Nothing that exists is
+// touched here: an existing file is refused when it is not a plain file, or
+// when replacing was not allowed.
+bool expClass::openPart()
+{
+    const QString target = partPath(path_, int(parts_.size()) + 1);
+    auto refuse = [&](const QString &why) {
+        msg_.critical(QStringLiteral("Errore apertura file di esportazione: ") + target + QStringLiteral("\r\n") + why);
+        abort();
+        return false;
+    };
+    const QFileInfo fi(target);
+    if (fi.exists() && !fi.isFile())
+        return refuse(QStringLiteral("non è un file ordinario."));
+    if (fi.exists() && !replace_)
+        return refuse(QStringLiteral("il file esiste già e non viene sostituito."));
+    if (fi.exists() && !fi.isWritable())
+        return refuse(QStringLiteral("il file è di sola lettura."));
+    QTemporaryFile tmp(fi.dir().filePath(u'.' + fi.fileName() + QStringLiteral(".XXXXXX")));
+    tmp.setAutoRemove(false);
+    if (!tmp.open())
+        return refuse(tmp.errorString());
+    const QString temp = tmp.fileName();
+    tmp.close();
+    parts_.push_back({temp, target, 0});
+    file_.setFileName(temp);
+    if (!file_.open(QIODevice::ReadWrite | QIODevice::Truncate))
+        return refuse(file_.errorString());
+    file_.write(QByteArray(HeaderLength, ' ') + "\r\n");
+    counters_.fill(0);
+    declarations_ = 0;
+    return true;
+}
+
+QStringList expClass::files() const
+{
+    QStringList l;
+    for (const Part &p : parts_)
+        l << p.path;
+    return l;
+}
+
+QList<int> expClass::fileDeclarations() const
+{
+    QList<int> l;
+    for (const Part &p : parts_)
+        l << p.declarations;
+    return l;
+}
+
 void expClass::endRun()
 {
     sources_.clear();
@@ -406,8 +475,10 @@ void expClass::abort()
     st_.reset();
     if (file_.isOpen())
         file_.close();
-    if (!path_.isEmpty())
-        QFile::remove(path_);
+    // Only the temporary files of the run go: never a file it did not create.
+    for (const Part &p : parts_)
+        QFile::remove(p.temp);
+    parts_.clear();
 }
 
 void expClass::renew(Record &row, int prv, int com) const
@@ -470,19 +541,27 @@ bool expClass::fill(Decl &d, qsizetype at, int type, const Record &row, const QS
 
 // The operation rows of a DR module fill pairs of lines numbered 1, 2, ...
 // An MG module keeps its rows in three grids (recovery, disposal, disposal
-// under art. 191): each grid with rows is written in one pair of lines whose
-// number is the grid, so that the reader puts every row back in its grid; a
-// grid holds one row per operation code, at most 15, and fits in a pair. A row
-// of an MG module outside the three grids goes with the grid of its kind of
-// code. A module without rows writes one empty pair.
+// under art. 191): each grid with rows is written in pairs of lines whose
+// number is the grid, so that the reader puts every row back in its grid. A
+// row of an MG module outside the three grids goes with the grid of its kind
+// of code. A module without rows writes one empty pair. The second line of
+// every pair carries the module's own columns (base holds them).
 bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r, const QString &scheda,
                            bool grids)
 {
     const NumberedKeys &k = numbered();
     const int n = r.size();
+    constexpr int First = 9, Second = 6, PerPair = First + Second;
     base.set(key<"#nrows">(), n);
     // Pairs to write: (number of the pair, rows in it).
     std::vector<std::pair<int, std::vector<int>>> pairs;
+    auto chunks = [&](const std::vector<int> &rows, int seq, bool sameNumber) {
+        for (size_t at = 0; at < rows.size(); at += PerPair) {
+            std::vector<int> part(rows.begin() + qsizetype(at),
+                                  rows.begin() + qsizetype(std::min(rows.size(), at + PerPair)));
+            pairs.emplace_back(sameNumber ? seq : seq++, std::move(part));
+        }
+    };
     if (grids) {
         std::vector<int> byGrid[3];
         for (int i = 0; i < n; ++i) {
@@ -492,19 +571,13 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
                                                                            : codes::GridSmaltimento;
             byGrid[g - 1].push_back(i);
         }
-        for (int g = 0; g < 3; ++g) {
-            if (byGrid[g].size() > 19)
-                return fail(d, scheda, QStringLiteral("Codice"), QStringLiteral("più di 19 operazioni nella stessa tabella"));
-            if (!byGrid[g].empty())
-                pairs.emplace_back(g + 1, std::move(byGrid[g]));
-        }
+        for (int g = 0; g < 3; ++g)
+            chunks(byGrid[g], g + 1, true);
     } else {
-        for (int s = 0; s * 19 < n; ++s) {
-            std::vector<int> rows;
-            for (int i = s * 19; i < n && i < s * 19 + 19; ++i)
-                rows.push_back(i);
-            pairs.emplace_back(s + 1, std::move(rows));
-        }
+        std::vector<int> all(static_cast<size_t>(n));
+        for (int i = 0; i < n; ++i)
+            all[size_t(i)] = i;
+        chunks(all, 1, false);
     }
     if (pairs.empty())
         pairs.emplace_back(1, std::vector<int>());
@@ -514,8 +587,8 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
             m.clear();
             m.merge(base);
             m.set(key<"#seq">(), seq);
-            const int first = part == 0 ? 0 : 9;
-            const int count = part == 0 ? 9 : 10;
+            const int first = part == 0 ? 0 : First;
+            const int count = part == 0 ? First : Second;
             for (int i = 0; i < count && first + i < int(rows.size()); ++i) {
                 const int row = rows[size_t(first + i)];
                 m.set(k.cod[i], r.value(row, key<"codice">()));
@@ -618,8 +691,24 @@ bool expClass::write(qint64 saID)
     if (!fill(d, ab, rt::AB, b, sa1))
         return false;
 
+    // The header counts five digits per record type: a declaration that would
+    // pass them goes to the next file.
+    bool fits = true;
+    for (int i = 0; i < RecordTypes; ++i)
+        fits = fits && counters_[size_t(i)] + d.counts[size_t(i)] <= maxPerType;
+    if (!fits) {
+        if (declarations_ == 0) {
+            msg_.critical(QStringLiteral("Attenzione, dichiarazione ") + d.codFisc + u' ' + d.ragSoc +
+                          QStringLiteral(": ha più record di quanti un file di esportazione ne possa contenere. "
+                                         "Esportazione interrotta."));
+            abort();
+            return false;
+        }
+        if (!finishPart() || !openPart())
+            return false;
+    }
     if (file_.write(out_) != out_.size()) {
-        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + path_ +
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + partPath(path_, int(parts_.size())) +
                       QStringLiteral("\r\n") + file_.errorString());
         abort();
         return false;
@@ -627,6 +716,8 @@ bool expClass::write(qint64 saID)
     for (int i = 0; i < RecordTypes; ++i)
         counters_[size_t(i)] += d.counts[size_t(i)];
     ++declarations_;
+    ++total_;
+    parts_.back().declarations = declarations_;
     return true;
 }
 
@@ -683,6 +774,12 @@ bool expClass::writeRif(Decl &d)
             base.merge(start);
             base.set(key<"#kind">(), lit("MG"));
             base.set(key<"#prog">(), ++perKind[4]);
+            {
+                Record &mg = m_;
+                load(mods, i, mg);
+                for (int c : mgModuleKeys())
+                    base.copy(c, mg, c);
+            }
             if (!rows(QRifOps, mods.value(i, key<"mrid">()).toInt(), ops))
                 return fail(d, scheda, QStringLiteral("RecRif"), QStringLiteral("lettura non riuscita"));
             if (!detailLines(d, rt::BD, rt::BE, base, ops, scheda, true))
@@ -782,6 +879,9 @@ bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint
             base.merge(start);
             for (int k : {key<"rifcod">(), key<"#kind">(), key<"#prog">(), key<"#modflag">()})
                 base.copy(k, m, k);
+            if (t == 4)
+                for (int c : mgModuleKeys())
+                    base.copy(c, m, c);
             if (!detailLines(d, rec[2], rec[3], base, ops, scheda, t == 4))
                 return false;
         }
@@ -916,7 +1016,7 @@ bool expClass::writeVfu(Decl &d)
             slotQty(key<"#own2">(), key<"#own2u">(), -1, -1);
             slotQty(key<"#own3">(), key<"#own3u">(), qtaProprio, umiProprio);
         }
-        if (t == 1) {
+        if (codes::vehicleSplit1980(int(t))) {
             slotQty(key<"#veh1">(), key<"#veh1u">(), key<"qtapre80">(), key<"umipre80">());
             slotQty(key<"#veh2">(), key<"#veh2u">(), qtaPost80, umiPost80);
             slotQty(key<"#veh3">(), key<"#veh3u">(), key<"qta104">(), key<"umi104">());
@@ -947,7 +1047,7 @@ bool expClass::writeVfu(Decl &d)
     return true;
 }
 
-bool expClass::close()
+bool expClass::finishPart()
 {
     if (!file_.isOpen())
         return false;
@@ -984,16 +1084,46 @@ bool expClass::close()
         return false;
     }
     if (!file_.seek(0) || file_.write(line) != line.size()) {
-        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + path_ +
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + partPath(path_, int(parts_.size())) +
+                      QStringLiteral("\r\n") + file_.errorString());
+        abort();
+        return false;
+    }
+    if (!file_.flush()) {
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + partPath(path_, int(parts_.size())) +
                       QStringLiteral("\r\n") + file_.errorString());
         abort();
         return false;
     }
     file_.close();
+    return true;
+}
+
+bool expClass::close()
+{
+    if (!file_.isOpen() || !finishPart())
+        return false;
+    // Every part is complete: each takes the place of its name.
+    for (size_t i = 0; i < parts_.size(); ++i) {
+        const Part &p = parts_[i];
+        if (std::rename(QFile::encodeName(p.temp).constData(), QFile::encodeName(p.path).constData()) != 0) {
+            msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + p.path + QStringLiteral("\r\n") +
+                          QString::fromLocal8Bit(std::strerror(errno)));
+            for (size_t k = i; k < parts_.size(); ++k)
+                QFile::remove(parts_[k].temp);
+            parts_.clear();
+            endRun();
+            st_.reset();
+            return false;
+        }
+        // Permissions of an ordinary new file, not those of a temporary one.
+        QFile::setPermissions(p.path, QFile::permissions(p.path) | QFileDevice::ReadGroup | QFileDevice::ReadOther);
+    }
     endRun();
     st_.reset();
     return true;
 }
+
 
 ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
                                 const QList<qint64> &saIDs, const Progress &progress,

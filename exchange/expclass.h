@@ -12,6 +12,7 @@
 #include <QHash>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <array>
 #include <functional>
 #include <memory>
@@ -43,7 +44,20 @@ public:
     void abort();
 
     bool isOpen() const { return file_.isOpen(); }
-    int declarations() const { return declarations_; }
+    // Declarations written by the run, in all its files.
+    int declarations() const { return total_; }
+    // Whether an existing file of the same name may be replaced (the user
+    // confirmed it); otherwise open() and the later parts refuse it.
+    void setReplaceExisting(bool replace) { replace_ = replace; }
+    // The files of the run, in order, and the declarations in each. A run
+    // whose header counters would pass five digits is split into numbered
+    // files, each a complete exchange file. Valid after close().
+    QStringList files() const;
+    QList<int> fileDeclarations() const;
+    static QString partPath(const QString &path, int n);
+    // Records of one type a file may hold (the header's five digits; the
+    // tests lower it).
+    static int maxPerType;
     const std::array<int, 29> &counters() const { return counters_; }
 
     // Clock of the key timestamps and of the header (tests fix it).
@@ -70,6 +84,9 @@ private:
     // Row i of rows in a record, municipalities renewed, nation copied.
     void load(const Rows &rows, int i, Record &rec) const;
 
+    bool openPart();
+    bool finishPart();
+
     bool writeRif(Decl &d);
     bool writeInt(Decl &d);
     bool writeImb(Decl &d);
@@ -89,6 +106,14 @@ private:
     qint64 current_ = -1;                 // place of the declaration being written
     QFile file_;
     QString path_;
+    // The files of the run: temporary name, final name, declarations.
+    struct Part {
+        QString temp, path;
+        int declarations = 0;
+    };
+    std::vector<Part> parts_;
+    int total_ = 0;
+    bool replace_ = true;
     std::array<int, 29> counters_{};
     int declarations_ = 0;
     QHash<qint64, std::pair<int, int>> renewal_;

@@ -1,6 +1,8 @@
 #include "exchange/exportproc.h"
 
+#include "exchange/importer.h"
 #include "refdata/lookups.h"
+#include "shell/transaction.h"
 #include "sections/fields.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
@@ -83,13 +85,15 @@ QList<qint64> markedDeclarations(dbClass &db)
 }
 
 ExtractOutcome extract(dbClass &db, Messages &msg, const QString &path, const ExportChoice &choice,
-                       int chamber, const Progress &progress, std::function<QDateTime()> clock)
+                       int chamber, const Progress &progress, std::function<QDateTime()> clock,
+                       bool replaceExisting)
 {
     ExtractOutcome out;
     const QList<qint64> ids = markedDeclarations(db);
     expClass engine(db, msg);
     if (clock)
         engine.setClock(clock);
+    engine.setReplaceExisting(replaceExisting);
     out.status = exportDeclarations(db, msg, path, ids, progress, &engine);
     if (out.status == ExportResult::Cancelled) {
         msg.information(QStringLiteral("Esportazione annullata dall'utente"));
@@ -98,27 +102,42 @@ ExtractOutcome extract(dbClass &db, Messages &msg, const QString &path, const Ex
     if (out.status != ExportResult::Done)
         return out;
     out.written = int(ids.size());
-    msg.information(QStringLiteral("Esportazione terminata. Le dichiarazioni sono state esportate nel file:\n") + path);
+    out.files = engine.files();
 
-    // The log row and the stamps go together or not at all.
-    QSqlDatabase con = db.current();
-    con.transaction();
+    // The files are in place: one log row for each, and the stamps of its
+    // declarations, all together or not at all.
+    const QList<int> perFile = engine.fileDeclarations();
+    dbTransaction tx(db.current());
     const QDateTime now = clock ? clock() : QDateTime::currentDateTime();
-    QVariantMap row{{QStringLiteral("expData"), now.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss"))},
-                    {QStringLiteral("expDic"), out.written}};
-    if (choice.single)
-        row.insert(QStringLiteral("expSaID"), choice.saID);
-    else
-        row.insert(QStringLiteral("expProv"), chamber);
-    out.expID = db.insertRow(QStringLiteral("expTab"), row);
-    if (out.expID <= 0
-        || !db.execute(QStringLiteral("UPDATE SezAnag SET ExpID = ? WHERE (saExp = 1)"), {out.expID})) {
-        con.rollback();
+    bool ok = tx.isActive();
+    qsizetype next = 0;
+    for (qsizetype f = 0; ok && f < out.files.size(); ++f) {
+        QVariantMap row{{QStringLiteral("expData"), now.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss"))},
+                        {QStringLiteral("expDic"), perFile.value(f)}};
+        if (choice.single)
+            row.insert(QStringLiteral("expSaID"), choice.saID);
+        else
+            row.insert(QStringLiteral("expProv"), chamber);
+        const qint64 expID = db.insertRow(QStringLiteral("expTab"), row);
+        ok = expID > 0;
+        out.expIDs << expID;
+        for (int i = 0; ok && i < perFile.value(f); ++i)
+            ok = db.execute(QStringLiteral("UPDATE SezAnag SET ExpID = ? WHERE (saID = ?)"), {expID, ids.value(next++)});
+    }
+    if (!ok || !tx.commit()) {
+        if (!tx.error().isEmpty())
+            msg.critical(tx.wasBusy() ? busyText() : tx.error());
         out.status = ExportResult::Failed;
-        out.expID = 0;
+        out.expIDs.clear();
         return out;
     }
-    con.commit();
+    out.expID = out.expIDs.value(0);
+    if (out.files.size() == 1)
+        msg.information(QStringLiteral("Esportazione terminata. Le dichiarazioni sono state esportate nel file:\n") + path);
+    else
+        msg.information(QStringLiteral("Esportazione terminata. Le dichiarazioni sono troppe per un solo file e sono "
+                                       "state esportate in %1 file:\n").arg(out.files.size()) +
+                        out.files.join(u'\n'));
     return out;
 }
 

@@ -9,6 +9,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 class dbClass;
@@ -45,15 +46,20 @@ QList<qint64> markedDeclarations(dbClass &db);
 struct ExtractOutcome {
     ExportResult status = ExportResult::Failed;
     int written = 0;
-    qint64 expID = 0;
+    qint64 expID = 0;          // the log row of the (first) file
+    QStringList files;         // the files written: more than one when split
+    QList<qint64> expIDs;      // a log row for each
 };
 
-// Step 2: writes the marked declarations to path; on success logs the export
-// (expSaID in single mode, expProv in multiple mode) and stamps ExpID. Shows
+// Step 2: writes the marked declarations to path (through a temporary file
+// renamed into place when complete; more declarations than one file holds
+// go to numbered files beside it); then logs each file (expSaID in single
+// mode, expProv in multiple mode) and stamps ExpID, in one transaction. Shows
 // "Esportazione annullata dall'utente" or the closing message with the path.
+// An existing file is replaced only with replaceExisting (the user confirmed).
 ExtractOutcome extract(dbClass &db, Messages &msg, const QString &path, const ExportChoice &choice,
                        int chamber, const Progress &progress = {},
-                       std::function<QDateTime()> clock = {});
+                       std::function<QDateTime()> clock = {}, bool replaceExisting = true);
 
 // Default name of the exchange file: "Qor2019.000".
 QString defaultFileName(int year);

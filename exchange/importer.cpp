@@ -1,7 +1,11 @@
 #include "exchange/importer.h"
 
+#include "shell/transaction.h"
+
+#include "exchange/codepage.h"
 #include "exchange/layouts.h"
 #include "refdata/lookups.h"
+#include "sections/codes.h"
 #include "exchange/statements.h"
 #include "shell/dbstatement.h"
 #include "shell/schema/schema.h"
@@ -11,6 +15,7 @@
 
 #include <QFile>
 #include <QHash>
+#include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
 
@@ -54,6 +59,19 @@ int kindCode(const Val &k)
     return 0;
 }
 
+// Column lists of the updates of an MG module's columns, the row's key last.
+std::vector<int> mgUpdate(std::initializer_list<int> more)
+{
+    std::vector<int> v = mgModuleKeys();
+    v.insert(v.end(), more);
+    return v;
+}
+const std::vector<int> &mgRifColumns()
+{
+    static const std::vector<int> v = mgUpdate({key<"mrid">()});
+    return v;
+}
+
 class Loader {
 public:
     Loader(dbClass &db, Messages &msg) : db_(db), st_(db.current(), msg), conv_(db)
@@ -69,12 +87,10 @@ public:
 
     // One line of the load pass; false on a database failure.
     bool line(const Layout &l, QByteArrayView bytes);
-    // The load runs in one transaction with a savepoint per declaration: a
-    // declaration is kept whole or not at all.
-    bool begin() { return db_.current().transaction(); }
+    // The load runs in one transaction (held by the caller) with a savepoint
+    // per declaration: a declaration is kept whole or not at all.
     bool finishDeclaration();
     void rollback();
-    bool end() { return db_.current().commit(); }
     int imported = 0, skipped = 0, contained = 0;
 
 private:
@@ -95,11 +111,16 @@ private:
         SFlagFamily = SPairsFamily + 3,                  // flag of an MG module
         SMaterials = SFlagFamily + 3,                    // the four kinds of materials
         SDitte = SMaterials + 4,
+        SMgRifColumns,                                   // columns of an MG module of scheda RIF
         SCount
     };
     // The statement of a slot, made the first time; an UPDATE when update is
     // set (the last key names the row).
     Insert *plan(int slot, const QString &table, std::initializer_list<int> keys, bool update = false)
+    {
+        return plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, update);
+    }
+    Insert *plan(int slot, const QString &table, const std::vector<int> &keys, bool update)
     {
         return plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, update);
     }
@@ -281,9 +302,8 @@ bool Loader::subjectRow(Record &row)
     if (naz.n > 0) {
         auto it = nations_.constFind(QByteArray::fromRawData(naz.s, naz.n));
         if (it == nations_.constEnd())
-            row.setNull(key<"nazid">());
-        else
-            row.set(key<"nazid">(), *it);
+            return false;   // checked before loading: the file changed since
+        row.set(key<"nazid">(), *it);
     }
     // The tax code trimmed as QString::trimmed() trims it; plain ASCII is
     // looked up where it is.
@@ -466,15 +486,21 @@ bool Loader::family(const Layout &l, Record &v)
     if (module == 0)
         return false;
     if (mg && k == 3) {
-        const int flag = imb ? key<"mbflag">() : key<"privati">();
+        // The module's own columns; packaging keeps its surface flag apart,
+        // the other families have the plant type in Privati.
         Record &r = aux_;
         r.clear();
-        r.copy(flag, v, key<"#modflag">());
+        for (int c : mgModuleKeys())
+            r.copy(c, v, c);
+        if (imb)
+            r.copy(key<"mbflag">(), v, key<"#modflag">());
         r.set(modKey, module);
-        if (!update(plan(SFlagFamily + f, modTable, {flag, modKey}, true), r))
+        if (!update(plan(SFlagFamily + f, modTable,
+                         imb ? mgUpdate({key<"mbflag">(), modKey}) : mgUpdate({modKey}), true),
+                    r))
             return false;
     }
-    return pairs(v, k == 2 ? 9 : 10, SPairsFamily + f, opTables[f], modKey, module);
+    return pairs(v, k == 2 ? 9 : 6, SPairsFamily + f, opTables[f], modKey, module);
 }
 
 bool Loader::line(const Layout &l, QByteArrayView bytes)
@@ -533,7 +559,16 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
         detailPos_ = int(v.get(key<"#seq">()).toInt());
         if (mgModule_ == 0)
             return false;
-        return pairs(v, l.index == rt::BD ? 9 : 10, SPairsRif, QStringLiteral("RecRif"), key<"mrid">(), mgModule_);
+        if (l.index == rt::BE) {
+            Record &r = aux_;
+            r.clear();
+            for (int c : mgModuleKeys())
+                r.copy(c, v, c);
+            r.set(key<"mrid">(), mgModule_);
+            if (!update(plan(SMgRifColumns, QStringLiteral("ModRif"), mgRifColumns(), true), r))
+                return false;
+        }
+        return pairs(v, l.index == rt::BD ? 9 : 6, SPairsRif, QStringLiteral("RecRif"), key<"mrid">(), mgModule_);
     case rt::IA:
         v.set(key<"said">(), saID_);
         siID_ = insert(layoutPlan(l, QStringLiteral("SezImb"), {key<"said">()}), v);
@@ -560,7 +595,7 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
         } else {
             slot(key<"#own3">(), key<"#own3u">(), qtaProprio, umiProprio);
         }
-        if (vfuTipo_ == 1) {
+        if (codes::vehicleSplit1980(vfuTipo_)) {
             slot(key<"#veh1">(), key<"#veh1u">(), key<"qtapre80">(), key<"umipre80">());
             slot(key<"#veh2">(), key<"#veh2u">(), qtaPost80, umiPost80);
             slot(key<"#veh3">(), key<"#veh3u">(), key<"qta104">(), key<"umi104">());
@@ -701,11 +736,58 @@ bool registerCounterpart(dbClass &db, const QVariantMap &company)
     return db.insertRow(QStringLiteral("Ditte"), row) >= 0;
 }
 
+// The nations the subject blocks name must be in the nations table: the
+// loader translates them back into their code. Checked before anything is
+// written; the result of the other checks is kept when they pass.
+CheckResult checkNations(dbClass &db, const QString &path, const CheckResult &checked)
+{
+    QSet<QByteArray> known;
+    QSqlQuery q = db.query(QStringLiteral("SELECT nazDesc FROM Nazioni"));
+    while (q.next())
+        known.insert(cp1252::encode(q.value(0).toString().left(20).trimmed()));
+    // Where the nation lies in each record type that has one.
+    std::array<qsizetype, RecordTypes> at;
+    at.fill(-1);
+    for (const Layout &l : layouts()) {
+        qsizetype pos = PrefixLength;
+        for (const Field &f : l.fields) {
+            if (f.name == QLatin1String("#nazdesc"))
+                at[size_t(l.index)] = pos;
+            pos += f.size();
+        }
+    }
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return checked;
+    f.readLine(HeaderLength + 3);
+    LineReader lines(f, maxLineLength());
+    QByteArrayView line;
+    int n = 1;
+    while (lines.next(line)) {
+        ++n;
+        const Layout *l = layout(line.first(std::min<qsizetype>(2, line.size())));
+        if (!l || at[size_t(l->index)] < 0 || at[size_t(l->index)] + 20 > line.size())
+            continue;
+        QByteArrayView d = line.sliced(at[size_t(l->index)], 20);
+        while (!d.isEmpty() && d.back() == ' ')
+            d.chop(1);
+        if (!d.isEmpty() && !known.contains(d.toByteArray())) {
+            CheckResult c;
+            c.message = QStringLiteral("Paese estero non presente nella tabella delle nazioni.");
+            c.line = n;
+            return c;
+        }
+    }
+    return checked;
+}
+
 ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const Progress &progress,
                         const StepObserver &step)
 {
     ImportResult r;
     r.check = checkFile(path);
+    if (r.check.ok)
+        r.check = checkNations(db, path, r.check);
     if (!r.check.ok) {
         r.status = ImportResult::Refused;
         return r;
@@ -719,7 +801,7 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         r.check.line = 0;
         return r;
     }
-    f.readLine();
+    f.readLine(HeaderLength + 3);
     // A larger page cache for the length of the load: the inserts touch the
     // tables and their indexes all over, and the default cache of about 2 MB
     // makes SQLite read the same pages again and again. (The journal of each
@@ -744,34 +826,47 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
                 QSqlQuery(db).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(before.toLongLong()));
         }
     } cache(db.current());
-    Loader loader(db, msg);
-    if (!loader.begin()) {
+    // All or nothing: the run is one transaction; a failure while loading
+    // undoes every declaration of the file, an interruption keeps the whole
+    // declarations loaded before it.
+    dbTransaction all(db.current());
+    if (!all.isActive() || !lockDeclarations(db)) {
+        msg.critical(all.wasBusy() || !all.isActive() ? busyText() : QStringLiteral("Attenzione, importazione non avviata: ") + all.error());
         r.status = ImportResult::Failed;
         return r;
     }
+    Loader loader(db, msg);
     qint64 done = 0;
     int n = 1;
-    LineReader lines(f);
+    LineReader lines(f, maxLineLength());
     QByteArrayView line;
+    auto undoAll = [&](const QString &text) {
+        loader.rollback();
+        all.rollback();
+        if (!text.isEmpty())
+            msg.critical(text);
+        r.status = ImportResult::Failed;
+        r.imported = 0;
+        r.skipped = 0;
+        return r;
+    };
     while (lines.next(line)) {
         ++n;
         const Layout *l = layout(line.first(std::min<qsizetype>(2, line.size())));
-        if (!l) {   // the file changed since it was checked
-            loader.rollback();
-            loader.end();
+        if (!l || line.size() != l->length) {   // the file changed since it was checked
+            undoAll({});
             r.status = ImportResult::Refused;
             r.check.ok = false;
-            r.check.message = QStringLiteral("Tipo record errato.");
+            r.check.message = l ? QStringLiteral("Lunghezza record errata.") : QStringLiteral("Tipo record errato.");
             r.check.line = n;
-            r.imported = loader.imported;
-            r.skipped = loader.skipped;
             return r;
         }
         // An AA line closes the declaration before it: check for a cancel there,
         // so that what is kept is always whole declarations.
         if (l->index == rt::AA && progress && !progress(done, r.check.total)) {
-            const bool kept = loader.finishDeclaration() && loader.end();
-            r.status = kept ? ImportResult::Cancelled : ImportResult::Failed;
+            if (!loader.finishDeclaration() || !all.commit())
+                return undoAll(QStringLiteral("Attenzione, importazione interrotta: nessuna dichiarazione è stata caricata."));
+            r.status = ImportResult::Cancelled;
             r.imported = loader.imported;
             r.skipped = loader.skipped;
             return r;
@@ -779,32 +874,45 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         if (l->index == rt::AA && step)
             step({decodeLine(*l, line.toByteArray()).value(QStringLiteral("ragsoc")).toString(),
                   loader.imported, loader.skipped});
-        if (!loader.line(*l, line)) {
-            loader.rollback();
-            loader.end();
-            msg.critical(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") +
-                         QString::number(n) + QStringLiteral(": la dichiarazione in corso non è stata caricata."));
-            r.status = ImportResult::Failed;
-            r.imported = loader.imported;
-            r.skipped = loader.skipped;
-            return r;
-        }
+        if (!loader.line(*l, line))
+            return undoAll(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") + QString::number(n) +
+                           QStringLiteral(": nessuna dichiarazione del file è stata caricata."));
         ++done;
     }
-    if (!loader.finishDeclaration() || !loader.end()) {
-        loader.rollback();
-        db.current().rollback();
-        r.status = ImportResult::Failed;
-        r.imported = loader.imported;
-        r.skipped = loader.skipped;
-        return r;
-    }
+    if (lines.tooLong())
+        return undoAll(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") + QString::number(n + 1) +
+                       QStringLiteral(": nessuna dichiarazione del file è stata caricata."));
+    if (!loader.finishDeclaration() || !all.commit())
+        return undoAll(QStringLiteral("Attenzione, importazione non riuscita: nessuna dichiarazione del file è stata caricata."));
     if (progress)
         progress(done, r.check.total);
     r.imported = loader.imported;
     r.skipped = loader.skipped;
     r.status = ImportResult::Done;
     return r;
+}
+
+QString busyText()
+{
+    return QStringLiteral("Attenzione, l'archivio è in uso da un'altra stazione di lavoro e non si è liberato in tempo: "
+                          "riprovare più tardi.");
+}
+
+bool lockDeclarations(dbClass &db)
+{
+    // PostgreSQL: stations that add declarations (import, takeover) take turns
+    // for the rest of their transaction, so that the test for a declaration
+    // already present sees what the other one added. SQLite: the write lock of
+    // the transaction does the same.
+    QSqlDatabase c = db.current();
+    if (c.driverName() != QLatin1String("QPSQL"))
+        return true;
+    QString error;
+    qint64 code = 0;
+    if (dbStatement::run(c, QStringLiteral("SELECT pg_advisory_xact_lock(%1)").arg(DeclarationsLock), &error, &code))
+        return true;
+    db.messages().errorReport({}, code, error, QStringLiteral("pg_advisory_xact_lock"));
+    return false;
 }
 
 } // namespace exch

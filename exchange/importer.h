@@ -53,6 +53,15 @@ PresenceTest presenceTest(const DeclarationIdentity &d);
 // none, -1 on a failure (reported).
 qint64 presentDeclaration(dbClass &db, const DeclarationIdentity &d);
 
+// Serializes the stations that add declarations (import, takeover from the
+// previous year) for the rest of the current transaction: call it inside the
+// transaction, before the test for a declaration already present. False on a
+// failure (reported).
+bool lockDeclarations(dbClass &db);
+constexpr qint64 DeclarationsLock = 20190713;
+// Text shown when the database stays locked by another station.
+QString busyText();
+
 // Adds a counterpart company to the register when its tax code is not there
 // yet; an existing company is left unchanged. False on a database failure.
 bool registerCounterpart(dbClass &db, const QVariantMap &company);

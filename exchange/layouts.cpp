@@ -118,17 +118,31 @@ void dr(Fields &f, const char *flagColumn, int filler)
             N("#nRows", 5), T("#filler", filler)});
 }
 
+// The columns of an MG module itself, carried by the second detail line of
+// each of its pairs (BE, IF, RF, VH): the plant type (Privati, Number(2)), the
+// stocks at 31/12 to recovery (qtaMod) and to disposal (qtaSmalt), the
+// quantity landfilled (qtaDep) with its landfill class (discDep, Number(1)),
+// the quantity landfilled under art. 191 (qta191) with its class (disc191,
+// Number(1)), and a filler of 16 spaces: 80 characters, the place of four
+// operation pairs. A DR module writes it with zeros and spaces.
+void mgModule(Fields &f)
+{
+    add(f, {N("Privati", 2), QU("qtaMod", "umiMod"), QU("qtaSmalt", "umiSmalt"), QU("qtaDep", "umiDep"),
+            N("discDep", 1), QU("qta191", "umi191"), N("disc191", 1), T("#mgFiller", 16)});
+}
+
 // Detail lines of the same families (IE/IF, RE/RF, VG/VH). Decided: a module's
 // operation rows (of a DR or an MG module, in order of Posizione) go in pairs of
-// lines: the first kind carries 9 (Codice, quantity) pairs, the second kind 10
-// pairs and closes with the module's flag (mbFlag for packaging, Privati
-// otherwise) and the number of its rows. Each line starts with the module's
-// waste code, kind ("DR" or "MG"), progressive within its kind and the number
-// of the pair of lines. A DR module numbers its pairs 1, 2, ... (more than 19
-// rows take two); an MG module writes one pair for each of its grids that has
-// rows, numbered with the grid (1 recovery, 2 disposal, 3 disposal under art.
-// 191), so the rows go back to their grid when read. Every DR and MG module
-// writes at least one pair.
+// lines: the first kind carries 9 (Codice, quantity) pairs, the second kind 6
+// pairs, the columns of an MG module (mgModule above), and closes with the
+// module's flag (mbFlag for packaging, Privati otherwise) and the number of its
+// rows. Each line starts with the module's waste code, kind ("DR" or "MG"),
+// progressive within its kind and the number of the pair of lines. A DR module
+// numbers its pairs 1, 2, ... (more than 15 rows take two); an MG module
+// writes each of its grids that has rows in pairs numbered with the grid (1
+// recovery, 2 disposal, 3 disposal under art. 191), so the rows go back to
+// their grid when read; a grid of more than 15 rows takes more pairs of the
+// same number. Every DR and MG module writes at least one pair.
 void detail1(Fields &f)
 {
     add(f, {T("rifCod", 6), T("#kind", 2), N("#prog", 3), N("#seq", 2)});
@@ -137,7 +151,8 @@ void detail1(Fields &f)
 void detail2(Fields &f)
 {
     add(f, {T("rifCod", 6), T("#kind", 2), N("#prog", 3), N("#seq", 2)});
-    pairs(f, 10);
+    pairs(f, 6);
+    mgModule(f);
     add(f, {F("#modFlag"), N("#nRows", 3)});
 }
 
@@ -217,9 +232,10 @@ std::vector<Layout> build()
     // BD, BE: RIF module MG with its RecRif rows. Decided: as the detail lines
     // of the other families, in pairs of lines: kind "MG", the module's
     // progressive among the MG modules of the scheda (Number(5)), the number of
-    // the pair, which is the grid of its rows (Number(2)), then 9 (BD) or 10 (BE) pairs of operation code
-    // Text(5) and quantity with unit; BE closes with the number of rows of the
-    // module (Number(2)). Every MG module writes at least one pair.
+    // the pair, which is the grid of its rows (Number(2)), then 9 (BD) or 6
+    // (BE) pairs of operation code Text(5) and quantity with unit; BE goes on
+    // with the columns of the module (mgModule) and closes with the number of
+    // rows of the module (Number(2)). Every MG module writes at least one pair.
     f = {};
     rifStart(f);
     add(f, {T("#kind", 2), N("#prog", 5), N("#seq", 2)});
@@ -228,7 +244,8 @@ std::vector<Layout> build()
     f = {};
     rifStart(f);
     add(f, {T("#kind", 2), N("#prog", 5), N("#seq", 2)});
-    pairs(f, 10);
+    pairs(f, 6);
+    mgModule(f);
     f.push_back(N("#nRows", 2));
     L("BE", 268, 49, "RecRif", f);
 
@@ -360,6 +377,23 @@ Layout buildHeader()
 }
 
 } // namespace
+
+const std::vector<int> &mgModuleKeys()
+{
+    static const std::vector<int> v = [] {
+        Fields f;
+        mgModule(f);
+        std::vector<int> k;
+        for (const Field &x : f)
+            if (!x.computed()) {
+                k.push_back(keyOf(x.name));
+                if (!x.unit.isEmpty())
+                    k.push_back(keyOf(x.unit));
+            }
+        return k;
+    }();
+    return v;
+}
 
 const Layout &header()
 {

@@ -64,6 +64,9 @@ constexpr int HeaderLength = 482;
 constexpr int RecordTypes = 29;
 
 const Layout &header();
+// Record keys of the columns of an MG module carried by its detail lines
+// (quantities with their units).
+const std::vector<int> &mgModuleKeys();
 const std::vector<Layout> &layouts();       // the 29 record types in index order
 // The layout of a record code ("AA"...); null for any other text.
 const Layout *layout(QByteArrayView code);

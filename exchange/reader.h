@@ -28,18 +28,27 @@ CheckResult checkFile(const QString &path, const Progress &progress = {});
 // Strips the line end (CR LF) of a line read from the file.
 QByteArray chopLineEnd(QByteArray line);
 
+// The longest line an exchange file may hold (the longest record type); a
+// longer one is refused where it is, without reading the rest of it.
+qsizetype maxLineLength();
+
 // The lines of a file, read in large blocks, without their line end (a line
 // ends at LF; a CR before it goes too). A line stays valid until the next.
+// With a bound, a line longer than it ends the reading: next() gives false
+// and tooLong() true, after at most one block more than the bound was read.
 class LineReader {
 public:
-    explicit LineReader(QIODevice &in) : in_(in) {}
+    explicit LineReader(QIODevice &in, qsizetype maxLength = 0) : in_(in), max_(maxLength) {}
     bool next(QByteArrayView &line);
+    bool tooLong() const { return tooLong_; }
 
 private:
     QIODevice &in_;
     QByteArray buf_;
     qsizetype pos_ = 0;
+    qsizetype max_ = 0;
     bool end_ = false;
+    bool tooLong_ = false;
 };
 
 } // namespace exch

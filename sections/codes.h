@@ -120,6 +120,13 @@ inline const QStringList &imbTreatments()
     return l;
 }
 
+// Whether a vehicle scheda (vfuTipo 1 AUT, 2 ROT, 3 FRA) carries the
+// vehicles of code 160104 split by registration before and after 1980
+// (qta104 = qtaPre80 + qtaPost80): only AUT. FRA keeps its shredder fluff in
+// qtaPost80, ROT has neither. The form, the exchange file and the
+// verification all ask this.
+inline bool vehicleSplit1980(int vfuTipo) { return vfuTipo == 1; }
+
 // ---- secondary materials ----
 // The materials of scheda MAT (SezAnag) and of the materials boxes of schede
 // IMB, TRA-RAEE and VFU are kept in columns msQta01.. numbered per section; the

@@ -12,7 +12,9 @@
 #include <QSqlRecord>
 #include <QUrl>
 
-int dbClass::busyTimeoutMs = 5000;
+// Half a minute: on a shared folder another station's import or save may hold
+// the file for a while; the user would rather wait than be refused.
+int dbClass::busyTimeoutMs = 30000;
 
 namespace {
 QAtomicInt connectionSerial;

@@ -378,6 +378,17 @@ bool dbStatement::isNativeOn(const QSqlDatabase &db)
     return handleOf(db) != nullptr;
 }
 
+bool dbStatement::inTransactionOn(const QSqlDatabase &db)
+{
+    if (!db.isOpen() || db.driverName() != QLatin1String("QSQLITE"))
+        return false;
+    const QVariant v = db.driver()->handle();
+    if (!v.isValid() || qstrcmp(v.typeName(), "sqlite3*") != 0)
+        return false;
+    sqlite3 *h = *static_cast<sqlite3 *const *>(v.constData());
+    return h && sqlite3_get_autocommit(h) == 0;
+}
+
 bool dbStatement::run(const QSqlDatabase &db, const QString &sql, QString *error, qint64 *code)
 {
     if (sqlite3 *h = handleOf(db)) {

@@ -79,6 +79,9 @@ public:
     // Whether statements on db run on the SQLite library (lastInsertId()
     // works there).
     static bool isNativeOn(const QSqlDatabase &db);
+    // Whether an SQLite connection is inside a transaction, however begun
+    // (false on other stores).
+    static bool inTransactionOn(const QSqlDatabase &db);
     // Whether a value holds a whole number (bound and read as an integer).
     static bool isInteger(const QVariant &v);
 

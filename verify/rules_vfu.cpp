@@ -10,6 +10,7 @@
 //
 // Each rule is applied to every scheda (code, module) before the next rule.
 
+#include "sections/codes.h"
 #include "verify/rules.h"
 
 #include <functional>
@@ -196,8 +197,10 @@ void check(const Declaration &d, Report &r, const RunData &)
                 r.remark(table[Received160104Zero], subj);
     });
     each([&](const StreamScheda &s, const Totals &, const QString &subj) {
-        // The 160104 amount split by registration before and after 1980.
-        if (unbalanced(s.amount("qta104"), s.amount("qtaPre80") + s.amount("qtaPost80")))
+        // The 160104 amount split by registration before and after 1980, on
+        // the schede that carry the split (FRA keeps its fluff in qtaPost80).
+        if (codes::vehicleSplit1980(s.tipo) &&
+            unbalanced(s.amount("qta104"), s.amount("qtaPre80") + s.amount("qtaPost80")))
             r.remark(table[Split1980], subj);
     });
     const auto &perCode = receivedPerCode;

@@ -258,7 +258,9 @@ void ExpForm::estrai()
     back_->setEnabled(true);
     extract_->setEnabled(true);
     if (x.status == ExportResult::Done) {
-        labStatus_->setText(QStringLiteral("Esportazione terminata"));
+        labStatus_->setText(x.files.size() > 1
+                                ? QStringLiteral("Esportazione terminata in %1 file").arg(x.files.size())
+                                : QStringLiteral("Esportazione terminata"));
         // The list of declarations shows which ones are now exported.
         Q_EMIT ui::Events::instance().declarationsChanged();
     }

@@ -68,7 +68,7 @@ StreamSpec vfuSpec(int tipo)
              << qty("qtaRecMat", "umiRecMat", "Quantità avviata a recupero di materia", Summary)
              << qty("qtaRecEner", "umiRecEner", "Quantità avviata a recupero di energia", Summary)
              << qty("qtaSmalt", "umiSmalt", "Quantità avviata a smaltimento", Summary);
-    if (tipo == Aut)
+    if (codes::vehicleSplit1980(tipo))
         // The vehicles of code 160104 split by registration: the fields the
         // verification names "precedente al 1980" and "successivo al 1980".
         s.fields << qty("qta104", "umi104", "Veicoli fuori uso (CER 160104)", "Veicoli trattati")

@@ -1,6 +1,7 @@
 #include "sections/takeover/takeover.h"
 
 #include "exchange/importer.h"
+#include "shell/transaction.h"
 #include "refdata/lookups.h"
 #include "sections/anag/register.h"
 #include "sections/anag/setup.h"
@@ -183,6 +184,15 @@ Copier::Outcome Copier::declaration(qint64 oldID, qint64 *newID, int *companies)
     QVariantMap v = values(sa, rows.first());
     convertPlaces(conv_, v);
 
+    // The test and the insert in one transaction, taking turns with other
+    // stations that add declarations: a declaration is never taken twice.
+    dbTransaction tx(db_.current());
+    if (!tx.isActive()) {
+        ctx_.msg.critical(tx.wasBusy() ? exch::busyText() : tx.error());
+        return Failed;
+    }
+    if (!exch::lockDeclarations(db_))
+        return Failed;
     const qint64 present = exch::presentDeclaration(
         db_, {v.value(QStringLiteral("CodFisc")), v.value(QStringLiteral("RagSoc")), v.value(QStringLiteral("Via")),
               v.value(QStringLiteral("Civico")), v.value(QStringLiteral("prvIstat")), v.value(QStringLiteral("comIstat"))});
@@ -219,21 +229,14 @@ Copier::Outcome Copier::declaration(qint64 oldID, qint64 *newID, int *companies)
     c.prvIstat = pick("slPrvIstat", "prvIstat").toInt();
     c.comIstat = pick("slComIstat", "comIstat").toInt();
 
-    QSqlDatabase cur = db_.current();
-    if (!cur.transaction()) {
-        ctx_.msg.errorReport({}, dbClass::errorCode(cur.lastError()), cur.lastError().text(),
-                             QStringLiteral("takeover"));
-        return Failed;
-    }
     added_ = 0;
     qint64 id = -1;
     const bool ok = registerCompany(c) && (id = db_.insertRow(sa.name, v)) > 0
                     && (!structure_ || children(sa, oldID, id));
-    if (!ok || !cur.commit()) {
-        if (ok)   // the commit itself failed
-            ctx_.msg.errorReport({}, dbClass::errorCode(cur.lastError()), cur.lastError().text(),
-                                 QStringLiteral("takeover"));
-        cur.rollback();
+    if (!ok)
+        return Failed;
+    if (!tx.commit()) {
+        ctx_.msg.errorReport({}, tx.errorCode(), tx.error(), QStringLiteral("takeover"));
         return Failed;
     }
     *newID = id;

@@ -62,7 +62,9 @@ qint64 smallDeclaration(dbClass &db)
                         {"Civico", "3"}, {"Cap", "10124"}, {"qtaMod", 200000}, {"umiMod", 1}});
     add(db, "ModRif", V{{"rifID", rif}, {"tipoMod", 5}, {"prvIstat", 1}, {"comIstat", 272},
                         {"qtaMod", 1500}, {"umiMod", 2}});
-    const qint64 mg = add(db, "ModRif", V{{"rifID", rif}, {"tipoMod", 4}});
+    const qint64 mg = add(db, "ModRif", V{{"rifID", rif}, {"tipoMod", 4}, {"Privati", 11}, {"qtaMod", 50000},
+                                           {"umiMod", 1}, {"qtaSmalt", 20}, {"umiSmalt", 2}, {"qtaDep", 10000},
+                                           {"umiDep", 1}, {"discDep", 7}});
     add(db, "RecRif", V{{"mrID", mg}, {"Posizione", 2}, {"Codice", "D15"}, {"qta", 400000}, {"umi", 1}});
     add(db, "RecRif", V{{"mrID", mg}, {"Posizione", 1}, {"Codice", "R13"}, {"qta", 600000}, {"umi", 1}});
 
@@ -138,9 +140,13 @@ QList<QByteArray> goldenLines()
     l << "BC" + p + "0001;150101;" + "00001;" + "001;272;" + "0;" + "0000001,500;2;";
     // One pair of lines per grid of the MG module: 01 recovery, 02 disposal.
     l << "BD" + p + "0001;150101;" + "MG;00001;01;" + "R13  ;0000600,000;1;" + times(EmptyPair, 8);
-    l << "BE" + p + "0001;150101;" + "MG;00001;01;" + times(EmptyPair, 10) + "02;";
+    // The second line of a pair carries the module's own columns.
+    const QByteArray mgCols = "11;" + QByteArray("0000050,000;1;") + "0000000,020;2;" + "0000010,000;1;" + "7;" + Z +
+                              "0;" + sp(16) + ';';
+    const QByteArray noMg = "00;" + times(Z, 3) + "0;" + Z + "0;" + sp(16) + ';';
+    l << "BE" + p + "0001;150101;" + "MG;00001;01;" + times(EmptyPair, 6) + mgCols + "02;";
     l << "BD" + p + "0001;150101;" + "MG;00001;02;" + "D15  ;0000400,000;1;" + times(EmptyPair, 8);
-    l << "BE" + p + "0001;150101;" + "MG;00001;02;" + times(EmptyPair, 10) + "02;";
+    l << "BE" + p + "0001;150101;" + "MG;00001;02;" + times(EmptyPair, 6) + mgCols + "02;";
     l << "MA" + p + "RIF;00;" + "0000001,500;1;" + times(Z, 20);
     l << "DA" + p + "0001;170405;" + "1;0;0;0;0;0;0;" + "0004200,000;1;" + "00001;00000;";
     l << "DB" + p + "0001;170405;" + "UO;00001;" + verdi + verdiName + "000;000;" + pad("RUE DU PORT", 30) + ';' +
@@ -151,7 +157,7 @@ QList<QByteArray> goldenLines()
     l << "ID" + p + "150101;DR;001;" + verdi + "0;" + verdiName + noAddress + "0000050,000;1;" + noNation + Z +
              "0000000,250;1;" + Z + Z + Z + "1;0;" + "00001;" + sp(154) + ';';
     l << "IE" + p + "150101;DR;001;01;" + "R3   ;0000050,000;1;" + times(EmptyPair, 8);
-    l << "IF" + p + "150101;DR;001;01;" + times(EmptyPair, 10) + "0;" + "001;";
+    l << "IF" + p + "150101;DR;001;01;" + times(EmptyPair, 6) + noMg + "0;" + "001;";
     l << "MA" + p + "IMB;00;" + times(Z, 5) + "0000077,000;1;" + times(Z, 15);
     l << "RA" + p + "TRA;03;" + "1;" + "00001;" + "0000800,000;1;" + "00001;00000;" + "0;" + "00001;" + times(Z, 5);
     l << "RB" + p + "TRA;03;" + "DR;" + "200135;" + "0000800,000;1;";
@@ -160,7 +166,7 @@ QList<QByteArray> goldenLines()
     l << "RD" + p + "TRA;03;" + "200135;DR;001;" + verdi + "0;" + verdiName + noAddress + "0000800,000;1;" +
              noNation + times(Z, 5) + "0;0;" + "00000;" + sp(152) + ';';
     l << "RE" + p + "TRA;03;" + "200135;DR;001;01;" + times(EmptyPair, 9);
-    l << "RF" + p + "TRA;03;" + "200135;DR;001;01;" + times(EmptyPair, 10) + "0;" + "000;";
+    l << "RF" + p + "TRA;03;" + "200135;DR;001;01;" + times(EmptyPair, 6) + noMg + "0;" + "000;";
     l << "MA" + p + "TRA;03;" + times(Z, 6) + "0000005,500;1;" + times(Z, 14);
     l << "VC" + p + "AUT;" + "0009000,000;1;" + "00001;00001;00000;00001;" + "0;" + Z + Z + "0000003,000;2;" + Z +
              Z + Z + "0000012,500;1;" + "0000002,000;1;" + "0000014,000;1;" + "0000000,500;1;";
@@ -170,7 +176,7 @@ QList<QByteArray> goldenLines()
     l << "VF" + p + "AUT;" + "160104;DR;001;" + verdi + "0;" + verdiName + noAddress + "0009000,000;1;" + noNation +
              times(Z, 5) + "0;0;" + "00001;" + sp(152) + ';';
     l << "VG" + p + "AUT;" + "160104;DR;001;01;" + "R4   ;0009000,000;1;" + times(EmptyPair, 8);
-    l << "VH" + p + "AUT;" + "160104;DR;001;01;" + times(EmptyPair, 10) + "0;" + "001;";
+    l << "VH" + p + "AUT;" + "160104;DR;001;01;" + times(EmptyPair, 6) + noMg + "0;" + "001;";
     l << "MA" + p + "AUT;00;" + times(Z, 13) + "0000001,000;1;" + times(Z, 7);
     return l;
 }

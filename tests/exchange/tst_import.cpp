@@ -278,7 +278,50 @@ private Q_SLOTS:
         QCOMPARE(count(t.db, "SezVfu"), 6);
     }
 
-    void failureInsideADeclarationRollsItBack()
+    void unknownNationIsRefusedBeforeLoading()
+    {
+        // A subject block naming a nation the table does not have: the file
+        // is refused at that line, nothing written.
+        QList<QByteArray> lines = bytes.split('\n');
+        int at = -1;
+        for (int i = 1; i < lines.size() && at < 0; ++i)
+            if (lines[i].startsWith("BB") && lines[i].mid(206, 20).trimmed().size() > 0)
+                at = i;
+        QVERIFY(at > 0);
+        lines[at].replace(206, 20, QByteArray("ATLANTIDE").leftJustified(20, ' '));
+        TestDb t(dir.path(), QStringLiteral("nation.db"));
+        QVERIFY(t.ok);
+        const ImportResult r = importFile(t.db, t.msg, variant("nation.000", lines.join('\n')));
+        QCOMPARE(r.status, ImportResult::Refused);
+        QCOMPARE(r.check.text(), QStringLiteral("Paese estero non presente nella tabella delle nazioni. (riga n. %1)").arg(at + 1));
+        QCOMPARE(count(t.db, "SezAnag"), 0);
+    }
+
+    void lockedStoreSaysSoAndWritesNothing()
+    {
+        const int before = dbClass::busyTimeoutMs;
+        dbClass::busyTimeoutMs = 200;
+        TestDb t(dir.path(), QStringLiteral("locked.db"));
+        QVERIFY(t.ok);
+        // Another station writing the same file.
+        QSqlError e;
+        QVERIFY(dbClass::openStore(t.path, QStringLiteral("other-station"), false, &e, nullptr, 200));
+        QSqlQuery other(QSqlDatabase::database(QStringLiteral("other-station")));
+        QVERIFY(other.exec(QStringLiteral("BEGIN IMMEDIATE")));
+        t.msg.clear();
+        const ImportResult r = importFile(t.db, t.msg, source);
+        QVERIFY(other.exec(QStringLiteral("ROLLBACK")));
+        other = QSqlQuery();
+        dbClass::closeStore(QStringLiteral("other-station"));
+        dbClass::busyTimeoutMs = before;
+        QCOMPARE(r.status, ImportResult::Failed);
+        QVERIFY(t.msg.texts().join(u' ').contains(QStringLiteral("in uso da un'altra stazione di lavoro")));
+        QCOMPARE(count(t.db, "SezAnag"), 0);
+        // Once free, the same file loads.
+        QCOMPARE(importFile(t.db, t.msg, source).imported, 5);
+    }
+
+    void failureWhileLoadingUndoesTheWholeFile()
     {
         TestDb t(dir.path(), QStringLiteral("fail.db"));
         QVERIFY(t.ok);
@@ -289,9 +332,13 @@ private Q_SLOTS:
         t.msg.clear();
         const ImportResult r = importFile(t.db, t.msg, source);
         QCOMPARE(r.status, ImportResult::Failed);
-        QCOMPARE(r.imported, 2);
-        QCOMPARE(count(t.db, "SezAnag"), 2);
-        QCOMPARE(count(t.db, "SezVfu"), 6);
+        QCOMPARE(r.imported, 0);
+        // Nothing of the file stays, not even the declarations before the
+        // failing one, and the user is told so with the line.
+        for (const char *table : {"SezAnag", "SezVfu", "RecVfu", "ModRif", "Ditte"})
+            QVERIFY2(count(t.db, table) == 0, table);
+        QVERIFY(t.msg.texts().join(u'\n').contains(QStringLiteral("nessuna dichiarazione del file è stata caricata")));
+        QVERIFY(t.msg.texts().join(u'\n').contains(QStringLiteral("riga n. ")));
     }
 };
 

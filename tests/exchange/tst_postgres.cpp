@@ -11,6 +11,10 @@
 #include "verify/engine.h"
 
 #include <QSqlQuery>
+#include <QThread>
+
+#include <atomic>
+#include <thread>
 
 using namespace exch;
 
@@ -87,6 +91,64 @@ private Q_SLOTS:
         const QByteArray onPg = report(db, msg, QStringLiteral("pg.txt"));
         QVERIFY(!onPg.isEmpty());
         QCOMPARE(onPg, report(lite.db, lite.msg, QStringLiteral("lite.txt")));
+    }
+
+    // Two stations import the same file at the same time: the test for a
+    // declaration already present and the insert are one step against other
+    // stations, so each declaration is loaded once.
+    void concurrentImportsLoadOnce()
+    {
+        const QString url = qEnvironmentVariable("QOR_TEST_PG_URL");
+        if (url.isEmpty())
+            QSKIP("QOR_TEST_PG_URL not set");
+        const QString built = freshPgStore(url, QStringLiteral("pgconcurrent"), QStringLiteral("2.01.00"));
+        QVERIFY2(built.isEmpty(), qPrintable(built));
+        TestDb src(dir.path(), QStringLiteral("concurrent.db"));
+        QVERIFY(src.ok);
+        demo::Options o;
+        o.declarations = 4;
+        o.withErrors = false;
+        QVERIFY(demo::generate(src.db, o, nullptr));
+        const QString file = dir.filePath(QStringLiteral("concurrent.000"));
+        QCOMPARE(exportDeclarations(src.db, src.msg, file, declarations(src.db)), ExportResult::Done);
+
+        // Each station on its own thread and connection; the first lingers
+        // after loading its first declaration, not yet committed, so that the
+        // second starts meanwhile.
+        ImportResult results[2];
+        std::atomic<bool> firstStarted{false};
+        auto station = [&](int n) {
+            qorClass app(dir.path());
+            ScriptedMessages msg;
+            dbClass db(app, msg);
+            db.setCurrentPath(url);
+            if (!db.connect())
+                return;
+            results[n] = importFile(db, msg, file, [&](qint64 done, qint64) {
+                if (n == 0 && done > 0 && !firstStarted) {
+                    firstStarted = true;
+                    QThread::msleep(400);
+                }
+                return true;
+            });
+        };
+        std::thread a(station, 0);
+        while (!firstStarted)
+            QThread::msleep(5);
+        std::thread b(station, 1);
+        a.join();
+        b.join();
+        QCOMPARE(results[0].status, ImportResult::Done);
+        QCOMPARE(results[1].status, ImportResult::Done);
+        QCOMPARE(results[0].imported + results[1].imported, 4);
+        QCOMPARE(results[0].skipped + results[1].skipped, 4);
+
+        qorClass app(dir.path());
+        ScriptedMessages msg;
+        dbClass db(app, msg);
+        db.setCurrentPath(url);
+        QVERIFY(db.connect());
+        QCOMPARE(db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag")).toInt(), 4);
     }
 };
 

@@ -68,13 +68,13 @@ QStringList streamRows(dbClass &db, qint64 saID)
         "SELECT SezVfu.vfuTipo, RecVfu.Posizione, RecVfu.rifCod, RecVfu.qta, RecVfu.umi FROM RecVfu "
         "INNER JOIN SezVfu ON RecVfu.vfuID = SezVfu.vfuID WHERE (SezVfu.saID = ?) "
         "ORDER BY SezVfu.vfuTipo, RecVfu.Posizione, RecVfu.rifCod",
-        "SELECT 'IMB', ModImb.tipoMod, ModImb.rifCod, ModImb.mbFlag, ModImb.qtaMod FROM ModImb "
+        "SELECT 'IMB', ModImb.tipoMod, ModImb.rifCod, ModImb.mbFlag, COALESCE(ModImb.qtaMod, 0) FROM ModImb "
         "INNER JOIN SezImb ON ModImb.siID = SezImb.siID WHERE (SezImb.saID = ?) "
         "ORDER BY ModImb.rifCod, ModImb.tipoMod, ModImb.mbFlag, ModImb.qtaMod",
-        "SELECT SezRaee.srTipo, ModRaee.tipoMod, ModRaee.rifCod, ModRaee.qtaMod FROM ModRaee "
+        "SELECT SezRaee.srTipo, ModRaee.tipoMod, ModRaee.rifCod, COALESCE(ModRaee.qtaMod, 0) FROM ModRaee "
         "INNER JOIN SezRaee ON ModRaee.srID = SezRaee.srID WHERE (SezRaee.saID = ?) "
         "ORDER BY SezRaee.srTipo, ModRaee.rifCod, ModRaee.tipoMod, ModRaee.qtaMod",
-        "SELECT SezVfu.vfuTipo, ModVfu.tipoMod, ModVfu.rifCod, ModVfu.qtaMod FROM ModVfu "
+        "SELECT SezVfu.vfuTipo, ModVfu.tipoMod, ModVfu.rifCod, COALESCE(ModVfu.qtaMod, 0) FROM ModVfu "
         "INNER JOIN SezVfu ON ModVfu.vfuID = SezVfu.vfuID WHERE (SezVfu.saID = ?) "
         "ORDER BY SezVfu.vfuTipo, ModVfu.rifCod, ModVfu.tipoMod, ModVfu.qtaMod"};
     return rowsAsText(db, statements, saID);

@@ -73,6 +73,21 @@ private Q_SLOTS:
     void initTestCase() { QVERIFY(t.open()); }
     void init() { t.msg.clear(); }
 
+    // The form offers the before/after-1980 split exactly on the vehicle
+    // schede that the file and the verification treat as carrying it.
+    void vehicleSplitOnFormFileAndCheckAlike()
+    {
+        for (int tipo : {stream::Aut, stream::Rot, stream::Fra}) {
+            bool pre = false, n104 = false;
+            for (const fields::Field &f : stream::vfu(tipo).fields) {
+                pre = pre || f.name == QLatin1String("qtaPre80");
+                n104 = n104 || f.name == QLatin1String("qta104");
+            }
+            QCOMPARE(pre, codes::vehicleSplit1980(tipo));
+            QCOMPARE(n104, codes::vehicleSplit1980(tipo));
+        }
+    }
+
     void vfuCodesByKindAndFrame()
     {
         const stream::StreamSpec &aut = stream::vfu(stream::Aut);

@@ -231,6 +231,8 @@ void TestRulesSections::vehicles()
         {"160104 received", stream(Vfu, aut, {{1, "160104", 10}}, {{1, "160104", {{"qtaMod", 10}}}}), z104, {}},
         {"1980 split short", stream(Vfu, with({{"qta104", 100}, {"qtaPre80", 50}, {"qtaPost80", 40}})), split, "E " + S},
         {"1980 split balanced", stream(Vfu, with({{"qta104", 100}, {"qtaPre80", 50}, {"qtaPost80", 50}})), split, {}},
+        // FRA keeps its shredder fluff in qtaPost80 and has no split to check.
+        {"FRA fluff is no split", stream(Vfu, {{"vfuTipo", 3}, {"qtaPost80", 40}}), split, {}},
         {"RT-VEIC short", stream(Vfu, aut, received, {{1, "160106", {{"qtaMod", 50}}}}), rt, "E Scheda AUT codice rifiuto: 160106"},
         {"RT-VEIC balanced", stream(Vfu, aut, received, {rt100}), rt, {}},
         {"received, nothing done", stream(Vfu, aut, received, {rt100}), noMan, "E Scheda AUT codice rifiuto: 160106"},
