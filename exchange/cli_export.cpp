@@ -23,7 +23,7 @@ int exportFile(QStringList args)
         return Usage;
     }
     Session s;
-    if (!s.open(dbPath))
+    if (!s.open(dbPath) || !s.db.checkIntegrity())
         return Refused;
     exch::ExportChoice choice;
     choice.single = !said.isEmpty();

@@ -179,6 +179,8 @@ void ExpForm::lista()
 
 void ExpForm::procedi()
 {
+    if (!ctx_.db.checkIntegrity())
+        return;
     ExportChoice c;
     c.single = optSingle_->isChecked();
     c.saID = saID_;
