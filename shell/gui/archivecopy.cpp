@@ -11,23 +11,24 @@
 namespace shellgui {
 
 namespace {
-CopyChooser &chooser()
+CopyChooser replaced;
+
+QString choose(QWidget *parent, const QString &proposed)
 {
-    static CopyChooser c = [](QWidget *parent, const QString &proposed) {
-        return QFileDialog::getSaveFileName(parent, backup::place(), proposed,
-                                            QStringLiteral("Database QOR (*.db);;Tutti i files (*)"));
-    };
-    return c;
+    if (replaced)
+        return replaced(parent, proposed);
+    return QFileDialog::getSaveFileName(parent, backup::place(), proposed,
+                                        QStringLiteral("Database QOR (*.db);;Tutti i files (*)"));
 }
 } // namespace
 
-void setCopyChooser(CopyChooser c) { chooser() = std::move(c); }
+void setCopyChooser(CopyChooser c) { replaced = std::move(c); }
 
 bool saveArchiveCopy(QWidget *parent, AppContext &ctx)
 {
     if (dbClass::isPostgresUrl(ctx.db.currentPath()) || !ctx.db.isCurrentOpen())
         return backup::copyArchive(ctx.db, ctx.msg, {}); // says why there is nothing to copy
-    const QString out = chooser()(parent, backup::suggestedPath(ctx.db));
+    const QString out = choose(parent, backup::suggestedPath(ctx.db));
     if (out.isEmpty())
         return false;
     QApplication::setOverrideCursor(QCursor(Qt::WaitCursor));

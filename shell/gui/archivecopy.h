@@ -20,8 +20,8 @@ bool saveArchiveCopy(QWidget *parent, AppContext &ctx);
 // True when the caller may go on: the user said No, or the copy was made.
 bool offerArchiveCopy(QWidget *parent, AppContext &ctx);
 
-// The file chooser used by saveArchiveCopy (tests replace it); an empty
-// result means the user cancelled.
+// Replaces the save dialog of saveArchiveCopy (tests); an empty function
+// brings the dialog back. The chooser returns an empty path on cancel.
 using CopyChooser = std::function<QString(QWidget *parent, const QString &proposed)>;
 void setCopyChooser(CopyChooser chooser);
 
