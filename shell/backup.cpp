@@ -69,7 +69,7 @@ bool copyArchive(dbClass &db, Messages &msg, const QString &out)
             const QSqlError e = q.lastError();
             q = QSqlQuery();
             QFile::remove(temp);
-            msg.errorReport(place(), dbClass::errorCode(e), e.databaseText(),
+            msg.databaseErrorReport(place(), dbClass::errorCode(e), e.databaseText(),
                             QStringLiteral("VACUUM INTO ") + out);
             return false;
         }

@@ -71,8 +71,7 @@ int initPostgres(const QString &url, const QString &refdataFolder)
     const QString conn = QStringLiteral("qor_init_pg");
     QSqlError e;
     if (!dbClass::openStore(url, conn, false, &e)) {
-        const dberror::Explained x = dberror::explain(dbClass::errorCode(e) ? dbClass::errorCode(e) : 1,
-                                                      e.text(), {});
+        const dberror::Explained x = dberror::explainDatabase(dbClass::errorCode(e), e.text(), {});
         err(x.text);
         err(x.detail);
         return Refused;
@@ -90,10 +89,12 @@ int initPostgres(const QString &url, const QString &refdataFolder)
                 present << t;
         if (!present.isEmpty()) {
             refused = true;
+            const QString some = present.mid(0, 4).join(QStringLiteral(", "))
+                                 + (present.size() > 4 ? QStringLiteral(", …") : QString());
             error = QStringLiteral("Attenzione, il database indicato contiene già delle tabelle del "
                                    "programma (%1): la creazione è stata annullata. Indicare un "
                                    "database vuoto.")
-                        .arg(present.join(QStringLiteral(", ")));
+                        .arg(some);
         } else {
             // Tables are created in one transaction; the reference data in
             // its own; a failure afterwards drops what was created.
@@ -127,7 +128,7 @@ int initPostgres(const QString &url, const QString &refdataFolder)
         return Refused;
     }
     if (!error.isEmpty()) {
-        const dberror::Explained x = dberror::explain(1, error, {});
+        const dberror::Explained x = dberror::explainDatabase(0, error, {});
         err(QStringLiteral("Creazione del database non riuscita."));
         err(x.text);
         err(x.detail);

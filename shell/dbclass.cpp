@@ -218,7 +218,7 @@ void dbClass::reportSqlError(const QString &place, const QSqlError &e, const QSt
     QString source = engineName(driverFor(currentPath_));
     if (!sql.isEmpty())
         source += QStringLiteral(": ") + sql.left(300);
-    msg_.errorReport(place, errorCode(e), description, source);
+    msg_.databaseErrorReport(place, errorCode(e), description, source);
 }
 
 bool dbClass::connect()

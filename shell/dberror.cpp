@@ -101,13 +101,22 @@ QString sentence(Kind kind)
 
 Explained explain(qint64 code, const QString &description, const QString &source)
 {
-    Explained x;
-    x.kind = classify(code, description);
-    if (x.kind == Kind::Unknown) {
+    if (classify(code, description) == Kind::Unknown) {
+        Explained x;
         x.text = maskPassword(description);
         x.detail = maskPassword(source);
         return x;
     }
+    return explainDatabase(code, description, source);
+}
+
+Explained explainDatabase(qint64 code, const QString &description, const QString &source)
+{
+    Explained x;
+    // A caller's own words may stand first, the library's in the source.
+    x.kind = classify(code, description + u'\n' + source);
+    if (x.kind == Kind::Unknown)
+        x.kind = Kind::Other;
     x.text = sentence(x.kind);
     x.detail = QStringLiteral("Dettaglio: ") + maskPassword(description.trimmed());
     if (code != 0)

@@ -25,10 +25,23 @@ QString Messages::errorTitle(const QString &place, qint64 code)
 void Messages::errorReport(const QString &place, qint64 code, const QString &description,
                            const QString &source)
 {
+    report(place, code, description, source, false);
+}
+
+void Messages::databaseErrorReport(const QString &place, qint64 code, const QString &description,
+                                   const QString &source)
+{
+    report(place, code, description, source, true);
+}
+
+void Messages::report(const QString &place, qint64 code, const QString &description,
+                      const QString &source, bool database)
+{
     ++reports;
     beep();
     const QString title = errorTitle(place, code);
-    const dberror::Explained x = dberror::explain(code, description, source);
+    const dberror::Explained x = database ? dberror::explainDatabase(code, description, source)
+                                          : dberror::explain(code, description, source);
     const QString text = x.text + u'\n' + x.detail;
     if (!logFile_.isEmpty()) {
         QFile f(logFile_);

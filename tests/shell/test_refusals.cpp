@@ -15,7 +15,9 @@
 #include <QFile>
 #include <QProcess>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
+#include <QUrl>
 
 namespace {
 
@@ -369,6 +371,55 @@ private Q_SLOTS:
         // The copy may not take the place of the archive itself.
         QVERIFY(!backup::copyArchive(a, msg, demo_));
         QCOMPARE(msg.shown.size(), 1);
+    }
+
+    // qor init on a PostgreSQL address: the schema and the reference data in
+    // that database, once; what goes wrong said in Italian, no password shown.
+    void postgresInit()
+    {
+        const QString url = qEnvironmentVariable("QOR_TEST_PG_URL");
+        if (url.isEmpty())
+            QSKIP("QOR_TEST_PG_URL not set (make test-pg)");
+        {
+            QSqlError e;
+            QVERIFY2(dbClass::openStore(url, QStringLiteral("pgclean"), false, &e), qPrintable(e.text()));
+            QSqlQuery q(QSqlDatabase::database(QStringLiteral("pgclean")));
+            for (auto it = schema::tables().rbegin(); it != schema::tables().rend(); ++it)
+                QVERIFY(q.exec(QStringLiteral("DROP TABLE IF EXISTS %1 CASCADE").arg(it->name)));
+        }
+        dbClass::closeStore(QStringLiteral("pgclean"));
+        const QString password = QUrl(url).password();
+        const QString data = dir_.filePath(QStringLiteral("pgdata"));
+
+        Run r = qor({QStringLiteral("init"), url}, data);
+        QVERIFY2(r.code == 0, qPrintable(r.err));
+        QVERIFY(password.isEmpty() || !(r.out + r.err).contains(u':' + password + u'@'));
+        QVERIFY(r.out.contains(QStringLiteral(":***@")));
+        qorClass app(data);
+        ScriptedMessages msg;
+        dbClass db(app, msg);
+        db.setCurrentPath(url);
+        QVERIFY(db.connect());
+        QCOMPARE(db.dbVersion(), schema::dbVersion());
+        QVERIFY(db.scalar(QStringLiteral("SELECT COUNT(*) FROM Comuni")).toInt() > 7000);
+        db.disconnect();
+        QVERIFY(!QFileInfo::exists(data + QStringLiteral("/qor2019.ini")));
+
+        r = qor({QStringLiteral("init"), url}, data);
+        QCOMPARE(r.code, 1);
+        QVERIFY(r.err.contains(QStringLiteral("contiene già delle tabelle")));
+
+        QUrl wrong(url);
+        wrong.setPassword(QStringLiteral("sbagliata-%1").arg(QCoreApplication::applicationPid()));
+        r = qor({QStringLiteral("init"), wrong.toString()}, data);
+        QCOMPARE(r.code, 1);
+        QVERIFY2(r.err.contains(dberror::sentence(dberror::Kind::BadLogin)), qPrintable(r.err));
+        QVERIFY(!r.err.contains(wrong.password()));
+        QUrl missing(url);
+        missing.setPath(QStringLiteral("/qor_inesistente"));
+        r = qor({QStringLiteral("init"), missing.toString()}, data);
+        QCOMPARE(r.code, 1);
+        QVERIFY2(r.err.contains(dberror::sentence(dberror::Kind::NoDatabase)), qPrintable(r.err));
     }
 
     void passwordsAreMasked()
