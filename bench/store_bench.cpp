@@ -4,7 +4,7 @@
 // With FILE the generated database is kept there (and reused when it
 // exists), so that the check can be timed again without generating anew.
 
-#include "exchange/demodata.h"
+#include "bench/benchutil.h"
 #include "refdata/template.h"
 #include "shell/backup.h"
 #include "shell/dbclass.h"
@@ -54,16 +54,8 @@ int main(int argc, char **argv)
         db.setCurrentPath(path);
         if (!db.connect())
             return 1;
-        exch::demo::Options o;
-        o.declarations = n;
-        QList<qint64> ids;
-        QElapsedTimer t;
-        t.start();
-        if (!exch::demo::generate(db, o, &ids, &error)) {
-            std::fprintf(stderr, "%s\n", qPrintable(error));
+        if (!bench::generate(db, n))
             return 1;
-        }
-        std::printf("generated %d declarations in %.1f s\n", n, seconds(t));
     } else {
         db.setCurrentPath(path);
         if (!db.connect())
