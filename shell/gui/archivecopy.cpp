@@ -49,4 +49,14 @@ bool offerArchiveCopy(QWidget *parent, AppContext &ctx)
     return saveArchiveCopy(parent, ctx);
 }
 
+bool readyForImport(QWidget *parent, AppContext &ctx)
+{
+    if (!ctx.db.checkIntegrity())
+        return false;
+    const QVariant declarations = ctx.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag"));
+    if (!declarations.isValid())
+        return false;
+    return declarations.toLongLong() == 0 || offerArchiveCopy(parent, ctx);
+}
+
 } // namespace shellgui

@@ -20,6 +20,11 @@ bool saveArchiveCopy(QWidget *parent, AppContext &ctx);
 // True when the caller may go on: the user said No, or the copy was made.
 bool offerArchiveCopy(QWidget *parent, AppContext &ctx);
 
+// Before an import of an exchange file: a damaged archive is refused (with
+// its message); when the archive already holds declarations a copy is
+// offered. True when the import may go on.
+bool readyForImport(QWidget *parent, AppContext &ctx);
+
 // Replaces the save dialog of saveArchiveCopy (tests); an empty function
 // brings the dialog back. The chooser returns an empty path on cancel.
 using CopyChooser = std::function<QString(QWidget *parent, const QString &proposed)>;
