@@ -51,6 +51,7 @@ bench: build
 	$(BUILD)/bench/qor_bench
 	$(BUILD)/bench/exchange_bench
 	$(BUILD)/bench/verify_bench
+	$(BUILD)/bench/store_bench 10000
 
 clean:
 	rm -rf $(BUILD)

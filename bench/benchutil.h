@@ -2,9 +2,13 @@
 // Shared by the benchmarks: the raw floor of the storage measured with the
 // sqlite3 shell, and the processor time it used.
 
+#include "exchange/demodata.h"
+#include "shell/dbclass.h"
+
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QString>
+#include <cstdio>
 #include <sys/resource.h>
 
 namespace bench {
@@ -38,5 +42,23 @@ inline double sqliteShell(const QString &db, const QString &script, double *cpu)
 inline const char *const Tables[] = {"SezAnag", "SaAut", "SezRif", "ModRif", "RecRif", "SezInt", "ModInt",
                                      "SezImb", "RecImb", "ModImb", "RecModImb", "SezRaee", "RecRaee",
                                      "ModRaee", "RecModRaee", "SezVfu", "RecVfu", "ModVfu", "RecModVfu"};
+
+// Fills db with n declarations of the demo generator and prints how long
+// it took; false (and the reason on stderr) when it fails.
+inline bool generate(dbClass &db, int n, QList<qint64> *ids = nullptr)
+{
+    exch::demo::Options o;
+    o.declarations = n;
+    QList<qint64> made;
+    QString error;
+    QElapsedTimer t;
+    t.start();
+    if (!exch::demo::generate(db, o, ids ? ids : &made, &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return false;
+    }
+    std::printf("generated %d declarations in %.1f s\n", n, t.elapsed() / 1000.0);
+    return true;
+}
 
 } // namespace bench

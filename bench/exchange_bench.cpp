@@ -61,16 +61,11 @@ int main(int argc, char **argv)
     dbb.setCurrentPath(b);
     if (!da.connect() || !dbb.connect())
         return 1;
-    exch::demo::Options o;
-    o.declarations = n;
     QList<qint64> ids;
+    if (!bench::generate(da, n, &ids))
+        return 1;
     QElapsedTimer t;
     t.start();
-    if (!exch::demo::generate(da, o, &ids, &error)) {
-        std::fprintf(stderr, "%s\n", qPrintable(error));
-        return 1;
-    }
-    std::printf("generated %d declarations in %.1f s\n", n, t.elapsed() / 1000.0);
 
     qint64 rows = 0;
     for (const char *tb : Tables)

@@ -53,7 +53,7 @@ int importFile(QStringList args)
         return Usage;
     }
     Session s;
-    if (!s.open(db))
+    if (!s.open(db) || !s.db.checkIntegrity())
         return Refused;
     return runImport(s, args.first());
 }

@@ -30,7 +30,7 @@ int exportFile(QStringList args)
         return Refused;
     }
     Session s;
-    if (!s.open(dbPath))
+    if (!s.open(dbPath) || !s.db.checkIntegrity())
         return Refused;
     exch::ExportChoice choice;
     choice.single = !said.isEmpty();

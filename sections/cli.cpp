@@ -54,7 +54,7 @@ int riporta(QStringList args)
     Session s;
     if (!previousPath.isEmpty())
         s.db.setPreviousPath(previousPath);
-    if (!s.open(dbPath))
+    if (!s.open(dbPath) || !s.db.checkIntegrity())
         return Refused;
     QVector<takeover::Line> lines;
     if (!takeover::readPrevious(s.db, s.msg, lines))

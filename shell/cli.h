@@ -2,7 +2,9 @@
 // Command-line subcommands of qor. Each area implements its own command in
 // its cli.cpp; main() dispatches on the first argument.
 //
-// Exit codes: 0 success, 1 work refused (bad file, failed checks), 2 usage error.
+// Exit codes: 0 success, 1 work refused (bad file, failed checks, a database
+// error met on the way), 2 usage error. A command that met a general error
+// report never ends with 0 (see main()).
 
 #include "shell/dbclass.h"
 #include "shell/messages.h"
@@ -34,6 +36,7 @@ struct Session {
 };
 
 int init(QStringList args);
+int backup(QStringList args);   // shell/cli.cpp
 int verify(QStringList args);   // verify/cli.cpp
 int exportFile(QStringList args); // exchange/cli.cpp
 int importFile(QStringList args); // exchange/cli.cpp

@@ -1,5 +1,6 @@
 #include "shell/dbclass.h"
 
+#include "shell/dberror.h"
 #include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
@@ -21,6 +22,22 @@ QAtomicInt connectionSerial;
 
 QString sectionCurrent(const qorClass &a) { return QStringLiteral("Qor") + QString::number(a.year()); }
 QString sectionPrevious(const qorClass &a) { return QStringLiteral("Qor") + QString::number(a.year() - 1); }
+
+const QString connectPlace = QStringLiteral("Connessione database QOR");
+
+// How many of the eleven tables that make a database ours the store holds
+// (each counted once; views do not count). Only reads.
+int requiredTablesFound(const QSqlDatabase &db)
+{
+    const QStringList required = schema::requiredTables();
+    QStringList found;
+    for (QString name : db.tables(QSql::Tables)) {
+        name = name.section(u'.', -1).toLower();
+        if (required.contains(name) && !found.contains(name))
+            found << name;
+    }
+    return int(found.size());
+}
 
 QString engineName(const QString &driver)
 {
@@ -106,10 +123,13 @@ bool dbClass::openStore(const QString &path, const QString &connection, bool rea
     dbStatement::configureLibrary();
     QSqlDatabase db = QSqlDatabase::addDatabase(driver, connection);
     if (driver == QLatin1String("QSQLITE")) {
-        if (!QFileInfo::exists(path)) {
+        // A missing file is never created here, and a folder is no file.
+        if (!QFileInfo::exists(path) || QFileInfo(path).isDir()) {
             if (error)
-                *error = QSqlError(QStringLiteral("File non trovato: ") + path, {},
-                                   QSqlError::ConnectionError, QStringLiteral("53"));
+                *error = QSqlError((QFileInfo(path).isDir() ? QStringLiteral("Il percorso indica una cartella: ")
+                                                            : QStringLiteral("File non trovato: "))
+                                       + path,
+                                   {}, QSqlError::ConnectionError, QStringLiteral("14"));
             closeStore(connection);
             return false;
         }
@@ -200,7 +220,7 @@ void dbClass::reportSqlError(const QString &place, const QSqlError &e, const QSt
     QString source = engineName(driverFor(currentPath_));
     if (!sql.isEmpty())
         source += QStringLiteral(": ") + sql.left(300);
-    msg_.errorReport(place, errorCode(e), description, source);
+    msg_.databaseErrorReport(place, errorCode(e), description, source);
 }
 
 bool dbClass::connect()
@@ -217,8 +237,17 @@ bool dbClass::connect()
     if (!openStore(currentPath_, curConn_, false, &err, &missing, busyTimeoutMs)) {
         if (missing)
             reportEngineMissing(err.text());
+        else if (isNotADatabase(err))
+            refuseNotOurs(false);
         else
-            reportSqlError(QStringLiteral("Connessione database QOR"), err, {});
+            reportSqlError(connectPlace, err, {});
+        return false;
+    }
+    // Nothing is written (not even the version stamp) into a store that is
+    // not one of ours.
+    if (requiredTablesFound(current()) != int(schema::requiredTables().size())) {
+        closeStore(curConn_);
+        refuseNotOurs(false);
         return false;
     }
 
@@ -371,30 +400,46 @@ dbClass::Municipality dbClass::municipality(int prvIstat, int comIstat, Which wh
     return m;
 }
 
+bool dbClass::isNotADatabase(const QSqlError &e)
+{
+    return dberror::classify(errorCode(e), e.databaseText() + u' ' + e.driverText())
+           == dberror::Kind::NotADatabase;
+}
+
+void dbClass::refuseNotOurs(bool previousYear)
+{
+    const int year = previousYear ? app_.year() - 1 : app_.year();
+    msg_.critical(QStringLiteral("Attenzione, il file selezionato non è un database QOR %1.").arg(year),
+                  connectPlace);
+}
+
 bool dbClass::checkChosenFile(const QString &path, bool previousYear)
 {
     const QString conn = curConn_ + QStringLiteral("_check");
     QSqlError err;
     bool missing = false;
-    if (!openStore(path, conn, previousYear, &err, &missing, busyTimeoutMs)) {
+    // The check only reads: the file is opened read-only.
+    if (!openStore(path, conn, true, &err, &missing, busyTimeoutMs)) {
         if (missing)
             reportEngineMissing(err.text());
+        else if (isNotADatabase(err))
+            refuseNotOurs(previousYear);
         else
-            reportSqlError(QStringLiteral("Connessione database QOR"), err, {});
+            reportSqlError(connectPlace, err, {});
         return false;
     }
-    QStringList found;
+    const int found = requiredTablesFound(QSqlDatabase::database(conn, false));
+    const int required = int(schema::requiredTables().size());
+    closeStore(conn);
+    // The current-year database is written to: a file in use by another
+    // program or one that cannot be written is refused here.
+    if (!previousYear && found == required && !openStore(path, conn, false, &err, &missing, busyTimeoutMs)) {
+        reportSqlError(connectPlace, err, {});
+        return false;
+    }
     {
         QSqlDatabase db = QSqlDatabase::database(conn, false);
-        const QStringList required = schema::requiredTables();
-        for (QString name : db.tables(QSql::Tables)) {
-            name = name.section(u'.', -1).toLower();
-            if (required.contains(name) && !found.contains(name))
-                found << name;
-        }
-        // The current-year database is written to: a file in use by another
-        // program or one that cannot be written is refused here.
-        if (!previousYear && found.size() == required.size()) {
+        if (!previousYear && found == required) {
             QSqlQuery q(db);
             // BEGIN IMMEDIATE takes the write lock at once on SQLite.
             const bool ok = q.exec(driverFor(path) == QLatin1String("QSQLITE")
@@ -420,13 +465,10 @@ bool dbClass::checkChosenFile(const QString &path, bool previousYear)
     }
     closeStore(conn);
 
-    if (found.size() == schema::requiredTables().size())
+    if (found == required)
         return true;
-    const QString y = QString::number(app_.year());
     if (!previousYear) {
-        msg_.critical(QStringLiteral("Attenzione, il file selezionato non è un database QOR ") + y
-                          + u'.',
-                      QStringLiteral("Connessione database QOR"));
+        refuseNotOurs(false);
         return false;
     }
     return msg_.question(QStringLiteral("Attenzione,\nil file selezionato non è un database QOR ")
@@ -434,6 +476,31 @@ bool dbClass::checkChosenFile(const QString &path, bool previousYear)
                          + QStringLiteral("\nLe operazioni di importazione delle anagrafiche e delle "
                                           "dichiarazioni dell'anno precedente verranno "
                                           "disabilitate.\n\nProcedo lo stesso?"));
+}
+
+bool dbClass::checkIntegrity()
+{
+    if (!isCurrentOpen() || current().driverName() != QLatin1String("QSQLITE"))
+        return true;
+    QSqlQuery q(current());
+    q.setForwardOnly(true);
+    if (!q.exec(QStringLiteral("PRAGMA quick_check(5)"))) {
+        reportSqlError({}, q.lastError(), QStringLiteral("PRAGMA quick_check"));
+        return false;
+    }
+    QStringList problems;
+    while (q.next())
+        for (const QString &line : q.value(0).toString().split(u'\n'))
+            if (!line.trimmed().isEmpty() && !line.startsWith(QLatin1String("***")))
+                problems << line.trimmed();
+    if (problems == QStringList{QStringLiteral("ok")})
+        return true;
+    // SQLITE_CORRUPT: the report says the database is damaged.
+    msg_.errorReport({}, 11,
+                     QStringLiteral("database disk image is malformed: ")
+                         + problems.value(0),
+                     QStringLiteral("PRAGMA quick_check"));
+    return false;
 }
 
 bool dbClass::applyChoice(const QString &cur, const QString &prev)

@@ -76,8 +76,14 @@ public:
     Municipality municipality(int prvIstat, int comIstat, Which which = Which::Current);
 
     // Checks that a chosen file is a database of this program (eleven
-    // tables). Shows the messages; true when the file may be used.
+    // tables). Shows the messages; true when the file may be used. The
+    // file is only read.
     bool checkChosenFile(const QString &path, bool previousYear);
+
+    // Cheap check of the current database before a long run that reads or
+    // writes much of it (import, export, takeover): SQLite's quick_check. A
+    // damaged database is reported (general error report) and false.
+    bool checkIntegrity();
 
     // Stores a confirmed choice of databases in the settings file; a changed
     // current path resets the remembered declaration. Then connects.
@@ -112,6 +118,8 @@ public:
     static int busyTimeoutMs;
 
 private:
+    static bool isNotADatabase(const QSqlError &e);
+    void refuseNotOurs(bool previousYear);
     void reportEngineMissing(const QString &description);
     void reportSqlError(const QString &place, const QSqlError &e, const QString &sql);
 

@@ -1,9 +1,18 @@
 #include "shell/messages.h"
 
+#include "shell/dberror.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QTextStream>
+#include <atomic>
 #include <cstdio>
+
+namespace {
+std::atomic<int> reports{0};
+}
+
+int Messages::errorReports() { return reports.load(); }
 
 QString Messages::errorTitle(const QString &place, qint64 code)
 {
@@ -16,15 +25,30 @@ QString Messages::errorTitle(const QString &place, qint64 code)
 void Messages::errorReport(const QString &place, qint64 code, const QString &description,
                            const QString &source)
 {
+    report(place, code, description, source, false);
+}
+
+void Messages::databaseErrorReport(const QString &place, qint64 code, const QString &description,
+                                   const QString &source)
+{
+    report(place, code, description, source, true);
+}
+
+void Messages::report(const QString &place, qint64 code, const QString &description,
+                      const QString &source, bool database)
+{
+    ++reports;
     beep();
     const QString title = errorTitle(place, code);
-    const QString text = description + u'\n' + source;
+    const dberror::Explained x = database ? dberror::explainDatabase(code, description, source)
+                                          : dberror::explain(code, description, source);
+    const QString text = x.text + u'\n' + x.detail;
     if (!logFile_.isEmpty()) {
         QFile f(logFile_);
         if (f.open(QIODevice::Append | QIODevice::Text)) {
             QTextStream out(&f);
             out << QDateTime::currentDateTime().toString(Qt::ISODate) << ' ' << title << ": "
-                << description << " [" << source << "]\n";
+                << dberror::maskPassword(description) << " [" << dberror::maskPassword(source) << "]\n";
         }
     }
     critical(text, title);
@@ -56,7 +80,7 @@ QStringList ScriptedMessages::texts() const
 
 static void toStderr(const QString &prefix, const QString &text)
 {
-    QByteArray b = (prefix + text + u'\n').toUtf8();
+    QByteArray b = dberror::maskPassword(prefix + text + u'\n').toUtf8();
     std::fwrite(b.constData(), 1, size_t(b.size()), stderr);
 }
 

@@ -26,12 +26,23 @@ public:
     // also appended to the log file when one is set.
     void errorReport(const QString &place, qint64 code, const QString &description,
                      const QString &source);
+    // A database library's failure (known text or non-zero code) is shown as
+    // what is wrong and what to do, with the library's text as the detail.
     static QString errorTitle(const QString &place, qint64 code);
+    // The same for a failure known to come from the database, whatever its
+    // text: always shown as what is wrong and what to do.
+    void databaseErrorReport(const QString &place, qint64 code, const QString &description,
+                             const QString &source);
+    // General error reports shown by any Messages object since the start:
+    // a command that met one does not end with success.
+    static int errorReports();
 
     void setLogFile(const QString &path) { logFile_ = path; }
     QString logFile() const { return logFile_; }
 
 private:
+    void report(const QString &place, qint64 code, const QString &description, const QString &source,
+                bool database);
     QString logFile_;
 };
 

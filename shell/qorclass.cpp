@@ -40,6 +40,15 @@ QString qorClass::settingsPath() const
     return dataFolder_ + QStringLiteral("qor") + QString::number(Year) + QStringLiteral(".ini");
 }
 
+QString qorClass::settingsProblem() const
+{
+    if (ini_.isFolder())
+        return QStringLiteral("Attenzione, il file delle impostazioni %1 è una cartella: impossibile "
+                              "leggere o salvare le impostazioni. Rinominare o spostare la cartella.")
+            .arg(QDir::toNativeSeparators(settingsPath()));
+    return {};
+}
+
 QString qorClass::defaultDatabasePath() const
 {
     return dataFolder_ + QStringLiteral("Qor") + QString::number(Year) + QStringLiteral(".db");

@@ -27,6 +27,9 @@ public:
     bool ensureDataFolder() const;
 
     QString settingsPath() const;      // data folder + "qor2019.ini"
+    // Why the settings file cannot be used (its path is a folder); empty
+    // when it can.
+    QString settingsProblem() const;
     QString defaultDatabasePath() const; // data folder + "Qor2019.db"
     QString reportPath() const;        // data folder + "Qor2019Err.txt"
     QString logPath() const;           // data folder + "qor2019.log"

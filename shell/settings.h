@@ -16,7 +16,12 @@ public:
 
     QString readText(const QString &section, const QString &key, const QString &def = {}) const;
     int readInt(const QString &section, const QString &key, int def = 0) const;
+    // Changes or adds one line; every other byte of the file is kept. The
+    // file is replaced whole (temporary file and rename). False when it
+    // cannot be written.
     bool writeText(const QString &section, const QString &key, const QString &value) const;
+    // The settings path names a folder: nothing can be read or written.
+    bool isFolder() const;
 
 private:
     QString path_;

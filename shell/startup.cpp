@@ -15,6 +15,10 @@ bool startDatabase(qorClass &app, dbClass &db, Messages &msg)
         return false;
     }
     msg.setLogFile(app.logPath());
+    if (const QString problem = app.settingsProblem(); !problem.isEmpty()) {
+        msg.critical(problem);
+        return false;
+    }
     if (db.currentPath().isEmpty()) {
         const QString path = app.defaultDatabasePath();
         if (!QFileInfo::exists(path)) {

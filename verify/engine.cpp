@@ -38,7 +38,7 @@ bool Engine::openReport(const QString &path)
 bool Engine::fail(const QString &what, const QString &detail)
 {
     failed_ = true;
-    msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, what, detail);
+    msg_.databaseErrorReport(QStringLiteral("Verifica dati inseriti"), 0, what, detail);
     report_.close();
     return progress_.withErrors > 0;
 }
@@ -189,7 +189,7 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
         if (markExportable && level < 2) {
             mark.bindInt(0, d.saID);
             if (!mark.exec()) {
-                msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, mark.error(), mark.sql());
+                msg_.databaseErrorReport(QStringLiteral("Verifica dati inseriti"), 0, mark.error(), mark.sql());
                 failed_ = true;
                 report_.close();
                 return progress_.withErrors > 0;

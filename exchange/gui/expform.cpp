@@ -180,6 +180,8 @@ void ExpForm::lista()
 
 void ExpForm::procedi()
 {
+    if (!ctx_.db.checkIntegrity())
+        return;
     ExportChoice c;
     c.single = optSingle_->isChecked();
     c.saID = saID_;

@@ -1,6 +1,7 @@
 #include "shell/gui/mainwindow.h"
 
 #include "shell/dbclass.h"
+#include "shell/gui/archivecopy.h"
 #include "shell/gui/connetti.h"
 #include "shell/gui/dichiarazioni.h"
 #include "shell/gui/formregistry.h"
@@ -234,6 +235,8 @@ void MainWindow::runCommand(const QString &c)
             updateActions();
             updateStatus();
         }
+    } else if (c == QLatin1String("archiveCopy")) {
+        shellgui::saveArchiveCopy(this, ctx_);
     } else if (c == QLatin1String("help") || c == QLatin1String("helpSearch")) {
         QUrl url = QUrl::fromLocalFile(ctx_.app.helpFile());
         if (c == QLatin1String("helpSearch"))

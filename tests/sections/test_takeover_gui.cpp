@@ -6,6 +6,7 @@
 #include "shell/context.h"
 #include "shell/dbclass.h"
 #include "shell/formrule.h"
+#include "shell/gui/archivecopy.h"
 #include "shell/gui/formregistry.h"
 #include "shell/gui/mainwindow.h"
 #include "shell/messages.h"
@@ -167,6 +168,43 @@ private Q_SLOTS:
         msg.clear();
         f.startButton()->click();
         QCOMPARE(msg.last(), s("Attenzione, selezionare almeno una dichiarazione da riportare."));
+    }
+
+    // The takeover writes much of the archive: a copy is offered first.
+    void copyOfferedBeforeTheRun()
+    {
+        RiportaForm f(*ctx);
+        f.show();
+        QVERIFY(QTest::qWaitForWindowActive(&f));
+        QVERIFY(f.loaded());
+        const QString offer = s("Prima di procedere, vuoi salvare una copia dell'archivio?");
+        const int before = db->scalar(s("SELECT COUNT(*) FROM SezAnag")).toInt();
+        QTemporaryDir out;
+        const QString copy = out.filePath(s("copia.db"));
+        QString proposed;
+        f.tickAll(true);
+
+        // Yes, then the save dialog cancelled: nothing runs.
+        shellgui::setCopyChooser([&proposed](QWidget *, const QString &p) { proposed = p; return QString(); });
+        msg.clear();
+        msg.answer({true});
+        f.startButton()->click();
+        QCOMPARE(msg.texts(), QStringList{offer});
+        QVERIFY(proposed.startsWith(QFileInfo(db->currentPath()).absolutePath() + s("/Qor2019-copia-")));
+        QCOMPARE(f.takenLabel()->text(), QString());
+
+        // Yes and a file: the copy holds the archive as it was before the run.
+        shellgui::setCopyChooser([&copy](QWidget *, const QString &) { return copy; });
+        msg.clear();
+        msg.answer({true});
+        f.startButton()->click();
+        QCOMPARE(msg.texts(), (QStringList{offer, s("Copia dell'archivio salvata nel file:\n") + copy}));
+        QVERIFY(f.statusLabel()->text().startsWith(s("Operazione terminata")));
+        dbClass saved(*app, msg);
+        saved.setCurrentPath(copy);
+        QVERIFY(saved.connect());
+        QCOMPARE(saved.scalar(s("SELECT COUNT(*) FROM SezAnag")).toInt(), before);
+        shellgui::setCopyChooser({});
     }
 
     void mainWindowEntry()

@@ -108,8 +108,8 @@ private Q_SLOTS:
         f.close();
         QVERIFY(!db.checkChosenFile(text, false));
         QCOMPARE(msg.shown.size(), 1);
-        QCOMPARE(msg.beeps, 1);
-        QVERIFY(msg.shown[0].title.startsWith(QStringLiteral("Connessione database QOR (")));
+        QCOMPARE(msg.shown[0].title, QStringLiteral("Connessione database QOR"));
+        QCOMPARE(msg.shown[0].text, QStringLiteral("Attenzione, il file selezionato non è un database QOR 2019."));
 
         msg.clear();
         const QString empty = dir_.filePath(QStringLiteral("empty.db"));

@@ -74,7 +74,7 @@ private Q_SLOTS:
             "[&Utilità]", "  &Verifica dati inseriti", "  &Esportazioni",
             "    &Lista delle esportazioni effettuate", "    &Estrazione delle dichiarazioni",
             "  &Importazioni", "    &Dichiarazioni QOR anno corrente", "    &Anagrafiche anno precedente",
-            "  &Registra utente", "  &Collega archivi",
+            "  &Registra utente", "  &Collega archivi", "  &Salva copia dell'archivio",
             "[Stam&pe]", "  &Dichiarazione", "  Elenco dichiarazioni",
             "[&?]", "  &Help", "  &Cerca nell'help...", "  &Informazioni su..."};
         QCOMPARE(menuLines(w), expected);

@@ -3,6 +3,7 @@
 #include "refdata/lookups.h"
 #include "sections/anag/setup.h"
 #include "shell/dbclass.h"
+#include "shell/gui/archivecopy.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "ui/events.h"
@@ -289,6 +290,9 @@ void RiportaForm::start()
         list_->setFocus();
         return;
     }
+    // A damaged archive is not written into; a sound one may be copied first.
+    if (!ctx_.db.checkIntegrity() || !shellgui::offerArchiveCopy(this, ctx_))
+        return;
     Options o;
     o.structure = structure_->isChecked();
     o.setup = withSetup;
