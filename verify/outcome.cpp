@@ -1,0 +1,52 @@
+#include "verify/outcome.h"
+
+#include "shell/dbclass.h"
+
+#include <QSqlQuery>
+
+namespace verify {
+
+bool ensureOutcomeTable(dbClass &db)
+{
+    return db.execute(QStringLiteral("CREATE TABLE IF NOT EXISTS VerEsito (saID INTEGER NOT NULL PRIMARY KEY "
+                                     "REFERENCES SezAnag (saID) ON DELETE CASCADE, esito INTEGER NOT NULL, "
+                                     "verData TEXT)"));
+}
+
+bool recordOutcome(dbClass &db, qint64 saID, int level, const QDate &day)
+{
+    return db.execute(QStringLiteral("DELETE FROM VerEsito WHERE (saID = ?)"), {saID})
+           && db.execute(QStringLiteral("INSERT INTO VerEsito (saID, esito, verData) VALUES (?, ?, ?)"),
+                         {saID, level, day.toString(Qt::ISODate)});
+}
+
+QHash<qint64, LastOutcome> lastOutcomes(dbClass &db)
+{
+    QHash<qint64, LastOutcome> out;
+    if (!ensureOutcomeTable(db))
+        return out;
+    bool ok = false;
+    QSqlQuery q = db.query(QStringLiteral("SELECT saID, esito, verData FROM VerEsito"), {}, dbClass::Which::Current, &ok);
+    while (ok && q.next()) {
+        const int level = q.value(1).toInt();
+        if (level < 0 || level > 2)
+            continue;
+        out.insert(q.value(0).toLongLong(),
+                   {Outcome(level), QDate::fromString(q.value(2).toString(), Qt::ISODate)});
+    }
+    return out;
+}
+
+QString outcomeText(const LastOutcome &o)
+{
+    QString text;
+    switch (o.outcome) {
+    case Outcome::Unknown: return QStringLiteral("non verificata");
+    case Outcome::Clean: text = QStringLiteral("nessuna segnalazione"); break;
+    case Outcome::Warnings: text = QStringLiteral("avvisi"); break;
+    case Outcome::Errors: text = QStringLiteral("errori"); break;
+    }
+    return o.day.isValid() ? text + QStringLiteral(" (") + o.day.toString(QStringLiteral("dd/MM/yyyy")) + u')' : text;
+}
+
+} // namespace verify

@@ -1,0 +1,32 @@
+#pragma once
+// The outcome of the last verification of each declaration: none, warnings
+// only, or errors, with the day of the run. Kept in a small table of its own
+// (VerEsito, keyed by saID, gone with its declaration), written by the
+// verification engine and read by the list of declarations. The table is
+// made when missing, so an archive of an earlier run gains it on first use.
+
+#include <QDate>
+#include <QHash>
+
+class dbClass;
+
+namespace verify {
+
+enum class Outcome { Unknown = -1, Clean = 0, Warnings = 1, Errors = 2 };
+
+struct LastOutcome {
+    Outcome outcome = Outcome::Unknown;
+    QDate day;
+};
+
+// Creates the table when missing; false when the statement failed (reported).
+bool ensureOutcomeTable(dbClass &db);
+// Records the outcome of one declaration (a remark level 0..2).
+bool recordOutcome(dbClass &db, qint64 saID, int level, const QDate &day);
+// The recorded outcome of every declaration that has one.
+QHash<qint64, LastOutcome> lastOutcomes(dbClass &db);
+// As the list of declarations shows it: "errori", "avvisi", "nessuna
+// segnalazione", each with the day, or "non verificata".
+QString outcomeText(const LastOutcome &o);
+
+} // namespace verify
