@@ -62,16 +62,30 @@ bool isHeading(const FormRow &row)
     return row.size() == 1 && row.first().width <= 0;
 }
 
+// A row of plain lines (the index): caption and value as text, no boxes.
+constexpr double LineHeight = 3.6;
+bool isPlain(const FormRow &row)
+{
+    return !row.isEmpty() && std::all_of(row.cbegin(), row.cend(), [](const FormField &f) { return f.box < 0; });
+}
+
+double rowHeight(const FormRow &row);
+
 bool hasCaptions(const FormRow &row)
 {
     return std::any_of(row.cbegin(), row.cend(), [](const FormField &f) { return !f.caption.isEmpty(); });
+}
+
+double rowHeight(const FormRow &row)
+{
+    return isHeading(row) ? HeadingHeight : isPlain(row) ? LineHeight : hasCaptions(row) ? RowHeight : BareRowHeight;
 }
 
 double frameHeight(const FormFrame &f)
 {
     double h = TitleHeight + 2 + (f.signature ? SignatureHeight : 0);
     for (const FormRow &row : f.rows)
-        h += isHeading(row) ? HeadingHeight : hasCaptions(row) ? RowHeight : BareRowHeight;
+        h += rowHeight(row);
     return h;
 }
 
@@ -134,6 +148,17 @@ double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
     double rowY = y + TitleHeight + 1;
     pdf.setLineWidth(0.2);
     for (const FormRow &row : f.rows) {
+        if (isPlain(row)) {
+            double x = Left + 2;
+            for (const FormField &field : row) {
+                pdf.setFont(Regular, 7);
+                pdf.text(x, rowY + 2.8, field.caption);
+                pdf.text(x + field.width, rowY + 2.8, field.value, clsPDFCreator::AlignRight);
+                x += field.width + 3;
+            }
+            rowY += LineHeight;
+            continue;
+        }
         if (isHeading(row)) {
             fittingFont(pdf, Bold, 8, 5.5, row.first().caption, Right - Left - 4);
             pdf.text(Left + 2, rowY + 3.3, row.first().caption);
@@ -269,12 +294,17 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, PageHeading *
         return false;
 
     // the index, its pages filled in when the pages are known
-    FormRow entries;
-    for (const FormFrame &f : std::as_const(*frames))
-        if (!f.index.isEmpty())
-            entries.append(boxedField(f.index, PagePlaceholder, 16));
-    if (!entries.isEmpty())
-        frames->insert(contents, FormFrame{QStringLiteral("Indice delle schede"), packed(entries)});
+    // on plain lines, four a row, to stay on the first page as long as it can
+    FormFrame index{QStringLiteral("Indice delle schede"), {}};
+    for (const FormFrame &f : std::as_const(*frames)) {
+        if (f.index.isEmpty())
+            continue;
+        if (index.rows.isEmpty() || index.rows.last().size() == 4)
+            index.rows.append(FormRow());
+        index.rows.last().append(FormField{f.index, PagePlaceholder, (RowWidth - 3 * FieldGap) / 4, -1});
+    }
+    if (!index.rows.isEmpty())
+        frames->insert(contents, index);
 
     // the closing block: place and date, who compiled it, signature and stamp
     FormFrame closing{QStringLiteral("Sottoscrizione della dichiarazione"), {}};

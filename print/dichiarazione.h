@@ -20,6 +20,7 @@ struct FormField {
     QString value;
     double width;     // millimetres taken in the row, caption included
     double box = 0;   // width of the value's box when narrower; 0: the whole width
+                      // below 0: no box, caption and value on a plain line (a row of such fields is a line of the index)
 };
 using FormRow = QList<FormField>;
 
