@@ -25,6 +25,9 @@
 #include "shell/schema/schema.h"
 
 #include <QBuffer>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSqlQuery>
 #include <QSqlDatabase>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -72,6 +75,11 @@ struct Expectation {
 
 QByteArray latin(const QString &s) { return clsPDFCreator::toWinAnsi(s); }
 
+bool anyStartsWith(const QList<QByteArray> &texts, const QByteArray &what)
+{
+    return std::any_of(texts.cbegin(), texts.cend(), [&](const QByteArray &t) { return t.startsWith(what); });
+}
+
 // Where a row's fields are described: the form of its table and kind.
 struct Context {
     const stream::StreamSpec *spec = nullptr; // vehicle and RAEE schede
@@ -86,6 +94,8 @@ private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
     void everyColumnIsPrinted();
+    void everyPageSaysWhereItBelongs();
+    void closingBlockToSign();
 
 private:
     const fields::Table *fieldsOf(const QString &table, const Context &c) const;
@@ -93,6 +103,9 @@ private:
     qint64 insert(const schema::Table &t, qint64 parent, const Context &c, QVariantMap row);
     void children(const schema::Table &parent, qint64 key, const Context &c);
     QList<QByteArray> printed();
+    // The declaration printed into a file: the PDF, checked by the writer's
+    // own structure test and qpdf.
+    QByteArray printedFile(qint64 saID);
 
     QString token(bool digits)
     {
@@ -380,6 +393,7 @@ void TestPrintComplete::everyColumnIsPrinted()
 
     const QList<QByteArray> texts = printed();
     QVERIFY(!texts.isEmpty());
+    QVERIFY(texts.contains("SA-AUT, RIF, MAT, INT, AUT, ROT, FRA, IMB, TRA-RAEE, CR-RAEE"));
     QSet<QString> checked;
     for (const Expectation &e : std::as_const(expected_)) {
         checked.insert(e.table + u'.' + e.column);
@@ -425,6 +439,143 @@ void TestPrintComplete::everyColumnIsPrinted()
             QVERIFY2(checked.contains(tc), qPrintable(tc + QStringLiteral(" is filled by no form")));
         }
     }
+}
+
+QByteArray TestPrintComplete::printedFile(qint64 saID)
+{
+    const QString path = dir_.filePath(QStringLiteral("dichiarazione.pdf"));
+    QString error;
+    if (print::printDichiarazione(*db_, saID, path, &error) != print::DeclarationResult::Ok)
+        return {};
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray doc = f.readAll();
+    if (!structureFault(doc).isEmpty() || !textOverlapFault(doc).isEmpty())
+        return {};
+    int rc = -1;
+    QByteArray out;
+    if (haveTool(QStringLiteral("qpdf"))
+        && (!run(QStringLiteral("qpdf"), {QStringLiteral("--check"), path}, &rc, &out) || rc != 0))
+        return {};
+    return doc;
+}
+
+// A long declaration (60 schede RIF, each with modules) of a company with a
+// 200-character name: every page names the company with its tax code and the
+// local unit, every page after the first starts with the scheda or module it
+// shows or goes on with, and the index on the first page gives the page where
+// each scheda starts.
+void TestPrintComplete::everyPageSaysWhereItBelongs()
+{
+    const QString name = QStringLiteral("CONSORZIO ").repeated(20).trimmed();
+    const qint64 sa = db_->insertRow(QStringLiteral("SezAnag"),
+                                     {{QStringLiteral("saAnno"), 2019}, {QStringLiteral("CodFisc"), QStringLiteral("01234567890")},
+                                      {QStringLiteral("RagSoc"), name}, {QStringLiteral("prvIstat"), 40},
+                                      {QStringLiteral("comIstat"), 12}, {QStringLiteral("Via"), QStringLiteral("VIA EMILIA")},
+                                      {QStringLiteral("Civico"), QStringLiteral("7")}, {QStringLiteral("Cap"), QStringLiteral("47121")}});
+    QVERIFY(sa > 0);
+    bool ok = false;
+    QSqlQuery codes = db_->query(QStringLiteral("SELECT rifCod FROM Rifiuti WHERE (LENGTH(rifCod) = 6) ORDER BY rifCod"), {},
+                                 dbClass::Which::Current, &ok);
+    QVERIFY(ok);
+    QStringList schede;
+    while (schede.size() < 60 && codes.next())
+        schede.append(codes.value(0).toString());
+    for (const QString &code : std::as_const(schede)) {
+        const qint64 rif = db_->insertRow(QStringLiteral("SezRif"), {{QStringLiteral("saID"), sa}, {QStringLiteral("rifCod"), code},
+                                                                     {QStringLiteral("qtaProd"), 1000}, {QStringLiteral("umiProd"), 1}});
+        // schede of different lengths, so that pages break inside them
+        QList<int> types(1 + schede.indexOf(code) % 3, codes::DR);
+        if (schede.indexOf(code) % 2)
+            types.append(codes::MG);
+        for (const int type : types)
+            QVERIFY(db_->insertRow(QStringLiteral("ModRif"), {{QStringLiteral("rifID"), rif}, {QStringLiteral("tipoMod"), type},
+                                                              {QStringLiteral("RagSoc"), QStringLiteral("DESTINATARIO")}}) > 0);
+    }
+
+    const QByteArray doc = printedFile(sa);
+    QVERIFY(!doc.isEmpty());
+    const int pages = QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+    QVERIFY(pages > 60);
+    const QByteArray unit = latin(QStringLiteral("Unità locale: VIA EMILIA 7 - 47121 FORLÌ (FC)"));
+    QHash<QByteArray, int> firstPage; // a drawn text and the page it is first drawn on
+    int goingOn = 0;                  // pages that go on with a scheda or module
+    for (int p = 0; p < pages; ++p) {
+        const QList<QByteArray> t = shownTexts(doc, p);
+        for (const QByteArray &x : t)
+            firstPage.insert(x, firstPage.value(x, p + 1));
+        // the long name is shrunk and wrapped, the tax code still on the page
+        const qsizetype at = t.indexOf(unit);
+        QVERIFY2(at >= 2, qPrintable(QString::number(p + 1)));
+        const QByteArray company = t.at(at - 2) + ' ' + t.at(at - 1);
+        QCOMPARE(company, latin(name + QStringLiteral(" - C.F. 01234567890")));
+        if (p == 0)
+            continue;
+        // the body starts after the footer
+        qsizetype body = at + 1;
+        while (body < t.size() && !t.at(body).startsWith("Pagina "))
+            ++body;
+        const QByteArray first = t.value(body + 1);
+        QVERIFY2(first.startsWith("Scheda ") || first == "Sottoscrizione della dichiarazione",
+                 qPrintable(QStringLiteral("pagina %1: %2").arg(p + 1).arg(QString::fromLatin1(first))));
+        if (first.endsWith(" (segue)"))
+            ++goingOn;
+        // ... with what the page before showed: the module's heading or the scheda's code
+        const QByteArray part = first.chopped(8);
+        if (first.endsWith(" (segue)"))
+            QVERIFY2(anyStartsWith(shownTexts(doc, p - 1), part)
+                         || shownTexts(doc, p - 1).contains(part.mid(part.lastIndexOf(' ') + 1)),
+                     part.constData());
+    }
+
+    QVERIFY(goingOn > 0);
+
+    // the index, on the first page: each scheda starts on the page it says
+    const QList<QByteArray> front = shownTexts(doc, 0);
+    QVERIFY(front.contains("Indice delle schede"));
+    for (const QString &code : std::as_const(schede)) {
+        const qsizetype at = front.indexOf(latin(QStringLiteral("Scheda RIF codice: ") + code));
+        QVERIFY2(at >= 0, qPrintable(code));
+        QCOMPARE(front.at(at + 1), "pag. " + QByteArray::number(firstPage.value(code.toLatin1())));
+        // its modules are headed by it, numbered within it by type
+        const int n = int(schede.indexOf(code));
+        QVERIFY(firstPage.contains(latin(QStringLiteral("Scheda RIF codice: %1 modulo DR n. %2").arg(code).arg(1 + n % 3))));
+        QCOMPARE(firstPage.contains(latin(QStringLiteral("Scheda RIF codice: %1 modulo MG n. 1").arg(code))), n % 2 == 1);
+    }
+}
+
+// The declaration ends with what its signing needs: place and date, the
+// signature line and room for the stamp, and who compiled it when known.
+void TestPrintComplete::closingBlockToSign()
+{
+    QVERIFY(db_->execute(QStringLiteral("DELETE FROM Setup")));
+    auto lastPage = [this] {
+        const QByteArray doc = printedFile(saID_);
+        const int pages = QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+        return shownTexts(doc, pages - 1);
+    };
+    QList<QByteArray> t = lastPage();
+    qsizetype at = t.indexOf("Sottoscrizione della dichiarazione");
+    QVERIFY(at > 0);
+    t = t.mid(at);
+    const QDate compiled = QDate::fromString(db_->scalar(QStringLiteral("SELECT saDataComp FROM SezAnag WHERE (saID = ?)"),
+                                                         {saID_}).toString(), Qt::ISODate);
+    QVERIFY(compiled.isValid());
+    QCOMPARE(t.mid(1, 4), QList<QByteArray>({"Luogo", latin(QStringLiteral("FORLÌ")), "Data",
+                                             compiled.toString(QStringLiteral("dd/MM/yyyy")).toLatin1()}));
+    QVERIFY(t.contains("Firma del legale rappresentante"));
+    QVERIFY(t.contains("Timbro della ditta"));
+    QVERIFY(!t.contains("Dati di chi ha compilato la dichiarazione"));
+
+    QVERIFY(db_->insertRow(QStringLiteral("Setup"), {{QStringLiteral("codFisc"), QStringLiteral("STDCNS80A01D704X")},
+                                                      {QStringLiteral("RagSoc"), QStringLiteral("STUDIO CONSULENZE")},
+                                                      {QStringLiteral("email"), QStringLiteral("studio@esempio.it")}}) >= 0);
+    t = lastPage();
+    for (const char *x : {"Dati di chi ha compilato la dichiarazione", "STDCNS80A01D704X", "STUDIO CONSULENZE",
+                          "studio@esempio.it", "Firma del legale rappresentante"})
+        QVERIFY2(t.contains(x), x);
+    QVERIFY(db_->execute(QStringLiteral("DELETE FROM Setup")));
 }
 
 QTEST_GUILESS_MAIN(TestPrintComplete)

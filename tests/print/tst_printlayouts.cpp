@@ -15,6 +15,8 @@
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
+#include "verify/engine.h"
+#include "verify/outcome.h"
 
 #include <QBuffer>
 #include <QRegularExpression>
@@ -106,6 +108,7 @@ private Q_SLOTS:
     void cleanupTestCase();
     void listReadsDeclarations();
     void listIsPaginatedWithoutOverlaps();
+    void listShowsLastVerification();
     void declarationPrintsAnagrafica();
     void declarationPrintsSchedeRif();
     void declarationPrintsSaAutAndInt();
@@ -272,6 +275,50 @@ void TestPrintLayouts::listIsPaginatedWithoutOverlaps()
     QCOMPARE(e.pageCount(), 1);
     QVERIFY(shownTexts(empty, 0).contains("Nessuna dichiarazione."));
     QVERIFY(shownTexts(empty, 0).contains("Pagina 1 di 1"));
+}
+
+// The list shows what the last verification of each declaration found, kept
+// apart from the declaration and gone with it; an archive without the table
+// gains it.
+void TestPrintLayouts::listShowsLastVerification()
+{
+    auto shown = [this](qint64 saID) {
+        QList<print::ElencoRow> rows;
+        if (!print::readElenco(*db_, 0, &rows))
+            return QStringLiteral("<lettura non riuscita>");
+        for (const print::ElencoRow &r : rows)
+            if (r.saID == saID)
+                return r.verifica;
+        return QStringLiteral("<assente>");
+    };
+    const QString today = QDate::currentDate().toString(QStringLiteral("dd/MM/yyyy"));
+    const qint64 sa = addDeclaration(QStringLiteral("VVV00000001"), QStringLiteral("Da verificare"), 40, 12);
+    QCOMPARE(shown(sa), QStringLiteral("non verificata"));
+    for (const bool forExport : {false, true}) {
+        verify::Engine engine(*db_, msg_);
+        QVERIFY(engine.openReport(dir_.filePath(QStringLiteral("verifica.txt"))));
+        engine.run(verify::Mode::Declaration, sa, true, forExport);
+        QVERIFY(!engine.failed());
+        const verify::Progress &p = engine.progress();
+        QCOMPARE(p.done, 1);
+        const QString outcome = p.withErrors     ? QStringLiteral("errori")
+                                : p.withRemarks  ? QStringLiteral("avvisi")
+                                                 : QStringLiteral("nessuna segnalazione");
+        QCOMPARE(shown(sa), outcome + QStringLiteral(" (") + today + u')');
+    }
+    // a later run replaces the outcome; every level has its words
+    QVERIFY(verify::recordOutcome(*db_, sa, 0, QDate(2019, 3, 4)));
+    QCOMPARE(shown(sa), QStringLiteral("nessuna segnalazione (04/03/2019)"));
+    QVERIFY(verify::recordOutcome(*db_, sa, 1, QDate(2019, 3, 5)));
+    QCOMPARE(shown(sa), QStringLiteral("avvisi (05/03/2019)"));
+
+    QVERIFY(db_->execute(QStringLiteral("DELETE FROM SezAnag WHERE (saID = ?)"), {sa}));
+    QCOMPARE(db_->scalar(QStringLiteral("SELECT COUNT(*) FROM VerEsito WHERE (saID = ?)"), {sa}).toInt(), 0);
+    QVERIFY(db_->execute(QStringLiteral("DROP TABLE VerEsito")));
+    QCOMPARE(shown(forli_), QStringLiteral("non verificata"));
+    QVERIFY(verify::recordOutcome(*db_, forli_, 2, QDate(2019, 3, 6)));
+    QCOMPARE(shown(forli_), QStringLiteral("errori (06/03/2019)"));
+    QVERIFY(db_->execute(QStringLiteral("DELETE FROM VerEsito")));
 }
 
 void TestPrintLayouts::declarationPrintsAnagrafica()
