@@ -7,9 +7,9 @@
 // number) must be found among the texts drawn in the PDF, a coded one (a tick,
 // a choice, a municipality) must change the print when it is emptied.
 
+#include "../testdb.h"
 #include "pdftestutil.h"
 #include "print/dichiarazione.h"
-#include "refdata/template.h"
 #include "sections/anag/sa1.h"
 #include "sections/codes.h"
 #include "sections/imb/imb.h"
@@ -24,9 +24,7 @@
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
 
-#include <QBuffer>
 #include <QFile>
-#include <QRegularExpression>
 #include <QSqlQuery>
 #include <QSqlDatabase>
 #include <QTemporaryDir>
@@ -113,10 +111,8 @@ private:
         return (digits ? QStringLiteral("9") : QStringLiteral("Q")) + QString::number(texts_).rightJustified(4, u'0');
     }
 
-    QTemporaryDir dir_;
-    std::unique_ptr<qorClass> app_;
-    ScriptedMessages msg_;
-    std::unique_ptr<dbClass> db_;
+    TestDb store_;
+    dbClass *db_ = nullptr;
     qint64 saID_ = 0;
     int texts_ = 0, numbers_ = 100, quantities_ = 0, days_ = 0;
     int nazione_ = 0;
@@ -332,15 +328,8 @@ void TestPrintComplete::children(const schema::Table &parent, qint64 key, const 
 
 void TestPrintComplete::initTestCase()
 {
-    QVERIFY(dir_.isValid());
-    qputenv("QOR_DATA", dir_.filePath(QStringLiteral("data")).toUtf8());
-    const QString path = dir_.filePath(QStringLiteral("completa.db"));
-    app_ = std::make_unique<qorClass>(dir_.filePath(QStringLiteral("data")));
-    QString error;
-    QVERIFY2(refdata::createDatabase(path, app_->refdataFolder(), &error), qPrintable(error));
-    db_ = std::make_unique<dbClass>(*app_, msg_);
-    db_->setCurrentPath(path);
-    QVERIFY(db_->connect());
+    QVERIFY(store_.open());
+    db_ = store_.db.get();
     nazione_ = db_->scalar(QStringLiteral("SELECT MIN(nazID) FROM Nazioni WHERE (nazID > 0)")).toInt();
     QVERIFY(nazione_ > 0);
     for (const auto &[code, text] : stream::raeeCategories(*db_))
@@ -356,7 +345,7 @@ void TestPrintComplete::initTestCase()
 
 void TestPrintComplete::cleanupTestCase()
 {
-    db_.reset();
+    store_.db.reset();
 }
 
 QList<QByteArray> TestPrintComplete::printed()
@@ -365,16 +354,9 @@ QList<QByteArray> TestPrintComplete::printed()
     print::PageHeading heading;
     if (!print::sa1Frames(*db_, saID_, &frames, &heading))
         return {};
-    QByteArray doc;
-    QBuffer b(&doc);
-    b.open(QIODevice::WriteOnly);
-    clsPDFCreator pdf;
-    print::setupDeclaration(pdf);
-    pdf.open(&b);
-    if (!print::writeDeclaration(pdf, heading, frames, QDateTime(QDate(2019, 4, 1), QTime(9, 0))))
-        return {};
+    const QByteArray doc = declarationPdf(heading, frames, QDateTime(QDate(2019, 4, 1), QTime(9, 0)));
     QList<QByteArray> texts;
-    for (int page = 0; page < pdf.pageCount(); ++page)
+    for (int page = 0; page < pageCount(doc); ++page)
         texts += shownTexts(doc, page);
     return texts;
 }
@@ -443,7 +425,7 @@ void TestPrintComplete::everyColumnIsPrinted()
 
 QByteArray TestPrintComplete::printedFile(qint64 saID)
 {
-    const QString path = dir_.filePath(QStringLiteral("dichiarazione.pdf"));
+    const QString path = store_.dir.filePath(QStringLiteral("dichiarazione.pdf"));
     QString error;
     if (print::printDichiarazione(*db_, saID, path, &error) != print::DeclarationResult::Ok)
         return {};
@@ -496,7 +478,7 @@ void TestPrintComplete::everyPageSaysWhereItBelongs()
 
     const QByteArray doc = printedFile(sa);
     QVERIFY(!doc.isEmpty());
-    const int pages = QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+    const int pages = pageCount(doc);
     QVERIFY(pages > 60);
     const QByteArray unit = latin(QStringLiteral("Unità locale: VIA EMILIA 7 - 47121 FORLÌ (FC)"));
     QHash<QByteArray, int> firstPage; // a drawn text and the page it is first drawn on
@@ -552,8 +534,7 @@ void TestPrintComplete::closingBlockToSign()
     QVERIFY(db_->execute(QStringLiteral("DELETE FROM Setup")));
     auto lastPage = [this] {
         const QByteArray doc = printedFile(saID_);
-        const int pages = QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
-        return shownTexts(doc, pages - 1);
+        return shownTexts(doc, pageCount(doc) - 1);
     };
     QList<QByteArray> t = lastPage();
     qsizetype at = t.indexOf("Sottoscrizione della dichiarazione");

@@ -84,19 +84,7 @@ QStringList titlesOf(const QList<print::FormFrame> &frames)
 // A declaration of these frames, written in memory.
 QByteArray declaration(const QList<print::FormFrame> &frames)
 {
-    QByteArray out;
-    QBuffer b(&out);
-    b.open(QIODevice::WriteOnly);
-    clsPDFCreator p;
-    print::setupDeclaration(p);
-    p.open(&b);
-    print::writeDeclaration(p, {QStringLiteral("Ditta"), {}}, frames, QDateTime::currentDateTime());
-    return out;
-}
-
-int pageCount(const QByteArray &doc)
-{
-    return QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+    return declarationPdf({QStringLiteral("Ditta"), {}}, frames);
 }
 
 } // namespace
