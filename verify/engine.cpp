@@ -85,6 +85,9 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
         report_.close();
         return false;
     }
+    OutcomeWriter outcomes(db);
+    if (!outcomes.isValid())
+        return fail(outcomes.error(), outcomes.sql());
     const QDate today = QDate::currentDate();
     dbStatement mark;
     if (markExportable) {
@@ -194,7 +197,8 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             report_.remark(OnlyAnagrafica, QStringLiteral("Scheda SA1"));
 
         const int level = report_.remarkLevel();
-        if (!recordOutcome(db_, d.saID, level, today)) {
+        if (!outcomes.record(d.saID, level, today)) {
+            msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, outcomes.error(), outcomes.sql());
             failed_ = true;
             report_.close();
             return progress_.withErrors > 0;

@@ -1,6 +1,7 @@
 #include "verify/outcome.h"
 
 #include "shell/dbclass.h"
+#include "shell/messages.h"
 
 #include <QSqlQuery>
 
@@ -13,11 +14,29 @@ bool ensureOutcomeTable(dbClass &db)
                                      "verData TEXT)"));
 }
 
+OutcomeWriter::OutcomeWriter(const QSqlDatabase &db)
+    : statement_(db, QStringLiteral("INSERT INTO VerEsito (saID, esito, verData) VALUES (?, ?, ?) "
+                                    "ON CONFLICT (saID) DO UPDATE SET esito = excluded.esito, verData = excluded.verData"))
+{
+}
+
+bool OutcomeWriter::record(qint64 saID, int level, const QDate &day)
+{
+    statement_.bindInt(0, saID);
+    statement_.bindInt(1, level);
+    statement_.bindText(2, day.toString(Qt::ISODate));
+    return statement_.exec();
+}
+
 bool recordOutcome(dbClass &db, qint64 saID, int level, const QDate &day)
 {
-    return db.execute(QStringLiteral("DELETE FROM VerEsito WHERE (saID = ?)"), {saID})
-           && db.execute(QStringLiteral("INSERT INTO VerEsito (saID, esito, verData) VALUES (?, ?, ?)"),
-                         {saID, level, day.toString(Qt::ISODate)});
+    if (!ensureOutcomeTable(db))
+        return false;
+    OutcomeWriter w(db.database(dbClass::Which::Current));
+    if (w.isValid() && w.record(saID, level, day))
+        return true;
+    db.messages().errorReport(QStringLiteral("Esito della verifica"), 0, w.error(), w.sql());
+    return false;
 }
 
 QHash<qint64, LastOutcome> lastOutcomes(dbClass &db)

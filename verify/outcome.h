@@ -5,10 +5,13 @@
 // verification engine and read by the list of declarations. The table is
 // made when missing, so an archive of an earlier run gains it on first use.
 
+#include "shell/dbstatement.h"
+
 #include <QDate>
 #include <QHash>
 
 class dbClass;
+class QSqlDatabase;
 
 namespace verify {
 
@@ -21,7 +24,21 @@ struct LastOutcome {
 
 // Creates the table when missing; false when the statement failed (reported).
 bool ensureOutcomeTable(dbClass &db);
-// Records the outcome of one declaration (a remark level 0..2).
+// Records outcomes (a remark level 0..2) through one prepared statement, as
+// a run of many declarations wants; the table must exist.
+class OutcomeWriter {
+public:
+    explicit OutcomeWriter(const QSqlDatabase &db);
+    bool isValid() const { return statement_.isValid(); }
+    bool record(qint64 saID, int level, const QDate &day);
+    QString error() const { return statement_.error(); }
+    QString sql() const { return statement_.sql(); }
+
+private:
+    dbStatement statement_;
+};
+
+// Records the outcome of one declaration; false when it failed (reported).
 bool recordOutcome(dbClass &db, qint64 saID, int level, const QDate &day);
 // The recorded outcome of every declaration that has one.
 QHash<qint64, LastOutcome> lastOutcomes(dbClass &db);
