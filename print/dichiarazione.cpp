@@ -419,7 +419,10 @@ bool writeDeclaration(clsPDFCreator &pdf, const PageHeading &heading, const QLis
         } else {
             const QStringList lines = wrapText(pdf, heading.company, Right - Left);
             pdf.text(Left, 14.6, lines.value(0));
-            pdf.text(Left, 17, QStringList(lines.mid(1)).join(u' '));
+            // what does not fit on the second line goes smaller still, the tax code last
+            const QString rest = QStringList(lines.mid(1)).join(u' ');
+            fittingFont(pdf, Regular, 6, 3, rest, Right - Left);
+            pdf.text(Left, 17, rest);
         }
         fittingFont(pdf, Regular, 7.5, 5.5, heading.unit, Right - Left);
         pdf.text(Left, 21, heading.unit);
