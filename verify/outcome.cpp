@@ -3,7 +3,9 @@
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 
+#include <QSqlDatabase>
 #include <QSqlQuery>
+#include <algorithm>
 
 namespace verify {
 
@@ -42,7 +44,11 @@ bool recordOutcome(dbClass &db, qint64 saID, int level, const QDate &day)
 QHash<qint64, LastOutcome> lastOutcomes(dbClass &db)
 {
     QHash<qint64, LastOutcome> out;
-    if (!ensureOutcomeTable(db))
+    // an archive no verification has run on yet has no table: nothing is known,
+    // and reading (a list to print) does not write
+    const QStringList tables = db.database(dbClass::Which::Current).tables();
+    if (!std::any_of(tables.cbegin(), tables.cend(),
+                     [](const QString &t) { return t.compare(QLatin1String("VerEsito"), Qt::CaseInsensitive) == 0; }))
         return out;
     bool ok = false;
     QSqlQuery q = db.query(QStringLiteral("SELECT saID, esito, verData FROM VerEsito"), {}, dbClass::Which::Current, &ok);

@@ -40,7 +40,8 @@ private:
 
 // Records the outcome of one declaration; false when it failed (reported).
 bool recordOutcome(dbClass &db, qint64 saID, int level, const QDate &day);
-// The recorded outcome of every declaration that has one.
+// The recorded outcome of every declaration that has one (none while the
+// table is missing).
 QHash<qint64, LastOutcome> lastOutcomes(dbClass &db);
 // As the list of declarations shows it: "errori", "avvisi", "nessuna
 // segnalazione", each with the day, or "non verificata".
