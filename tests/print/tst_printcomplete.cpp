@@ -19,15 +19,11 @@
 #include "sections/rif/scheda.h"
 #include "sections/saaut/saaut.h"
 #include "sections/stream/stream.h"
-#include "shell/dbclass.h"
-#include "shell/messages.h"
-#include "shell/qorclass.h"
 #include "shell/schema/schema.h"
 
 #include <QFile>
-#include <QSqlQuery>
 #include <QSqlDatabase>
-#include <QTemporaryDir>
+#include <QSqlQuery>
 #include <QtTest>
 
 using namespace pdftest;
@@ -264,8 +260,7 @@ qint64 TestPrintComplete::insert(const schema::Table &t, qint64 parent, const Co
         for (auto it = c.module->optionCodes.cbegin(); it != c.module->optionCodes.cend(); ++it)
             if (row.contains(it.key()))
                 row.insert(it.key(), waste::optionCode(*c.module, it.key(), 0));
-    const qint64 key = db_->insertRow(t.name, row);
-    return key;
+    return db_->insertRow(t.name, row);
 }
 
 // The rows under a parent row: every kind a child table knows.
