@@ -1,11 +1,14 @@
 #include "print/dichiarazione.h"
 
 #include "print/elenco.h"
+#include "print/fieldprint.h"
 #include "print/printcommon.h"
 #include "print/schedeprint.h"
+#include "sections/anag/setup.h"
 #include "shell/dbclass.h"
 #include "shell/qorclass.h"
 
+#include <QRegularExpression>
 #include <QSqlQuery>
 #include <algorithm>
 #include <QSqlRecord>
@@ -20,6 +23,12 @@ constexpr double TitleHeight = 6, RowHeight = 10.5, BoxTop = 3.5, FrameGap = 5;
 // A row without captions (the lines after the first of a list) has its
 // boxes only.
 constexpr double BareRowHeight = 7.5, CaptionHeight = 3;
+// The line that opens a page going on with a scheda or module.
+constexpr double SegueHeight = 5;
+// The closing block's room for the signature and the stamp.
+constexpr double SignatureHeight = 34;
+// The text of a page number in the index, before it is known.
+const QString PagePlaceholder = QStringLiteral("pag. 999");
 
 QString municipalityText(dbClass &db, int prv, int com)
 {
@@ -53,16 +62,30 @@ bool isHeading(const FormRow &row)
     return row.size() == 1 && row.first().width <= 0;
 }
 
+// A row of plain lines (the index): caption and value as text, no boxes.
+constexpr double LineHeight = 3.6;
+bool isPlain(const FormRow &row)
+{
+    return !row.isEmpty() && std::all_of(row.cbegin(), row.cend(), [](const FormField &f) { return f.box < 0; });
+}
+
+double rowHeight(const FormRow &row);
+
 bool hasCaptions(const FormRow &row)
 {
     return std::any_of(row.cbegin(), row.cend(), [](const FormField &f) { return !f.caption.isEmpty(); });
 }
 
+double rowHeight(const FormRow &row)
+{
+    return isHeading(row) ? HeadingHeight : isPlain(row) ? LineHeight : hasCaptions(row) ? RowHeight : BareRowHeight;
+}
+
 double frameHeight(const FormFrame &f)
 {
-    double h = TitleHeight + 2;
+    double h = TitleHeight + 2 + (f.signature ? SignatureHeight : 0);
     for (const FormRow &row : f.rows)
-        h += isHeading(row) ? HeadingHeight : hasCaptions(row) ? RowHeight : BareRowHeight;
+        h += rowHeight(row);
     return h;
 }
 
@@ -125,6 +148,17 @@ double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
     double rowY = y + TitleHeight + 1;
     pdf.setLineWidth(0.2);
     for (const FormRow &row : f.rows) {
+        if (isPlain(row)) {
+            double x = Left + 2;
+            for (const FormField &field : row) {
+                pdf.setFont(Regular, 7);
+                pdf.text(x, rowY + 2.8, field.caption);
+                pdf.text(x + field.width, rowY + 2.8, field.value, clsPDFCreator::AlignRight);
+                x += field.width + 3;
+            }
+            rowY += LineHeight;
+            continue;
+        }
         if (isHeading(row)) {
             fittingFont(pdf, Bold, 8, 5.5, row.first().caption, Right - Left - 4);
             pdf.text(Left + 2, rowY + 3.3, row.first().caption);
@@ -147,7 +181,25 @@ double drawFrame(clsPDFCreator &pdf, const FormFrame &f, double y)
         }
         rowY += hasCaptions(row) ? RowHeight : BareRowHeight;
     }
+    if (f.signature) {
+        pdf.setFont(Regular, 7);
+        pdf.text(Left + 2, rowY + 4, QStringLiteral("Firma del legale rappresentante"));
+        pdf.line(Left + 2, rowY + 26, Left + 92, rowY + 26);
+        pdf.text(Left + 110, rowY + 4, QStringLiteral("Timbro della ditta"));
+        pdf.setDash({1.5, 1.5});
+        pdf.box(Left + 110, rowY + 6, 60, 25);
+        pdf.setDash();
+    }
     return y + h + FrameGap;
+}
+
+// A page going on with the scheda or module of the frame before says so,
+// unless the frame's own title already does.
+bool goesOn(const QList<FormFrame> &frames, int i)
+{
+    if (i == 0 || frames.at(i).part.isEmpty() || frames.at(i).part != frames.at(i - 1).part)
+        return false;
+    return !frames.at(i).title.startsWith(frames.at(i).part);
 }
 
 } // namespace
@@ -160,7 +212,7 @@ QString activityCode(const QString &code)
     return c.left(2) + u'.' + c.mid(2, 2) + u'.' + c.mid(4, 2);
 }
 
-bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *company)
+bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, PageHeading *heading)
 {
     frames->clear();
     bool ok = false;
@@ -170,9 +222,16 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *comp
         return false;
     auto v = [&](const char *column) { return q.value(QLatin1String(column)).toString(); };
     auto n = [&](const char *column) { return q.value(QLatin1String(column)).toInt(); };
-    *company = v("RagSoc") + QStringLiteral(" - C.F. ") + v("CodFisc");
-
     const int prv = n("prvIstat"), com = n("comIstat");
+    heading->company = v("RagSoc") + QStringLiteral(" - C.F. ") + v("CodFisc");
+    const QString place = municipalityText(db, prv, com);
+    const QString street = (v("Via").trimmed() + u' ' + v("Civico").trimmed()).trimmed();
+    QString town = (v("Cap").trimmed() + u' ' + place).trimmed();
+    if (!provinceOf(db, prv, com).isEmpty())
+        town += QStringLiteral(" (") + provinceOf(db, prv, com) + u')';
+    heading->unit = QStringLiteral("Unità locale: ")
+                    + QStringList{street, town}.filter(QRegularExpression(QStringLiteral("\\S"))).join(QStringLiteral(" - "));
+
     const int slPrv = n("slPrvIstat"), slCom = n("slComIstat");
     const QString rea = n("REA") > 0 ? QString::number(n("REA")) : QString();
     const QString mesi = n("Mesi") > 0 ? QString::number(n("Mesi")) : QString();
@@ -228,25 +287,65 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, QString *comp
     // the schede of the declaration, as in the list of declarations
     const QString schede = schedePresent(db, saID).value(saID, QStringLiteral("nessuna"));
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
-    return saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && intFrames(db, saID, frames)
-           && vfuFrames(db, saID, frames) && imbFrames(db, saID, frames) && raeeFrames(db, saID, frames);
+    const qsizetype contents = frames->size();
+    if (!(saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && matFrames(db, saID, frames)
+          && intFrames(db, saID, frames) && vfuFrames(db, saID, frames) && imbFrames(db, saID, frames)
+          && raeeFrames(db, saID, frames)))
+        return false;
+
+    // the index, its pages filled in when the pages are known
+    // on plain lines, four a row, to stay on the first page as long as it can
+    FormFrame index{QStringLiteral("Indice delle schede"), {}};
+    for (const FormFrame &f : std::as_const(*frames)) {
+        if (f.index.isEmpty())
+            continue;
+        if (index.rows.isEmpty() || index.rows.last().size() == 4)
+            index.rows.append(FormRow());
+        index.rows.last().append(FormField{f.index, PagePlaceholder, (RowWidth - 3 * FieldGap) / 4, -1});
+    }
+    if (!index.rows.isEmpty())
+        frames->insert(contents, index);
+
+    // the closing block: place and date, who compiled it, signature and stamp
+    FormFrame closing{QStringLiteral("Sottoscrizione della dichiarazione"), {}};
+    closing.rows.append({{QStringLiteral("Luogo"), place, 100},
+                         {QStringLiteral("Data"), italianDate(v("saDataComp")), 30}});
+    bool registered = false;
+    const fields::Record user = anag::loadSetup(db, dbClass::Which::Current, &registered);
+    FormRow compiler;
+    for (const FieldFrame &g : fieldFrames(db, anag::setupFields(), user))
+        compiler += g.fields;
+    if (registered && std::any_of(compiler.cbegin(), compiler.cend(), [](const FormField &f) { return !f.value.isEmpty(); })) {
+        closing.rows.append({{QStringLiteral("Dati di chi ha compilato la dichiarazione"), {}, 0}});
+        closing.rows.append(packed(compiler));
+    }
+    closing.signature = true;
+    frames->append(closing);
+    return true;
 }
 
 QList<FormFrame> pageSized(const QList<FormFrame> &frames)
 {
+    // room for the line that tells a page goes on with a scheda
+    constexpr double Room = Bottom - Top - SegueHeight;
     QList<FormFrame> out;
     for (const FormFrame &f : frames) {
-        if (frameHeight(f) <= Bottom - Top) {
+        if (frameHeight(f) <= Room) {
             out.append(f);
             continue;
         }
-        FormFrame piece{f.title, {}, false};
+        FormFrame piece = f;
+        piece.rows.clear();
+        piece.keepWithNext = piece.signature = false;
         for (const FormRow &row : f.rows) {
             piece.rows.append(row);
-            if (frameHeight(piece) <= Bottom - Top || piece.rows.size() == 1)
+            if (frameHeight(piece) <= Room || piece.rows.size() == 1)
                 continue;
             piece.rows.removeLast();
-            FormFrame next{f.title + QStringLiteral(" (segue)"), {row}, false};
+            FormFrame next = piece;
+            next.title = f.title + QStringLiteral(" (segue)");
+            next.index.clear();
+            next.rows = {row};
             // a heading goes with the rows it heads
             while (piece.rows.size() > 1 && isHeading(piece.rows.last()))
                 next.rows.prepend(piece.rows.takeLast());
@@ -254,6 +353,7 @@ QList<FormFrame> pageSized(const QList<FormFrame> &frames)
             piece = next;
         }
         piece.keepWithNext = f.keepWithNext;
+        piece.signature = f.signature;
         out.append(piece);
     }
     return out;
@@ -266,43 +366,66 @@ void setupDeclaration(clsPDFCreator &pdf)
     pdf.setAuthor(QStringLiteral("Qor 2019"));
 }
 
-bool writeDeclaration(clsPDFCreator &pdf, const QString &company, const QList<FormFrame> &allFrames,
+bool writeDeclaration(clsPDFCreator &pdf, const PageHeading &heading, const QList<FormFrame> &allFrames,
                       const QDateTime &printed)
 {
-    const QList<FormFrame> frames = pageSized(allFrames);
+    QList<FormFrame> frames = pageSized(allFrames);
     if (!addPrintFonts(pdf))
         return false;
-    // pages first, for "Pagina n di N"
+    // pages first, for "Pagina n di N" and the index
     QList<int> pageOf;
     int pages = 1;
     double y = Top;
+    bool empty = true;
     for (int i = 0; i < frames.size(); ++i) {
         const FormFrame &f = frames.at(i);
         // a frame that heads the next one goes to the next page with it,
         // when the two fit on a page
         double needed = frameHeight(f);
         if (f.keepWithNext && i + 1 < frames.size()
-            && needed + FrameGap + frameHeight(frames.at(i + 1)) <= Bottom - Top)
+            && needed + FrameGap + frameHeight(frames.at(i + 1)) <= Bottom - Top - SegueHeight)
             needed += FrameGap + frameHeight(frames.at(i + 1));
-        if (y + needed > Bottom && y > Top) {
+        if (y + needed > Bottom && !empty) {
             ++pages;
-            y = Top;
+            y = Top + (goesOn(frames, i) ? SegueHeight : 0);
         }
+        empty = false;
         pageOf.append(pages);
         y += frameHeight(f) + FrameGap;
     }
+    QStringList indexPages;
+    for (int i = 0; i < frames.size(); ++i)
+        if (!frames.at(i).index.isEmpty())
+            indexPages.append(QStringLiteral("pag. ") + QString::number(pageOf.at(i)));
+    for (FormFrame &f : frames)
+        for (FormRow &row : f.rows)
+            for (FormField &field : row)
+                if (field.value == PagePlaceholder && !indexPages.isEmpty())
+                    field.value = indexPages.takeFirst();
 
     int page = 0;
     auto newPage = [&] {
         pdf.beginPage();
         ++page;
         pdf.setFont(Bold, 12);
-        pdf.text(Left, 15, QStringLiteral("Dichiarazione anno ") + QString::number(qorClass::Year));
+        pdf.text(Left, 11, QStringLiteral("Dichiarazione anno ") + QString::number(qorClass::Year));
         pdf.setFont(Regular, 8);
-        pdf.text(Right, 15, QStringLiteral("Stampata il ") + printed.toString(QStringLiteral("dd/MM/yyyy")),
+        pdf.text(Right, 11, QStringLiteral("Stampata il ") + printed.toString(QStringLiteral("dd/MM/yyyy")),
                  clsPDFCreator::AlignRight);
-        pdf.setFont(Regular, 9);
-        pdf.text(Left, 21, company);
+        // a long company name goes smaller, then on two lines
+        fittingFont(pdf, Regular, 9, 6, heading.company, Right - Left);
+        if (pdf.textWidth(heading.company) <= Right - Left) {
+            pdf.text(Left, 16, heading.company);
+        } else {
+            const QStringList lines = wrapText(pdf, heading.company, Right - Left);
+            pdf.text(Left, 14.6, lines.value(0));
+            // what does not fit on the second line goes smaller still, the tax code last
+            const QString rest = QStringList(lines.mid(1)).join(u' ');
+            fittingFont(pdf, Regular, 6, 3, rest, Right - Left);
+            pdf.text(Left, 17, rest);
+        }
+        fittingFont(pdf, Regular, 7.5, 5.5, heading.unit, Right - Left);
+        pdf.text(Left, 21, heading.unit);
         pdf.setLineWidth(0.4);
         pdf.line(Left, 23, Right, 23);
         pdf.setLineWidth(0.2);
@@ -313,8 +436,14 @@ bool writeDeclaration(clsPDFCreator &pdf, const QString &company, const QList<Fo
         y = Top;
     };
     for (int i = 0; i < frames.size(); ++i) {
-        if (pageOf.at(i) != page)
+        if (pageOf.at(i) != page) {
             newPage();
+            if (goesOn(frames, i)) {
+                fittingFont(pdf, Bold, 8, 5.5, frames.at(i).part + QStringLiteral(" (segue)"), Right - Left);
+                pdf.text(Left, y + 3, frames.at(i).part + QStringLiteral(" (segue)"));
+                y += SegueHeight;
+            }
+        }
         y = drawFrame(pdf, frames.at(i), y);
     }
     if (page == 0)
@@ -325,13 +454,13 @@ bool writeDeclaration(clsPDFCreator &pdf, const QString &company, const QList<Fo
 DeclarationResult printDichiarazione(dbClass &db, qint64 saID, const QString &path, QString *error)
 {
     QList<FormFrame> frames;
-    QString company;
-    if (!sa1Frames(db, saID, &frames, &company))
+    PageHeading heading;
+    if (!sa1Frames(db, saID, &frames, &heading))
         return DeclarationResult::NotFound;
     clsPDFCreator pdf;
     setupDeclaration(pdf);
-    pdf.setTitle(QStringLiteral("Dichiarazione ") + company);
-    if (!pdf.open(path) || !writeDeclaration(pdf, company, frames, QDateTime::currentDateTime())) {
+    pdf.setTitle(QStringLiteral("Dichiarazione ") + heading.company);
+    if (!pdf.open(path) || !writeDeclaration(pdf, heading, frames, QDateTime::currentDateTime())) {
         if (error)
             *error = pdf.errorString();
         return DeclarationResult::Failed;

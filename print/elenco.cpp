@@ -1,11 +1,14 @@
 #include "print/elenco.h"
 
 #include "print/printcommon.h"
+#include "sections/mat/mat.h"
 #include "shell/dbclass.h"
+#include "verify/outcome.h"
 
 #include <QHash>
 #include <QSqlQuery>
 #include <QSqlRecord>
+#include <algorithm>
 
 namespace print {
 namespace {
@@ -21,36 +24,45 @@ struct Column {
 };
 
 const Column columns[] = {
-    {"Ragione sociale", 10, 66, &ElencoRow::ragSoc},
-    {"Codice fiscale", 78, 32, &ElencoRow::codFisc},
-    {"Unità locale", 112, 56, &ElencoRow::unita},
-    {"Comune", 170, 45, &ElencoRow::comune},
-    {"Schede presenti", 217, 38, &ElencoRow::schede},
-    {"Esportazione", 257, 30, &ElencoRow::esportazione},
+    {"Ragione sociale", 10, 58, &ElencoRow::ragSoc},
+    {"Codice fiscale", 70, 30, &ElencoRow::codFisc},
+    {"Unità locale", 102, 48, &ElencoRow::unita},
+    {"Comune", 152, 36, &ElencoRow::comune},
+    {"Schede presenti", 190, 32, &ElencoRow::schede},
+    {"Compilata", 224, 16, &ElencoRow::compilata},
+    {"Verifica", 242, 22, &ElencoRow::verifica},
+    {"Esportazione", 266, 21, &ElencoRow::esportazione},
 };
 
 } // namespace
 
 QHash<qint64, QString> schedePresent(dbClass &db, qint64 saID)
 {
-    static const struct {
-        const char *label, *table, *filter;
+    // scheda MAT is there when the declaration holds any of its materials
+    QStringList anyMaterial;
+    for (const fields::Field &f : mat::schedaFields())
+        anyMaterial.append(QStringLiteral("COALESCE(%1, 0) <> 0").arg(f.name));
+    const QString matFilter = u'(' + anyMaterial.join(QStringLiteral(" OR ")) + u')';
+    const struct {
+        const char *label, *table;
+        QString filter;
     } kinds[] = {
-        {"SA-AUT", "SaAut", "1 = 1"},
-        {"RIF", "SezRif", "1 = 1"},
-        {"INT", "SezInt", "1 = 1"},
-        {"AUT", "SezVfu", "vfuTipo = 1"},
-        {"ROT", "SezVfu", "vfuTipo = 2"},
-        {"FRA", "SezVfu", "vfuTipo = 3"},
-        {"IMB", "SezImb", "1 = 1"},
-        {"TRA-RAEE", "SezRaee", "srTipo = 1"},
-        {"CR-RAEE", "SezRaee", "srTipo = 2"},
+        {"SA-AUT", "SaAut", QStringLiteral("1 = 1")},
+        {"RIF", "SezRif", QStringLiteral("1 = 1")},
+        {"MAT", "SezAnag", matFilter},
+        {"INT", "SezInt", QStringLiteral("1 = 1")},
+        {"AUT", "SezVfu", QStringLiteral("vfuTipo = 1")},
+        {"ROT", "SezVfu", QStringLiteral("vfuTipo = 2")},
+        {"FRA", "SezVfu", QStringLiteral("vfuTipo = 3")},
+        {"IMB", "SezImb", QStringLiteral("1 = 1")},
+        {"TRA-RAEE", "SezRaee", QStringLiteral("srTipo = 1")},
+        {"CR-RAEE", "SezRaee", QStringLiteral("srTipo = 2")},
     };
     QHash<qint64, QStringList> found;
     for (const auto &k : kinds) {
         bool ok = false;
         QString sql = QStringLiteral("SELECT saID, COUNT(*) FROM %1 WHERE (%2")
-                          .arg(QLatin1String(k.table), QLatin1String(k.filter));
+                          .arg(QLatin1String(k.table), k.filter);
         QVariantList params;
         if (saID > 0) {
             sql += QStringLiteral(" AND saID = ?");
@@ -133,7 +145,7 @@ bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows)
     rows->clear();
     QString sql = QStringLiteral(
         "SELECT SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.Via, SezAnag.Civico, "
-        "SezAnag.Cap, SezAnag.ExpID, Comuni.comDesc, Province.prvSigla, expTab.expData "
+        "SezAnag.Cap, SezAnag.ExpID, Comuni.comDesc, Province.prvSigla, expTab.expData, SezAnag.saDataComp "
         "FROM SezAnag LEFT JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) AND "
         "(SezAnag.prvIstat = Comuni.prvIstat) LEFT JOIN Province ON SezAnag.prvIstat = "
         "Province.prvIstat LEFT JOIN expTab ON SezAnag.ExpID = expTab.expID ");
@@ -142,7 +154,7 @@ bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows)
         sql += QStringLiteral("WHERE (Comuni.comCCIAA = ?) ");
         params.append(chamber);
     }
-    sql += QStringLiteral("ORDER BY SezAnag.CodFisc, SezAnag.RagSoc, SezAnag.saID");
+    sql += QStringLiteral("ORDER BY SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.saID");
     bool ok = false;
     QSqlQuery q = db.query(sql, params, dbClass::Which::Current, &ok);
     if (!ok)
@@ -167,11 +179,19 @@ bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows)
         r.esportazione = exp > 0 ? QStringLiteral("n. ") + QString::number(exp) + QStringLiteral(" del ")
                                        + italianDate(q.value(9).toString())
                                  : QStringLiteral("non esportata");
+        r.compilata = italianDate(q.value(10).toString().trimmed());
         rows->append(r);
     }
     const QHash<qint64, QString> schede = schedePresent(db);
-    for (ElencoRow &r : *rows)
+    const QHash<qint64, verify::LastOutcome> outcomes = verify::lastOutcomes(db);
+    for (ElencoRow &r : *rows) {
         r.schede = schede.value(r.saID, QStringLiteral("nessuna"));
+        r.verifica = verify::outcomeText(outcomes.value(r.saID));
+    }
+    // by company name whatever its case, then tax code and key as read
+    std::stable_sort(rows->begin(), rows->end(), [](const ElencoRow &a, const ElencoRow &b) {
+        return a.ragSoc.trimmed().compare(b.ragSoc.trimmed(), Qt::CaseInsensitive) < 0;
+    });
     return true;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 // The printed list of declarations ("Elenco dichiarazioni"): every
 // declaration, or those whose local unit belongs to one Chamber of Commerce,
-// with company, tax code, local unit, municipality, the schede present and
-// the export state, on A4 landscape pages with header and page numbers.
+// in order of company name, with company, tax code, local unit,
+// municipality, the schede present, the date of compilation, the outcome of
+// the last verification and the export state, on A4 landscape pages with header and page numbers.
 
 #include "print/pdfcreator.h"
 
@@ -21,6 +22,8 @@ struct ElencoRow {
     QString unita;        // street, house number, postcode of the local unit
     QString comune;       // municipality with its province abbreviation
     QString schede;       // schede present, e.g. "RIF (2), SA-AUT"
+    QString compilata;    // date of compilation, "15/03/2019"
+    QString verifica;     // last verification: "errori (12/03/2019)", "non verificata"
     QString esportazione; // "n. 3 del 12/03/2019" or "non esportata"
 };
 
@@ -37,7 +40,8 @@ Chamber chamberOf(dbClass &db, const QString &sigla);
 // Declarations without schede are absent.
 QHash<qint64, QString> schedePresent(dbClass &db, qint64 saID = 0);
 
-// Reads the declarations in order of tax code, company name, saID; chamber 0
+// Reads the declarations in order of company name (whatever its case), tax
+// code, saID; chamber 0
 // takes them all, otherwise those whose local-unit municipality has that
 // competent chamber. False when a query failed (reported by the database object).
 bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows);

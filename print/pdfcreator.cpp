@@ -117,6 +117,39 @@ QByteArray clsPDFCreator::escape(const QByteArray &bytes)
     return out;
 }
 
+QByteArray clsPDFCreator::textString(const QString &text)
+{
+    // PDF's text encoding: Latin-1 with its own typographic characters in
+    // 0x18..0x1F and 0x80..0xA0; 0x7F, 0x9F and 0xAD have no character.
+    static const char16_t low[8] = {0x02D8, 0x02C7, 0x02C6, 0x02D9, 0x02DD, 0x02DB, 0x02DA, 0x02DC};
+    static const char16_t high[33] = {0x2022, 0x2020, 0x2021, 0x2026, 0x2014, 0x2013, 0x0192, 0x2044, 0x2039,
+                                      0x203A, 0x2212, 0x2030, 0x201E, 0x201C, 0x201D, 0x2018, 0x2019, 0x201A,
+                                      0x2122, 0xFB01, 0xFB02, 0x0141, 0x0152, 0x0160, 0x0178, 0x017D, 0x0131,
+                                      0x0142, 0x0153, 0x0161, 0x017E, 0,      0x20AC};
+    QByteArray doc;
+    for (const QChar ch : text) {
+        const char16_t c = ch.unicode();
+        int code = -1;
+        if ((c >= 0x20 && c < 0x7F) || (c >= 0xA1 && c <= 0xFF && c != 0xAD) || c == u'\r' || c == u'\n'
+            || c == u'\t')
+            code = c;
+        for (int i = 0; code < 0 && i < 8; ++i)
+            if (low[i] == c)
+                code = 0x18 + i;
+        for (int i = 0; code < 0 && i < 33; ++i)
+            if (high[i] == c && c != 0)
+                code = 0x80 + i;
+        if (code < 0) {
+            QByteArray hex = "<FEFF";
+            for (const QChar u : text)
+                hex += QByteArray::number(u.unicode(), 16).rightJustified(4, '0').toUpper();
+            return hex + '>';
+        }
+        doc += char(code);
+    }
+    return '(' + escape(doc) + ')';
+}
+
 QByteArray clsPDFCreator::ascii85(const QByteArray &data)
 {
     QByteArray out;
@@ -407,8 +440,8 @@ bool clsPDFCreator::finish()
                             + QByteArray::number(absMin / 60).rightJustified(2, '0') + '\''
                             + QByteArray::number(absMin % 60).rightJustified(2, '0') + '\'';
     beginObject(1);
-    writeDict({"/Title (" + escape(toWinAnsi(title_)) + ')',
-               "/Author (" + escape(toWinAnsi(author_)) + ')',
+    writeDict({"/Title " + textString(title_),
+               "/Author " + textString(author_),
                QByteArray("/Creator  (") + "Qor 2019" + ')',
                QByteArray("/Producer (") + creator + ')',
                "/CreationDate (D:" + when.toString(QStringLiteral("yyyyMMddHHmmss")).toLatin1() + zone

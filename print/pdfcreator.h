@@ -139,6 +139,10 @@ public:
     static QByteArray toWinAnsi(const QString &text);
     // Escapes "(", ")" and "\" (and line breaks) for a PDF string.
     static QByteArray escape(const QByteArray &bytes);
+    // A text string of the document information: "(...)" in PDF's own text
+    // encoding when every character has a code there, otherwise "<FEFF...>"
+    // (UTF-16BE with its byte-order mark).
+    static QByteArray textString(const QString &text);
     static QByteArray ascii85(const QByteArray &data);
     // Points per unit.
     static double pointsPerUnit(Unit u);

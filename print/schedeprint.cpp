@@ -8,12 +8,15 @@
 #include "sections/rif/modules.h"
 #include "sections/stream/stream.h"
 #include "shell/dbclass.h"
+#include "shell/qorclass.h"
+#include "sections/mat/mat.h"
 #include "shell/qty.h"
 
 #include <QMap>
 #include <QSqlQuery>
 #include <algorithm>
 #include <functional>
+#include <tuple>
 
 namespace print {
 namespace {
@@ -147,10 +150,11 @@ void appendGrid(FormFrame &f, const OperationGrid &g, const QVector<waste::OpRow
 // frame the form opens only for other waste codes (urban origin, portable
 // batteries) prints only when it holds a value.
 FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, int number, const QString &code,
-                      const QVariantMap &attached)
+                      const QVariantMap &attached, const QString &subject)
 {
     const fields::Record r = waste::load(ctx, m, id);
-    FormFrame f{m.title, {}};
+    FormFrame f{subject, {{heading(m.title)}}};
+    f.part = subject;
     FormRow head{boxedField(u8("n° progressivo Modulo ") + m.code, QString::number(number), 12)};
     if (!attached.isEmpty())
         head.append(boxedField(u8("Codice rifiuto:"), code, 18));
@@ -185,16 +189,19 @@ FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, in
             f.rows.append({heading(g.title)});
         f.rows.append(packed(g.fields));
     }
-    f.rows = packed(head) + f.rows;
+    f.rows = f.rows.mid(0, 1) + packed(head) + f.rows.mid(1);
     for (const OperationGrid &g : grids)
         appendGrid(f, g, ops);
     return f;
 }
 
-// The modules of a scheda by type, numbered within their type. `code`: the
-// scheda's waste code (RIF, INT); empty where each module names its own.
+// The modules of a scheda by type, numbered within their type (and, where
+// each module names its own waste code, within that code and its place of
+// origin) as the verification report numbers them. `code`: the scheda's
+// waste code (RIF, INT); empty where each module names its own. `scheda`:
+// the scheda as the headings name it, "Scheda RIF codice: 010101".
 bool appendModules(AppContext &ctx, const ModuleFamily &family, qint64 parentId, const QString &code,
-                   QList<FormFrame> *frames)
+                   const QString &scheda, QList<FormFrame> *frames)
 {
     for (int type = 1; type <= family.types; ++type) {
         const waste::ModuleKind &m = family.kind(type);
@@ -207,12 +214,20 @@ bool appendModules(AppContext &ctx, const ModuleFamily &family, qint64 parentId,
         if (!ok)
             return false;
         int n = 0;
+        QVariantMap previous;
         while (q.next()) {
             QVariantMap attached;
             for (int i = 0; i < attach.size(); ++i)
                 attached.insert(attach.at(i), q.value(i + 1));
+            if (attached != previous)
+                n = 0;
+            previous = attached;
             const QString own = attached.value(QStringLiteral("rifCod")).toString().trimmed();
-            frames->append(moduleFrame(ctx, m, q.value(0).toLongLong(), ++n, attach.isEmpty() ? code : own, attached));
+            const QString subject = (attach.isEmpty() ? scheda : scheda + QStringLiteral(" codice rifiuto: ") + own)
+                                    + QStringLiteral(" modulo ") + m.code + QStringLiteral(" n. ")
+                                    + QString::number(++n);
+            frames->append(moduleFrame(ctx, m, q.value(0).toLongLong(), n, attach.isEmpty() ? code : own, attached,
+                                       subject));
         }
     }
     return true;
@@ -235,13 +250,30 @@ FormFrame wasteRowsFrame(const QString &title, const QList<WasteRow> &rows)
     return f;
 }
 
+// The frames from `first` on make up one scheda called `name`: the first is
+// its line in the index; those not of a module of it belong to the scheda.
+void markScheda(QList<FormFrame> *frames, qsizetype first, const QString &name)
+{
+    if (first >= frames->size())
+        return;
+    (*frames)[first].index = name;
+    for (qsizetype i = first; i < frames->size(); ++i)
+        if ((*frames)[i].part.isEmpty())
+            (*frames)[i].part = name;
+}
+
 // A scheda of the vehicle or electrical-equipment section: number and the
 // fields outside any frame, the waste rows of each of its frames, its own
 // frames of fields, then its modules.
 bool streamFrames(AppContext &ctx, const stream::StreamSpec &s, qint64 saID, QList<FormFrame> *frames)
 {
     int number = 0;
-    for (const qint64 id : stream::ids(ctx, s, saID)) {
+    const QVector<qint64> ids = stream::ids(ctx, s, saID);
+    for (const qint64 id : ids) {
+        const qsizetype first = frames->size();
+        // a kind with several schede (one per RAEE category) numbers them
+        const QString name = u8("Scheda ") + s.name
+                             + (ids.size() > 1 ? u8(" n. ") + QString::number(number + 1) : QString());
         const fields::Record r = stream::load(ctx, s, id);
         FormRow head{boxedField(u8("n° progressivo Scheda ") + s.name, QString::number(++number), 12)};
         QList<FieldFrame> groups = fieldFrames(ctx.db, s.fields, r);
@@ -269,8 +301,9 @@ bool streamFrames(AppContext &ctx, const stream::StreamSpec &s, qint64 saID, QLi
 
         const ModuleFamily family{[&s](int t) -> const waste::ModuleKind & { return stream::module(s, t); },
                                   codes::MG, QStringLiteral("rifCod, ") + s.modKey};
-        if (!appendModules(ctx, family, id, {}, frames))
+        if (!appendModules(ctx, family, id, {}, name, frames))
             return false;
+        markScheda(frames, first, name);
     }
     return true;
 }
@@ -319,11 +352,16 @@ bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
     if (!ok)
         return false;
     const QStringList recovery = operationCodes(db, 1), disposal = operationCodes(db, 2);
+    const auto amount = [&q](const char *column, const char *unit) {
+        const QString n = number(q, column);
+        return n.isEmpty() ? n : n + u' ' + u8(unit);
+    };
     int n = 0;
     while (q.next()) {
         const Row r{q};
-        FormFrame f{u8("SA-AUT - Autorizzazioni"), {}};
-        f.rows.append({{u8("n° progressivo Scheda SA-AUT"), QString::number(++n), 40},
+        const QString name = u8("Scheda SA-AUT n. ") + QString::number(++n);
+        FormFrame f{name + u8(" - Autorizzazioni"), {}};
+        f.rows.append({{u8("n° progressivo Scheda SA-AUT"), QString::number(n), 40},
                        {u8("Estremi dell'autorizzazione"), r.text("suEstremi"), 60},
                        {u8("Data di rilascio"), italianDate(r.text("suDataRil")), 32},
                        {u8("Data di scadenza"), italianDate(r.text("suDataScad")), 32}});
@@ -336,16 +374,51 @@ bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         f.rows.append({heading("Operazioni di recupero/smaltimento contenute nell'autorizzazione")});
         f.rows.append({{u8("Recupero"), tickedOperations(r.text("suRecupero"), recovery), 176}});
         f.rows.append({{u8("Smaltimento"), tickedOperations(r.text("suSmaltimento"), disposal), 176}});
-        if (r.num("Incenerimento") != 0)
-            f.rows.append({{u8("Incenerimento: capacità autorizzata"), number(q, "incQta"), 55},
-                           {u8("di cui rifiuti pericolosi"), number(q, "incRifP"), 55},
-                           {u8("di cui rifiuti non pericolosi"), number(q, "incRifNP"), 55}});
-        if (r.num("Coincenerimento") != 0)
-            f.rows.append({{u8("Coincenerimento: capacità autorizzata"), number(q, "conQta"), 55},
-                           {u8("di cui rifiuti pericolosi"), number(q, "conRifP"), 55},
-                           {u8("di cui rifiuti non pericolosi"), number(q, "conRifNP"), 55}});
+        // a block prints when ticked or when it holds a capacity
+        for (const auto &[flag, total, hazardous, other] :
+             {std::tuple{"Incenerimento", "incQta", "incRifP", "incRifNP"},
+              std::tuple{"Coincenerimento", "conQta", "conRifP", "conRifNP"}}) {
+            const FormRow row{{u8(flag) + u8(": capacità autorizzata"), amount(total, "t/anno"), 55},
+                              {u8("di cui rifiuti pericolosi"), amount(hazardous, "t/anno"), 55},
+                              {u8("di cui rifiuti non pericolosi"), amount(other, "t/anno"), 55}};
+            if (r.num(flag) != 0
+                || std::any_of(row.cbegin(), row.cend(), [](const FormField &x) { return !x.value.isEmpty(); }))
+                f.rows.append(row);
+        }
+        // landfills: the class each pair holds, with its residual capacity
+        QList<FormRow> landfills;
+        for (const auto &[cls, qta] : {std::pair{"crClass1", "crQta1"}, {"crClass2", "crQta2"}, {"crClass3", "crQta3"}}) {
+            const int code = r.num(cls);
+            const QString capacity = amount(qta, "m³");
+            if (code == 0 && capacity.isEmpty())
+                continue;
+            const QString text = codes::landfillText(code);
+            landfills.append({{u8("Classe di discarica"), text.isEmpty() ? QString::number(code) : text, 110},
+                              {u8("Capacità residua"), capacity, 55}});
+        }
+        if (!landfills.isEmpty()) {
+            f.rows.append({heading("Discarica")});
+            f.rows.append(landfills);
+        }
+        f.rows.append({{u8("Registrazione EMAS: data"), italianDate(r.text("emasData")), 40},
+                       {u8("numero"), r.text("emasNumb"), 40},
+                       {u8("Certificazione ISO 14000: data"), italianDate(r.text("iso14000")), 45}});
+        f.part = name;
+        f.index = name;
         frames->append(f);
     }
+    return true;
+}
+
+bool matFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
+{
+    AppContext ctx = contextOf(db);
+    if (!mat::present(ctx, saID))
+        return true;
+    const qsizetype first = frames->size();
+    for (const FieldFrame &g : fieldFrames(db, mat::schedaFields(), mat::load(ctx, saID)))
+        frames->append({u8("Scheda MAT - ") + g.title, packed(g.fields)});
+    markScheda(frames, first, u8("Scheda MAT"));
     return true;
 }
 
@@ -363,6 +436,8 @@ bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
     int number = 0;
     while (s.next()) {
         const Row r{s};
+        const qsizetype first = frames->size();
+        const QString name = u8("Scheda INT codice: ") + r.text("rifCod");
         FormFrame f{u8("Scheda INT - Totale rifiuti commercializzati ed intermediati senza detenzione"), {}};
         f.rows.append({{u8("n° progressivo Scheda INT"), QString::number(++number), 35},
                        {u8("Codice rifiuto:"), r.text("rifCod"), 25},
@@ -370,8 +445,10 @@ bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         appendPhysicalState(f, r);
         f.rows.append({{u8("Quantità complessivamente intermediata:"), r.qty("intQta", "intUmi"), 55}});
         frames->append(f);
-        if (!appendModules(ctx, modules, s.value(QStringLiteral("intID")).toLongLong(), r.text("rifCod"), frames))
+        if (!appendModules(ctx, modules, s.value(QStringLiteral("intID")).toLongLong(), r.text("rifCod"), name,
+                           frames))
             return false;
+        markScheda(frames, first, name);
     }
     return true;
 }
@@ -395,6 +472,7 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
     while (s.next()) {
         const Row r{s};
         const qint64 siID = s.value(QStringLiteral("siID")).toLongLong();
+        const qsizetype first = frames->size();
         frames->append({u8("Scheda IMB - Gestione rifiuti da imballaggio"),
                         {{heading("COMUNICAZIONE IMBALLAGGI")}, {heading("Sezione gestori rifiuti di imballaggio")}},
                         true});
@@ -430,8 +508,9 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         frames->append(ms);
 
         // a module names the code only: 150104 stays whole there
-        if (!appendModules(ctx, modules, siID, {}, frames))
+        if (!appendModules(ctx, modules, siID, {}, u8("Scheda IMB"), frames))
             return false;
+        markScheda(frames, first, u8("Scheda IMB"));
     }
     return true;
 }
@@ -481,6 +560,8 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         const Row r{s};
         const qint64 rifID = s.value(QStringLiteral("rifID")).toLongLong();
         const QString code = r.text("rifCod");
+        const qsizetype first = frames->size();
+        const QString name = u8("Scheda RIF codice: ") + code;
         FormFrame head{u8("Scheda RIF - Rifiuti"), {}};
         head.rows.append({{u8("n° progressivo Scheda RIF"), QString::number(++number), 35},
                           {u8("Codice rifiuto:"), code, 25},
@@ -501,8 +582,8 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         frames->append({u8("DESTINAZIONE DEL RIFIUTO"),
                         {{{u8("Rifiuto consegnato a terzi per operazioni di recupero o smaltimento"),
                            r.qty("qtaCons", "umiCons"), 55}},
-                         {heading("Rifiuto in giacenza presso il produttore al 31/12/aaaa in attesa di essere "
-                                  "conferito a terzi")},
+                         {heading(u8("Rifiuto in giacenza presso il produttore al 31/12/")
+                                  + QString::number(qorClass::Year) + u8(" in attesa di essere conferito a terzi"))},
                          {{u8("da avviare a recupero"), r.qty("qtaGiacRec", "umiGiacRec"), 55},
                           {u8("da avviare a smaltimento"), r.qty("qtaGiacSmalt", "umiGiacSmalt"), 55}}}});
         frames->append({u8("OPERAZIONI DI RECUPERO O SMALTIMENTO SVOLTE NELL'UNITA' LOCALE"),
@@ -511,8 +592,9 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                            75}}}});
 
         // RT (non-private first), DR, TE, MG, RE
-        if (!appendModules(ctx, modules, rifID, code, frames))
+        if (!appendModules(ctx, modules, rifID, code, name, frames))
             return false;
+        markScheda(frames, first, name);
     }
     return true;
 }

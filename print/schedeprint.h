@@ -18,6 +18,8 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 
 // The authorisations of scheda SA-AUT (order of suID).
 bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+// Scheda MAT: the secondary materials of the declaration, when it has any.
+bool matFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 // The schede INT (order of waste code, then key), each with its modules UO, UD.
 bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 

@@ -5,6 +5,7 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "verify/declaration.h"
+#include "verify/outcome.h"
 #include "verify/rules.h"
 
 #include <QSqlError>
@@ -65,8 +66,8 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             run.vehicleCodes.insert(q.value(0).toString());
     }
 
-    // The marks of a run go in one transaction (when the caller has none
-    // open): one write to disk instead of one per declaration. It is
+    // The marks and outcomes of a run go in one transaction (when the caller
+    // has none open): one write to disk instead of one per declaration. It is
     // committed however the run ends, so the marks of the declarations
     // checked before a stop or a failure are kept, as they would be one by one.
     struct Marks {
@@ -77,7 +78,17 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             if (own)
                 db.commit();
         }
-    } marks{db, markExportable && db.transaction()};
+    } marks{db, db.transaction()};
+    // the outcome of each declaration is kept for the list of declarations
+    if (!ensureOutcomeTable(db_)) {
+        failed_ = true;
+        report_.close();
+        return false;
+    }
+    OutcomeWriter outcomes(db);
+    if (!outcomes.isValid())
+        return fail(outcomes.error(), outcomes.sql());
+    const QDate today = QDate::currentDate();
     dbStatement mark;
     if (markExportable) {
         if (!db_.execute(QStringLiteral("UPDATE SezAnag SET saExp = 0"))) {
@@ -186,6 +197,12 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             report_.remark(OnlyAnagrafica, QStringLiteral("Scheda SA1"));
 
         const int level = report_.remarkLevel();
+        if (!outcomes.record(d.saID, level, today)) {
+            msg_.errorReport(QStringLiteral("Verifica dati inseriti"), 0, outcomes.error(), outcomes.sql());
+            failed_ = true;
+            report_.close();
+            return progress_.withErrors > 0;
+        }
         if (markExportable && level < 2) {
             mark.bindInt(0, d.saID);
             if (!mark.exec()) {

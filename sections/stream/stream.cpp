@@ -119,8 +119,8 @@ StreamSpec raeeSpec(int tipo)
              << qty("qtaRecEner", "umiRecEner", "Quantità avviata a recupero di energia", Summary)
              << qty("qtaSmalt", "umiSmalt", "Quantità avviata a smaltimento", Summary)
              << qty("qtaAppInt", "umiAppInt", "Apparecchiature intere avviate al reimpiego", Summary);
-    if (tipo == codes::RaeeTra)
-        materials(s.fields, codes::sectionMaterials(codes::MatKind::Raee));
+    // both kinds hand over secondary materials, in the same columns
+    materials(s.fields, codes::sectionMaterials(codes::MatKind::Raee));
     return s;
 }
 

@@ -160,13 +160,25 @@ QByteArray unescapeString(const QByteArray &s)
     return out;
 }
 
+} // namespace
+
 int pageCount(const QByteArray &doc)
 {
     const auto m = QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3)));
     return m.hasMatch() ? m.captured(1).toInt() : 0;
 }
 
-} // namespace
+QByteArray declarationPdf(const print::PageHeading &heading, const QList<print::FormFrame> &frames,
+                          const QDateTime &printed)
+{
+    QByteArray out;
+    QBuffer b(&out);
+    b.open(QIODevice::WriteOnly);
+    clsPDFCreator p;
+    print::setupDeclaration(p);
+    p.open(&b);
+    return print::writeDeclaration(p, heading, frames, printed) ? out : QByteArray();
+}
 
 QList<QByteArray> shownTexts(const QByteArray &doc, int page)
 {

@@ -3,6 +3,7 @@
 // streams out of it, check its cross-reference table and stream lengths, and
 // run the Debian PDF tools on it.
 
+#include "print/dichiarazione.h"
 #include "print/pdfcreator.h"
 
 #include <QByteArray>
@@ -31,6 +32,13 @@ QString structureFault(const QByteArray &doc);
 // on the page: each "Td" + "Tj" is measured with the widths of its font
 // (ascent 0.75, descent 0.2 of the size). Returns the first fault found.
 QString textOverlapFault(const QByteArray &doc);
+
+// Pages in the page tree.
+int pageCount(const QByteArray &doc);
+
+// A declaration of these frames, written in memory; empty when the writer failed.
+QByteArray declarationPdf(const print::PageHeading &heading, const QList<print::FormFrame> &frames,
+                          const QDateTime &printed = QDateTime::currentDateTime());
 
 // Every string shown with "Tj" on a page, unescaped (Windows-1252 bytes).
 QList<QByteArray> shownTexts(const QByteArray &doc, int page);

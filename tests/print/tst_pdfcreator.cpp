@@ -97,6 +97,7 @@ private Q_SLOTS:
     void misuseIsReported();
     void temporaryFileName();
     void checkedAndRenderedByPdfTools();
+    void informationStringsReadBack();
     void renderedPageMatchesReference();
 };
 
@@ -682,4 +683,43 @@ void TestPdfCreator::renderedPageMatchesReference()
 }
 
 QTEST_GUILESS_MAIN(TestPdfCreator)
+// Title and author are text strings: another reader must get back the very
+// characters, in PDF's own encoding where it has them, in UTF-16 otherwise.
+void TestPdfCreator::informationStringsReadBack()
+{
+    if (!haveTool(QStringLiteral("pdfinfo")))
+        QSKIP("poppler-utils not installed");
+    const struct {
+        QString text;
+        char form; // '(' PDF's own encoding, '<' UTF-16BE
+    } cases[] = {
+        {QStringLiteral("Dichiarazione \u20AC 1.000 \u201Cvirgolette\u201D \u2018s\u2019 \u2013\u2014\u2026\u2022 "
+                        "\u2122 \u0152\u0153 \u0160\u0161 \u017D\u017E \u0141\u0142 citt\u00E0 (prova) \\ \u00FF"),
+         '('},
+        {QStringLiteral("Dichiarazione \u20AC \u03A9 Ko\u010D \u017C (1)"), '<'},
+        {QStringLiteral("Ditta soft\u00ADhyphen"), '<'}, // PDF's encoding has nothing at 0xAD
+    };
+    QTemporaryDir dir;
+    for (const auto &c : cases) {
+        QCOMPARE(clsPDFCreator::textString(c.text).at(0), c.form);
+        const QString path = dir.filePath(QStringLiteral("info.pdf"));
+        clsPDFCreator p;
+        p.setTitle(c.text);
+        p.setAuthor(c.text + QStringLiteral(" autore"));
+        QVERIFY(p.open(path));
+        QVERIFY(p.finish());
+        int rc = -1;
+        QByteArray out;
+        QVERIFY(run(QStringLiteral("pdfinfo"), {QStringLiteral("-enc"), QStringLiteral("UTF-8"), path}, &rc, &out));
+        QCOMPARE(rc, 0);
+        const QString info = QString::fromUtf8(out);
+        const auto field = [&info](const char *name) {
+            const QRegularExpression re(QLatin1String("(^|\\n)") + QLatin1String(name) + QLatin1String(": *([^\\n]*)"));
+            return re.match(info).captured(2);
+        };
+        QCOMPARE(field("Title"), c.text);
+        QCOMPARE(field("Author"), c.text + QStringLiteral(" autore"));
+    }
+}
+
 #include "tst_pdfcreator.moc"

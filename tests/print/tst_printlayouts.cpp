@@ -15,6 +15,8 @@
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
+#include "verify/engine.h"
+#include "verify/outcome.h"
 
 #include <QBuffer>
 #include <QRegularExpression>
@@ -82,19 +84,7 @@ QStringList titlesOf(const QList<print::FormFrame> &frames)
 // A declaration of these frames, written in memory.
 QByteArray declaration(const QList<print::FormFrame> &frames)
 {
-    QByteArray out;
-    QBuffer b(&out);
-    b.open(QIODevice::WriteOnly);
-    clsPDFCreator p;
-    print::setupDeclaration(p);
-    p.open(&b);
-    print::writeDeclaration(p, QStringLiteral("Ditta"), frames, QDateTime::currentDateTime());
-    return out;
-}
-
-int pageCount(const QByteArray &doc)
-{
-    return QRegularExpression(QStringLiteral("/Count (\\d+)")).match(QString::fromLatin1(object(doc, 3))).captured(1).toInt();
+    return declarationPdf({QStringLiteral("Ditta"), {}}, frames);
 }
 
 } // namespace
@@ -106,6 +96,7 @@ private Q_SLOTS:
     void cleanupTestCase();
     void listReadsDeclarations();
     void listIsPaginatedWithoutOverlaps();
+    void listShowsLastVerification();
     void declarationPrintsAnagrafica();
     void declarationPrintsSchedeRif();
     void declarationPrintsSaAutAndInt();
@@ -189,17 +180,25 @@ void TestPrintLayouts::listReadsDeclarations()
     QList<print::ElencoRow> rows;
     QVERIFY(print::readElenco(*db_, 0, &rows));
     QCOMPARE(rows.size(), 63);
-    // order of tax code
-    QCOMPARE(rows.at(0).saID, first_);
-    QCOMPARE(rows.at(1).codFisc, QStringLiteral("09876543210"));
-    QCOMPARE(rows.at(2).saID, forli_);
-    QCOMPARE(rows.at(0).schede, QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE"));
-    QCOMPARE(rows.at(0).unita, QStringLiteral("Via dell'Artigianato, 12/bis - 47121"));
-    QCOMPARE(rows.at(0).comune, QStringLiteral("MILANO (MI)"));
-    QCOMPARE(rows.at(0).esportazione, QStringLiteral("non esportata"));
-    QCOMPARE(rows.at(1).schede, QStringLiteral("nessuna"));
-    QCOMPARE(rows.at(2).esportazione, QStringLiteral("n. 7 del 02/04/2019"));
-    QCOMPARE(rows.at(2).comune, QStringLiteral("FORLÌ (FC)"));
+    // order of company name, whatever its case: "Ditta 0" .. "Ditta 59", then the others
+    QCOMPARE(rows.at(0).ragSoc, QStringLiteral("Ditta 0"));
+    QCOMPARE(rows.at(60).codFisc, QStringLiteral("09876543210"));
+    QCOMPARE(rows.at(61).saID, forli_);
+    QCOMPARE(rows.at(62).saID, first_);
+    QCOMPARE(rows.at(62).schede, QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE"));
+    QCOMPARE(rows.at(62).unita, QStringLiteral("Via dell'Artigianato, 12/bis - 47121"));
+    QCOMPARE(rows.at(62).comune, QStringLiteral("MILANO (MI)"));
+    QCOMPARE(rows.at(62).esportazione, QStringLiteral("non esportata"));
+    QCOMPARE(rows.at(62).compilata, QStringLiteral("15/03/2019"));
+    QCOMPARE(rows.at(62).verifica, QStringLiteral("non verificata"));
+    QCOMPARE(rows.at(60).schede, QStringLiteral("nessuna"));
+    QCOMPARE(rows.at(61).esportazione, QStringLiteral("n. 7 del 02/04/2019"));
+    QCOMPARE(rows.at(61).comune, QStringLiteral("FORLÌ (FC)"));
+    // a lower-case name sorts among the others, not after them
+    const qint64 lower = addDeclaration(QStringLiteral("LLL00000001"), QStringLiteral("ditta 00"), 15, 146);
+    QVERIFY(print::readElenco(*db_, 0, &rows));
+    QCOMPARE(rows.at(1).saID, lower);
+    QVERIFY(db_->execute(QStringLiteral("DELETE FROM SezAnag WHERE (saID = ?)"), {lower}));
 
     const print::Chamber fc = print::chamberOf(*db_, QStringLiteral("fc"));
     QCOMPARE(fc.code, 40);
@@ -237,15 +236,19 @@ void TestPrintLayouts::listIsPaginatedWithoutOverlaps()
         QVERIFY(t.contains("Pagina " + QByteArray::number(p + 1) + " di 3"));
         QVERIFY(t.contains("Stampato il 06/05/2019 alle 07:08"));
     }
-    const QList<QByteArray> first = shownTexts(doc, 0);
+    const QList<QByteArray> last = shownTexts(doc, 2);
     // the long company name is wrapped, not cut: its pieces add up to the whole
     QByteArray name;
-    for (const QByteArray &t : first)
+    for (const QByteArray &t : last)
         if (name.isEmpty() ? t.startsWith(latin(QStringLiteral("Società"))) : !name.endsWith("lungo"))
             name += (name.isEmpty() ? "" : " ") + t;
-    QCOMPARE(name, latin(rows.at(0).ragSoc));
-    QVERIFY(anyContains(first, latin(QStringLiteral("FORLÌ (FC)"))));
-    QVERIFY(anyContains(first, "n. 7 del"));
+    QCOMPARE(name, latin(rows.at(62).ragSoc));
+    QVERIFY(anyContains(last, latin(QStringLiteral("FORLÌ (FC)"))));
+    QVERIFY(anyContains(last, "n. 7 del"));
+    for (const char *column : {"Compilata", "Verifica", "Esportazione"})
+        QVERIFY2(shownTexts(doc, 0).contains(column), column);
+    QVERIFY(last.contains("15/03/2019"));
+    QVERIFY(anyContains(last, "non verificata"));
     QVERIFY(shownTexts(doc, 2).contains("Totale dichiarazioni: 63"));
     QVERIFY(!anyContains(shownTexts(doc, 1), "Totale"));
 
@@ -262,13 +265,57 @@ void TestPrintLayouts::listIsPaginatedWithoutOverlaps()
     QVERIFY(shownTexts(empty, 0).contains("Pagina 1 di 1"));
 }
 
+// The list shows what the last verification of each declaration found, kept
+// apart from the declaration and gone with it; an archive without the table
+// gains it.
+void TestPrintLayouts::listShowsLastVerification()
+{
+    auto shown = [this](qint64 saID) {
+        QList<print::ElencoRow> rows;
+        if (!print::readElenco(*db_, 0, &rows))
+            return QStringLiteral("<lettura non riuscita>");
+        for (const print::ElencoRow &r : rows)
+            if (r.saID == saID)
+                return r.verifica;
+        return QStringLiteral("<assente>");
+    };
+    const QString today = QDate::currentDate().toString(QStringLiteral("dd/MM/yyyy"));
+    const qint64 sa = addDeclaration(QStringLiteral("VVV00000001"), QStringLiteral("Da verificare"), 40, 12);
+    QCOMPARE(shown(sa), QStringLiteral("non verificata"));
+    for (const bool forExport : {false, true}) {
+        verify::Engine engine(*db_, msg_);
+        QVERIFY(engine.openReport(dir_.filePath(QStringLiteral("verifica.txt"))));
+        engine.run(verify::Mode::Declaration, sa, true, forExport);
+        QVERIFY(!engine.failed());
+        const verify::Progress &p = engine.progress();
+        QCOMPARE(p.done, 1);
+        const QString outcome = p.withErrors     ? QStringLiteral("errori")
+                                : p.withRemarks  ? QStringLiteral("avvisi")
+                                                 : QStringLiteral("nessuna segnalazione");
+        QCOMPARE(shown(sa), outcome + QStringLiteral(" (") + today + u')');
+    }
+    // a later run replaces the outcome; every level has its words
+    QVERIFY(verify::recordOutcome(*db_, sa, 0, QDate(2019, 3, 4)));
+    QCOMPARE(shown(sa), QStringLiteral("nessuna segnalazione (04/03/2019)"));
+    QVERIFY(verify::recordOutcome(*db_, sa, 1, QDate(2019, 3, 5)));
+    QCOMPARE(shown(sa), QStringLiteral("avvisi (05/03/2019)"));
+
+    QVERIFY(db_->execute(QStringLiteral("DELETE FROM SezAnag WHERE (saID = ?)"), {sa}));
+    QCOMPARE(db_->scalar(QStringLiteral("SELECT COUNT(*) FROM VerEsito WHERE (saID = ?)"), {sa}).toInt(), 0);
+    QVERIFY(db_->execute(QStringLiteral("DROP TABLE VerEsito")));
+    QCOMPARE(shown(forli_), QStringLiteral("non verificata"));
+    QVERIFY(verify::recordOutcome(*db_, forli_, 2, QDate(2019, 3, 6)));
+    QCOMPARE(shown(forli_), QStringLiteral("errori (06/03/2019)"));
+    QVERIFY(db_->execute(QStringLiteral("DELETE FROM VerEsito")));
+}
+
 void TestPrintLayouts::declarationPrintsAnagrafica()
 {
     QList<print::FormFrame> frames;
-    QString company;
-    QVERIFY(!print::sa1Frames(*db_, 99999, &frames, &company));
-    QVERIFY(print::sa1Frames(*db_, forli_, &frames, &company));
-    QCOMPARE(company, QStringLiteral("Mario Rossi - C.F. RSSMRA80A01F205X"));
+    print::PageHeading heading;
+    QVERIFY(!print::sa1Frames(*db_, 99999, &frames, &heading));
+    QVERIFY(print::sa1Frames(*db_, forli_, &frames, &heading));
+    QCOMPARE(heading.company, QStringLiteral("Mario Rossi - C.F. RSSMRA80A01F205X"));
     QCOMPARE(frames.first().title, QStringLiteral("SA1 - Sezione anagrafica"));
 
     const QString path = dir_.filePath(QStringLiteral("dich.pdf"));
@@ -288,7 +335,7 @@ void TestPrintLayouts::declarationPrintsAnagrafica()
     QCOMPARE(print::printDichiarazione(*db_, 99999, path, &error), print::DeclarationResult::NotFound);
 
     // the declaration with every scheda lists them
-    QVERIFY(print::sa1Frames(*db_, first_, &frames, &company));
+    QVERIFY(print::sa1Frames(*db_, first_, &frames, &heading));
     QString schede;
     for (const print::FormFrame &f : frames)
         if (f.title == QStringLiteral("Schede presenti"))
@@ -327,14 +374,24 @@ void TestPrintLayouts::declarationPrintsSchedeRif()
     const QStringList scheda{QStringLiteral("Scheda RIF - Rifiuti"), QStringLiteral("ORIGINE DEL RIFIUTO"),
                              QStringLiteral("TRASPORTO DEL RIFIUTO"), QStringLiteral("DESTINAZIONE DEL RIFIUTO"),
                              QStringLiteral("OPERAZIONI DI RECUPERO O SMALTIMENTO SVOLTE NELL'UNITA' LOCALE")};
-    const QString rt = QStringLiteral("Modulo RT - Rifiuti ricevuti da terzi");
+    // a module is headed by its scheda, type and number within the scheda, as
+    // the verification report names it, then the title of its form
+    const QString paperModule = QStringLiteral("Scheda RIF codice: 150101 modulo ");
     const QStringList expected = scheda
-                                 + QStringList{rt, rt, QStringLiteral("Modulo TE - Rifiuti trasportati da terzi"),
-                                               QStringLiteral("Modulo MG - Operazioni di gestione rifiuti svolte "
-                                                              "nell'unità locale"),
-                                               QStringLiteral("Modulo RE - Rifiuti prodotti fuori dall'unità locale")}
-                                 + scheda + QStringList{rt};
+                                 + QStringList{paperModule + QStringLiteral("RT n. 1"), paperModule + QStringLiteral("RT n. 2"),
+                                               paperModule + QStringLiteral("TE n. 1"), paperModule + QStringLiteral("MG n. 1"),
+                                               paperModule + QStringLiteral("RE n. 1")}
+                                 + scheda + QStringList{QStringLiteral("Scheda RIF codice: 160601 modulo RT n. 1")};
     QCOMPARE(titles, expected);
+    QCOMPARE(outline(frames[5]).at(1).section(u':', 0, 0), QStringLiteral("Modulo RT - Rifiuti ricevuti da terzi"));
+    QCOMPARE(outline(frames[9]).at(1).section(u':', 0, 0),
+             QStringLiteral("Modulo RE - Rifiuti prodotti fuori dall'unità locale"));
+    // every frame of a scheda belongs to it, the first one opens its line in the index
+    QCOMPARE(frames[0].index, QStringLiteral("Scheda RIF codice: 150101"));
+    QCOMPARE(frames[3].part, QStringLiteral("Scheda RIF codice: 150101"));
+    QVERIFY(frames[3].index.isEmpty());
+    QCOMPARE(frames[7].part, frames[7].title);
+    QCOMPARE(frames[10].index, QStringLiteral("Scheda RIF codice: 160601"));
 
     QCOMPARE(field(frames[0], QStringLiteral("Codice rifiuto:")), QStringLiteral("150101"));
     QCOMPARE(field(frames[0], QStringLiteral("Liquido")), QStringLiteral("X"));
@@ -402,7 +459,7 @@ void TestPrintLayouts::declarationPrintsSaAutAndInt()
     QVERIFY(field(frames[0], QStringLiteral("Tipo di autorizzazione")).startsWith(QStringLiteral("Oper. di recupero")));
     QCOMPARE(field(frames[0], QStringLiteral("Recupero")), QStringLiteral("R1, R13"));   // short string: rest unticked
     QCOMPARE(field(frames[0], QStringLiteral("Smaltimento")), QStringLiteral("D15"));
-    QCOMPARE(field(frames[0], QStringLiteral("Incenerimento: capacità autorizzata")), QStringLiteral("150.000"));
+    QCOMPARE(field(frames[0], QStringLiteral("Incenerimento: capacità autorizzata")), QStringLiteral("150.000 t/anno"));
     QCOMPARE(field(frames[0], QStringLiteral("Coincenerimento: capacità autorizzata")), QStringLiteral("<assente>"));
     QCOMPARE(print::tickedOperations(QString(), {QStringLiteral("R1")}), QString());
     QCOMPARE(print::tickedOperations(QStringLiteral("01"), {QStringLiteral("R1"), QStringLiteral("R2"), QStringLiteral("R3")}),
@@ -414,9 +471,10 @@ void TestPrintLayouts::declarationPrintsSaAutAndInt()
     QCOMPARE(frames[0].title, QStringLiteral("Scheda INT - Totale rifiuti commercializzati ed intermediati senza detenzione"));
     QCOMPARE(field(frames[0], QStringLiteral("Quantità complessivamente intermediata:")), QStringLiteral("25.000,000 Kg"));
     QCOMPARE(field(frames[0], QStringLiteral("Altro")), QStringLiteral("X"));
-    QCOMPARE(frames[1].title, QStringLiteral("Modulo UO - Elenco Unità Locali di origine del rifiuto"));
+    QCOMPARE(frames[1].title, QStringLiteral("Scheda INT codice: 170405 modulo UO n. 1"));
     QCOMPARE(field(frames[1], QStringLiteral("Quantità acquisita nell'anno:")), QStringLiteral("0,025 t"));
-    QCOMPARE(frames[2].title, QStringLiteral("Modulo UD - Elenco unità locali di destinazione del rifiuto"));
+    QCOMPARE(frames[2].title, QStringLiteral("Scheda INT codice: 170405 modulo UD n. 1"));
+    QCOMPARE(frames[3].title, QStringLiteral("Scheda INT codice: 170405 modulo UD n. 2"));
     QCOMPARE(field(frames[3], QStringLiteral("n° progressivo Modulo UD")), QStringLiteral("2"));
     QCOMPARE(field(frames[3], QStringLiteral("Paese estero (se di destinazione non nazionale)")), QStringLiteral("AUSTRIA"));
 
@@ -449,8 +507,8 @@ void TestPrintLayouts::declarationPrintsImb()
                                   QStringLiteral("Rifiuto ricevuto da superficie pubblica"),
                                   QStringLiteral("Rifiuto prodotto nell'unità locale da trattamento imballaggi monomateriale"),
                                   QStringLiteral("Destinazione del rifiuto"), QStringLiteral("Materiali secondari"),
-                                  QStringLiteral("Modulo RT-IMB - Rifiuti di imballaggio ricevuti da terzi"),
-                                  QStringLiteral("Modulo DR-IMB - Rifiuti di imballaggio conferiti a terzi")}));
+                                  QStringLiteral("Scheda IMB codice rifiuto: 150104 modulo RT-IMB n. 1"),
+                                  QStringLiteral("Scheda IMB codice rifiuto: 150104 modulo DR-IMB n. 1")}));
     // 150104 prints split by metal, in the order the rows were entered
     QCOMPARE(frames[1].rows.size(), 2);
     QCOMPARE(frames[1].rows[0][0].value, QStringLiteral("150104-A"));
@@ -459,8 +517,9 @@ void TestPrintLayouts::declarationPrintsImb()
     QCOMPARE(frames[2].rows[0][0].value, QStringLiteral("191204"));
     QCOMPARE(frames[4].rows[1][1].caption, QStringLiteral("Legno"));
     QCOMPARE(frames[4].rows[1][1].value, QStringLiteral("3.000,000 Kg"));
-    QCOMPARE(frames[5].rows[0][0].caption, QStringLiteral("n° progressivo Modulo RT-IMB"));
-    QCOMPARE(frames[5].rows[0][2].value, QStringLiteral("da sup. pubblica"));
+    QCOMPARE(frames[5].rows[0][0].caption, QStringLiteral("Modulo RT-IMB - Rifiuti di imballaggio ricevuti da terzi"));
+    QCOMPARE(frames[5].rows[1][0].caption, QStringLiteral("n° progressivo Modulo RT-IMB"));
+    QCOMPARE(frames[5].rows[1][2].value, QStringLiteral("da sup. pubblica"));
     QCOMPARE(field(frames[5], QStringLiteral("Trattamento previsto:")), QStringLiteral("recupero di energia"));
     QCOMPARE(field(frames[5], QStringLiteral("Privati")), QStringLiteral("<assente>"));
     QCOMPARE(field(frames[6], QStringLiteral("Operazione")), QStringLiteral("R4"));
@@ -520,12 +579,15 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
     const QString vfuMg = QStringLiteral("Modulo MG-VEIC - Scheda AUT - Operazioni di gestione svolte nell'unità locale");
     const QStringList vfuFrames{QStringLiteral("Impianto autorizzato ai sensi del D.Lgs. 152/2006"),
                                 QStringLiteral("Destinazione del rifiuto"), QStringLiteral("RIEPILOGO ATTIVITA'")};
-    const QString rt = QStringLiteral("Modulo RT-VEIC - Rifiuti ricevuti da terzi");
+    const QString autModule = QStringLiteral("Scheda AUT codice rifiuto: ");
     const QStringList expected = QStringList{QStringLiteral("Scheda AUT - Autodemolizione")}
                  + QStringList{QStringLiteral("Rifiuti ricevuti da terzi"), QStringLiteral("Rifiuti prodotti dall'impianto")}
                  + vfuFrames + QStringList{QStringLiteral("Veicoli trattati"), QStringLiteral("Materiali secondari")}
-                 + QStringList{rt, rt, QStringLiteral("Modulo DR-VEIC - Rifiuti conferiti a terzi"),
-                               QStringLiteral("Modulo TE-VEIC - Rifiuti trasportati da terzi"), vfuMg,
+                 + QStringList{autModule + vehicles + QStringLiteral(" modulo RT-VEIC n. 1"),
+                               autModule + drained + QStringLiteral(" modulo RT-VEIC n. 1"),
+                               autModule + vehicles + QStringLiteral(" modulo DR-VEIC n. 1"),
+                               autModule + vehicles + QStringLiteral(" modulo TE-VEIC n. 1"),
+                               autModule + vehicles + QStringLiteral(" modulo MG-VEIC n. 1"),
                                QStringLiteral("Scheda FRA - Frantumazione")}
                  + vfuFrames + QStringList{QStringLiteral("Materiali secondari")};
     QCOMPARE(titlesOf(frames), expected);
@@ -557,7 +619,7 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
     QCOMPARE(field(frames[8], QStringLiteral("Quantità ricevuta nell'anno:")), QStringLiteral("4,000 t"));
     QCOMPARE(field(frames[8], QStringLiteral("Privati")), QStringLiteral("<assente>"));       // not on RT-VEIC
     QCOMPARE(field(frames[8], QStringLiteral("Paese estero:")), QString());   // an Italian one
-    QCOMPARE(field(frames[9], QStringLiteral("n° progressivo Modulo RT-VEIC")), QStringLiteral("2"));
+    QCOMPARE(field(frames[9], QStringLiteral("n° progressivo Modulo RT-VEIC")), QStringLiteral("1")); // by code
     QCOMPARE(field(frames[9], QStringLiteral("Codice rifiuto:")), drained);
     QCOMPARE(outline(frames[10]).last(), QStringLiteral("Operazioni di destinazione:|R4|4,000 t"));
     QCOMPARE(field(frames[10], QStringLiteral("Quantità a recupero di materia:")), QStringLiteral("4,000 t"));
@@ -566,7 +628,7 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
     QCOMPARE(field(frames[12], QStringLiteral("Tipologia impianto:")), QStringLiteral("Impianto per la messa in riserva (R13)"));
     const QString landfill = QStringLiteral("Deposito definitivo effettuato nell'unità locale (operazioni D1, D5, D12):");
     QCOMPARE(outline(frames[12]),
-             QStringList({QStringLiteral("|1|") + vehicles + QStringLiteral("|Impianto per la messa in riserva (R13)"),
+             QStringList({QString(), vfuMg + QStringLiteral(":|1|") + vehicles + QStringLiteral("|Impianto per la messa in riserva (R13)"),
                           QStringLiteral("Operazioni di recupero:|R13|1,500 Kg"),
                           QStringLiteral("Operazioni di smaltimento:"),
                           landfill + QStringLiteral("|0,100 Kg|rifiuti non pericolosi"),
@@ -584,9 +646,10 @@ void TestPrintLayouts::declarationPrintsVfuAndRaee()
     const QStringList raee = QStringList({QStringLiteral("Scheda TRA-RAEE - Impianti di trattamento"),
                           QStringLiteral("Rifiuti ricevuti da terzi"), QStringLiteral("Rifiuti consegnati a terzi")})
                  + raeeFrames
-                 + QStringList({QStringLiteral("Materiali secondari"), QStringLiteral("Modulo RT-RAEE - Rifiuti ricevuti da terzi"),
+                 + QStringList({QStringLiteral("Materiali secondari"),
+                                QStringLiteral("Scheda TRA-RAEE codice rifiuto: 200136 modulo RT-RAEE n. 1"),
                                 QStringLiteral("Scheda CR-RAEE - Centri di raccolta")})
-                 + raeeFrames;
+                 + raeeFrames + QStringList{QStringLiteral("Materiali secondari")};
     QCOMPARE(titlesOf(frames), raee);
     // the category as its text in the code list of the store
     QCOMPARE(field(frames[0], QStringLiteral("Categoria RAEE:")),
@@ -695,7 +758,7 @@ void TestPrintLayouts::tallFramesGoOnNextPages()
     clsPDFCreator pdf;
     print::setupDeclaration(pdf);
     QVERIFY(pdf.open(&buf));
-    QVERIFY(print::writeDeclaration(pdf, QStringLiteral("Ditta"), {small, tall, small}, QDateTime::currentDateTime()));
+    QVERIFY(print::writeDeclaration(pdf, {QStringLiteral("Ditta"), {}}, {small, tall, small}, QDateTime::currentDateTime()));
     QCOMPARE(structureFault(doc), QString());
     QCOMPARE(textOverlapFault(doc), QString());
     QCOMPARE(pageCount(doc), pdf.pageCount());
