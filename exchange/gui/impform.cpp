@@ -3,6 +3,7 @@
 #include "exchange/exportproc.h"
 #include "exchange/importer.h"
 #include "exchange/reader.h"
+#include "shell/gui/archivecopy.h"
 #include "shell/gui/connetti.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
@@ -244,6 +245,10 @@ bool ImpForm::checkSelected(const QString &path)
 void ImpForm::start()
 {
     if (running_ || checked_.isEmpty())
+        return;
+    // A damaged archive is refused; one that already holds declarations is
+    // offered a copy first.
+    if (!shellgui::readyForImport(this, ctx_))
         return;
     running_ = true;
     cancel_ = false;

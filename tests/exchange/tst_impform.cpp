@@ -144,10 +144,13 @@ private Q_SLOTS:
         QVERIFY(win.w.declarations()->currentId() > 0);
         QVERIFY(count(win.t.db, "Ditte") > companies);
 
-        // the same file again: every declaration is already there
+        // the same file again: every declaration is already there; the
+        // archive is no longer empty, so a copy is offered first (No)
         f->onDeclaration = {};
         typePath(*f, source_);
+        win.t.msg.clear();
         f->start();
+        QVERIFY(win.t.msg.texts().join(QLatin1Char('\n')).contains(QStringLiteral("vuoi salvare una copia dell'archivio")));
         QCOMPARE(f->importedLabel()->text(), QStringLiteral("0"));
         QCOMPARE(f->skippedLabel()->text(), QString::number(names_.size()));
         QCOMPARE(count(win.t.db, "SezAnag"), qint64(names_.size()));
