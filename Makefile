@@ -1,12 +1,13 @@
 # Qor 2019 — build, run and test on a Debian machine.
 #   make run    installs what is missing, builds, starts the program
 #   make test   installs what is missing, builds, runs the tests
+#   make package  builds the Debian package qor2019_*.deb
 
 BUILD    ?= build
 JOBS     ?= $(shell nproc 2>/dev/null || echo 2)
-PACKAGES := cmake make g++ qt6-base-dev libqt6sql6-sqlite libsqlite3-dev libqt6sql6-psql qpdf poppler-utils fonts-dejavu-core
+PACKAGES := cmake make g++ qt6-base-dev libqt6sql6-sqlite libsqlite3-dev libqt6sql6-psql qpdf poppler-utils fonts-dejavu-core qt6-translations-l10n
 
-.PHONY: all deps build run test test-pg bench clean
+.PHONY: all deps build run test test-pg bench package clean
 
 all: build
 
@@ -52,6 +53,10 @@ bench: build
 	$(BUILD)/bench/exchange_bench
 	$(BUILD)/bench/verify_bench
 	$(BUILD)/bench/store_bench 10000
+
+# The Debian package qor2019_*.deb, in the build folder.
+package: build
+	cd $(BUILD) && cpack -G DEB
 
 clean:
 	rm -rf $(BUILD)

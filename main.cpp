@@ -13,6 +13,7 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QHash>
+#include <QIcon>
 #include <QTimer>
 #include <cstdio>
 #include <exception>
@@ -50,7 +51,8 @@ const char *const helpText =
     "\n"
     "Variabili d'ambiente:\n"
     "  QOR_DATA     cartella dei dati (impostazioni qor2019.ini, database, rapporti)\n"
-    "  QOR_REFDATA  cartella dei file CSV dei dati di riferimento\n"
+    "  QOR_REFDATA  cartella dei file CSV dei dati di riferimento da usare al posto di\n"
+    "               quelli contenuti nel programma\n"
     "  QOR_DEV=1    modalità sviluppo (menu \"Sviluppo\")\n"
     "\n"
     "Codici di uscita: 0 operazione riuscita, 1 operazione rifiutata o non completata\n"
@@ -92,6 +94,8 @@ int runGui(int argc, char **argv)
     }
     QorApplication qa(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Qor 2019"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("qor2019"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/qor2019-48.png")));
     qorClass app;
     BoxMessages msg([&app] { return app.boxTitle(); });
     qa.msg = &msg;

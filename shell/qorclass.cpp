@@ -64,24 +64,31 @@ QString qorClass::logPath() const
     return dataFolder_ + QStringLiteral("qor") + QString::number(Year) + QStringLiteral(".log");
 }
 
+// The help page lies next to the executable in a build folder and under
+// share/ once installed; when neither is there, the first place is named.
 QString qorClass::helpFile() const
 {
-    if (QCoreApplication::instance()) {
-        const QString dir = QCoreApplication::applicationDirPath();
-        for (const QString &cand : {dir + QStringLiteral("/help/index.html"),
-                                    dir + QStringLiteral("/../share/qor2019/help/index.html")})
-            if (QFileInfo::exists(cand))
-                return QFileInfo(cand).absoluteFilePath();
-    }
-    return QStringLiteral(QOR_HELP_DIR) + QStringLiteral("/index.html");
+    const QString dir = QCoreApplication::instance() ? QCoreApplication::applicationDirPath()
+                                                     : QDir::currentPath();
+    const QStringList places = {dir + QStringLiteral("/help/index.html"),
+                                dir + QStringLiteral("/../share/qor2019/help/index.html")};
+    for (const QString &cand : places)
+        if (QFileInfo::exists(cand))
+            return QFileInfo(cand).absoluteFilePath();
+    return QDir::cleanPath(places.first());
 }
 
+// The reference tables travel inside the program (refdata/data, built in as
+// a resource); QOR_REFDATA names another folder of the same files.
 QString qorClass::refdataFolder()
 {
-    QString d = qEnvironmentVariable("QOR_REFDATA");
-    if (d.isEmpty())
-        d = QStringLiteral(QOR_REFDATA_DEFAULT);
-    return d;
+    const QString d = qEnvironmentVariable("QOR_REFDATA");
+    return d.isEmpty() ? builtinRefdataFolder() : d;
+}
+
+QString qorClass::builtinRefdataFolder()
+{
+    return QStringLiteral(":/refdata");
 }
 
 QString qorClass::boxTitle() const

@@ -35,6 +35,7 @@ public:
     QString logPath() const;           // data folder + "qor2019.log"
     QString helpFile() const;          // the installed HTML help page
     static QString refdataFolder();    // QOR_REFDATA or the built-in default
+    static QString builtinRefdataFolder(); // the copy built into the program
 
     // Message-box title: section "Qor", key "Box", default "Qor 2019".
     QString boxTitle() const;

@@ -5,11 +5,16 @@
 
 #include "refdata/template.h"
 #include "shell/dbclass.h"
+#include "shell/qorclass.h"
 #include "shell/schema/schema.h"
 
+#include <QCoreApplication>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QTest>
+
+#include <cstdio>
 
 inline QString freshPgStore(const QString &url, const QString &connection, const QString &version)
 {
@@ -23,7 +28,7 @@ inline QString freshPgStore(const QString &url, const QString &connection, const
         for (auto it = schema::tables().rbegin(); it != schema::tables().rend(); ++it)
             q.exec(QStringLiteral("DROP TABLE IF EXISTS %1 CASCADE").arg(it->name));
         const bool built = refdata::createSchema(db, &error)
-                           && refdata::loadReferenceData(db, qEnvironmentVariable("QOR_REFDATA"), &error)
+                           && refdata::loadReferenceData(db, qorClass::refdataFolder(), &error)
                            && refdata::seedCodRegCE(db, &error);
         if (built && !q.exec(QStringLiteral("INSERT INTO Config (CnfDbVer, CnfType) VALUES ('%1', 0)").arg(version)))
             error = q.lastError().text();
@@ -31,3 +36,17 @@ inline QString freshPgStore(const QString &url, const QString &connection, const
     dbClass::closeStore(connection);
     return error;
 }
+
+// The main of a PostgreSQL test: without a server in QOR_TEST_PG_URL the test
+// does not run and CTest counts it as skipped, not passed.
+#define QOR_PG_TEST_MAIN(TestObject)                                                  \
+    int main(int argc, char **argv)                                                   \
+    {                                                                                 \
+        if (qEnvironmentVariableIsEmpty("QOR_TEST_PG_URL")) {                         \
+            std::puts("QOR_TEST_PG_URL not set: no PostgreSQL server to test against"); \
+            return QOR_TEST_SKIP_CODE;                                                \
+        }                                                                             \
+        QCoreApplication app(argc, argv);                                             \
+        TestObject tc;                                                                \
+        return QTest::qExec(&tc, argc, argv);                                         \
+    }

@@ -26,7 +26,7 @@ struct TestDb {
         app = std::make_unique<qorClass>(dir.path());
         const QString path = dir.filePath(QStringLiteral("Qor2019.db"));
         QString error;
-        if (!refdata::createDatabase(path, qEnvironmentVariable("QOR_REFDATA"), &error)) {
+        if (!refdata::createDatabase(path, qorClass::refdataFolder(), &error)) {
             qWarning("%s", qPrintable(error));
             return false;
         }

@@ -18,7 +18,7 @@ struct TestDb {
     {
         path = folder + u'/' + name;
         QString error;
-        ok = refdata::createDatabase(path, qEnvironmentVariable("QOR_REFDATA"), &error);
+        ok = refdata::createDatabase(path, qorClass::refdataFolder(), &error);
         if (!ok)
             qWarning() << error;
         db.setCurrentPath(path);

@@ -152,5 +152,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(ExchangePostgres)
+QOR_PG_TEST_MAIN(ExchangePostgres)
 #include "tst_postgres.moc"

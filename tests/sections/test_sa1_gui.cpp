@@ -355,7 +355,7 @@ private Q_SLOTS:
     {
         const QString prev = t.dir.filePath(QStringLiteral("Qor2018.db"));
         QString error;
-        QVERIFY(refdata::createDatabase(prev, qEnvironmentVariable("QOR_REFDATA"), &error));
+        QVERIFY(refdata::createDatabase(prev, qorClass::refdataFolder(), &error));
         {
             QSqlError e;
             QVERIFY(dbClass::openStore(prev, QStringLiteral("seed"), false, &e));

@@ -54,5 +54,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPostgres)
+QOR_PG_TEST_MAIN(TestPostgres)
 #include "test_postgres.moc"

@@ -11,7 +11,7 @@ Fixture::Fixture()
     db = std::make_unique<dbClass>(*app, msg);
     const QString path = dir.filePath(QStringLiteral("t.db"));
     QString error;
-    if (!refdata::createDatabase(path, qEnvironmentVariable("QOR_REFDATA"), &error)) {
+    if (!refdata::createDatabase(path, qorClass::refdataFolder(), &error)) {
         qWarning("%s", qPrintable(error));
         return;
     }
