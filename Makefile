@@ -4,7 +4,7 @@
 
 BUILD    ?= build
 JOBS     ?= $(shell nproc 2>/dev/null || echo 2)
-PACKAGES := cmake make g++ qt6-base-dev libqt6sql6-sqlite libsqlite3-dev libqt6sql6-psql qpdf poppler-utils fonts-dejavu-core
+PACKAGES := cmake make g++ qt6-base-dev libqt6sql6-sqlite libsqlite3-dev libqt6sql6-psql qpdf poppler-utils fonts-dejavu-core qt6-translations-l10n
 
 .PHONY: all deps build run test test-pg bench clean
 

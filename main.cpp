@@ -9,6 +9,7 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/startup.h"
+#include "ui/desktop.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -88,6 +89,7 @@ int runGui(int argc, char **argv)
     }
     QorApplication qa(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Qor 2019"));
+    ui::installItalianTranslation(qa);
     qorClass app;
     BoxMessages msg([&app] { return app.boxTitle(); });
     qa.msg = &msg;

@@ -18,6 +18,7 @@ Q_SIGNALS:
     void declarationChosen(qint64 saID);   // a form moved to another declaration
     void openFormRequested(int number);    // a form asks for another form
     void sectionsChanged(qint64 saID);     // a scheda or module of a declaration was saved or removed
+    void printed(const QString &path);     // a print was written to this PDF file
 };
 
 } // namespace ui
