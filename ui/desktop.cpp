@@ -129,6 +129,9 @@ private:
         if (area.isValid() && !area.contains(r))
             return; // another screen or a smaller frame: the default size is safer
         QWidget *f = frame();
+        if (f->isMaximized())
+            return; // the program chose the whole room
+        w_->setProperty("geometryRestored", true);
         if (f->isWindow())
             f->setGeometry(r); // client area on screen
         else {

@@ -23,6 +23,7 @@
 #include <QScreen>
 #include <QShortcut>
 #include <QStatusBar>
+#include <QTimer>
 #include <QUrl>
 
 MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
@@ -77,6 +78,11 @@ MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
     if (const QScreen *sc = screen())
         size = size.boundedTo(sc->availableGeometry().size() * 0.95);
     resize(size);
+    // On a laptop screen the forms need all of it: the window takes the
+    // whole screen and the list stays narrow.
+    if (const QScreen *sc = screen(); sc && sc->availableGeometry().width() < 1600)
+        setWindowState(windowState() | Qt::WindowMaximized);
+    QTimer::singleShot(0, this, [this] { resizeDocks({dock_}, {280}, Qt::Horizontal); });
     ui::rememberGeometry(this, ctx_, QStringLiteral("Principale"));
 }
 
@@ -190,6 +196,8 @@ void MainWindow::showForm(int number)
     if (!w)
         return;
     ui::rememberGeometry(w, ctx_, QStringLiteral("Form%1").arg(number));
+    // The size the form asks for (its own resize, or what its content needs).
+    const QSize wanted = w->testAttribute(Qt::WA_Resized) ? w->size().expandedTo(w->sizeHint()) : QSize();
     w->setAttribute(Qt::WA_DeleteOnClose);
     QMdiSubWindow *sw = mdi_->addSubWindow(w);
     sw->setAttribute(Qt::WA_DeleteOnClose);
@@ -204,6 +212,8 @@ void MainWindow::showForm(int number)
             ctx_.app.currentForm = 0;
     });
     sw->show();
+    if (wanted.isValid() && !w->property("geometryRestored").toBool())
+        sw->resize(wanted + sw->size() - w->size());
     // A form larger than the free area starts fitted into it (it scrolls).
     const QSize room = mdi_->viewport()->size();
     if (sw->width() > room.width() || sw->height() > room.height()) {
