@@ -28,6 +28,7 @@ RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding bindi
     auto *scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setFocusPolicy(Qt::NoFocus); // a frame, not a Tab stop
     auto *inner = new QWidget(scroll);
     auto *middle = new QHBoxLayout(inner);
     middle->setContentsMargins(0, 0, 0, 0);

@@ -434,6 +434,21 @@ private Q_SLOTS:
         QVERIFY(closed > 10);
     }
 
+    void accessKeysWorkInsideTheMainWindow()
+    {
+        MainWindow main(*t.ctx);
+        QVERIFY(activate(&main));
+        main.openForm(Form::Rif);
+        auto *f = qobject_cast<wastegui::SchedaForm *>(main.mdi()->activeSubWindow()->widget());
+        QVERIFY(f && f->currentKey() > 0);
+        QVERIFY(focused() && f->isAncestorOf(focused()));
+        QTest::keyClick(focused(), Qt::Key_N, Qt::AltModifier); // "&Nuova scheda"
+        // Known fault: the Alt keys of the buttons of a form inside the main
+        // window do not reach them (they do in windows of their own).
+        QEXPECT_FAIL("", "access keys of the forms inside the main window", Continue);
+        QCOMPARE(f->currentKey(), 0);
+    }
+
     void escClosesAModuleButNotUnderAnOpenList()
     {
         std::unique_ptr<QWidget> w(wastegui::makeRifForm(*t.ctx, nullptr));
