@@ -3,7 +3,8 @@
 // visits every enabled input once, in the order of the form's field table,
 // and comes back where it started; no two things of a window answer the same
 // Alt key; Esc closes each form; Enter runs Verifica and Estrazione; the
-// record shortcuts work and are shown in the tooltips.
+// record shortcuts work and are shown in the tooltips. QOR_TAB_DUMP=1 lists
+// the stops of each walk.
 
 #include "../testdb.h"
 #include "exchange/demodata.h"
