@@ -9,6 +9,7 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/startup.h"
+#include "ui/desktop.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -96,6 +97,7 @@ int runGui(int argc, char **argv)
     QApplication::setApplicationName(QStringLiteral("Qor 2019"));
     QGuiApplication::setDesktopFileName(QStringLiteral("qor2019"));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/qor2019-48.png")));
+    ui::installItalianTranslation(qa);
     qorClass app;
     BoxMessages msg([&app] { return app.boxTitle(); });
     qa.msg = &msg;

@@ -19,6 +19,7 @@ Q_SIGNALS:
     void openFormRequested(int number);    // a form asks for another form
     void sectionsChanged(qint64 saID);     // a scheda or module of a declaration was saved or removed
     void declarationsChanged();            // many at once: an import, an export, a takeover
+    void printed(const QString &path);     // a print was written to this PDF file
 };
 
 } // namespace ui

@@ -229,15 +229,30 @@ void FieldForm::build()
             g->setColumnStretch(c, 1);
     outer->addStretch();
 
-    // Tab order follows the table.
+    // Tab order follows the table, through every part of a composite
+    // control (amount then unit, each option button): ordering the
+    // composites themselves lets Qt splice their parts into loops.
     QWidget *prev = nullptr;
     for (const Slot &s : std::as_const(slots_)) {
-        if (s.focus->focusPolicy() == Qt::NoFocus)
-            continue;
-        if (prev)
-            QWidget::setTabOrder(prev, s.focus);
-        prev = s.focus;
+        for (QWidget *part : tabStops(s.widget)) {
+            if (prev)
+                QWidget::setTabOrder(prev, part);
+            prev = part;
+        }
     }
+}
+
+QList<QWidget *> FieldForm::tabStops(QWidget *control)
+{
+    QList<QWidget *> stops;
+    auto take = [&stops](QWidget *w) {
+        if ((w->focusPolicy() & Qt::TabFocus) && !w->focusProxy())
+            stops << w;
+    };
+    take(control);
+    for (QWidget *w : control->findChildren<QWidget *>())
+        take(w);
+    return stops;
 }
 
 QWidget *FieldForm::control(const QString &name) const
@@ -258,6 +273,12 @@ void FieldForm::focusField(int position)
 
 void FieldForm::focusWidget(QWidget *w)
 {
+    // A field shown through another control (a list in place of a hidden
+    // box) or not usable now: the next stop of the Tab chain.
+    for (int guard = 0; w && guard < 200 && !(w->isVisibleTo(window()) && w->isEnabled()
+                                             && (w->focusPolicy() & Qt::TabFocus));
+         ++guard)
+        w = w->nextInFocusChain();
     if (!w)
         return;
     // A field on a tab page not shown: bring its page forward first.

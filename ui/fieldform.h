@@ -52,6 +52,9 @@ public:
     QGridLayout *groupGrid(const QString &group) const;
     QGroupBox *groupBox(const QString &group) const;
 
+    // The widgets of a control that Tab stops at, in their order.
+    static QList<QWidget *> tabStops(QWidget *control);
+
     // Runs the checks of the field that has the focus, as leaving it would.
     bool leaveCurrent();
 

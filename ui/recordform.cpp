@@ -2,11 +2,13 @@
 
 #include "shell/messages.h"
 #include "ui/controls.h"
+#include "ui/desktop.h"
 #include "ui/fieldform.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QShortcut>
@@ -26,6 +28,7 @@ RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding bindi
     auto *scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setFocusPolicy(Qt::NoFocus); // a frame, not a Tab stop
     auto *inner = new QWidget(scroll);
     auto *middle = new QHBoxLayout(inner);
     middle->setContentsMargins(0, 0, 0, 0);
@@ -77,21 +80,51 @@ RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding bindi
             close();
     });
     connect(fields_, &FieldForm::modifiedChanged, this, &RecordForm::updateState);
-    auto *sc = new QShortcut(QKeySequence::Save, this);
-    connect(sc, &QShortcut::activated, this, [this] {
-        if (save_->isEnabled())
-            save();
-    });
+    // The keyboard: Ctrl+S saves, Ctrl+N starts a new record, Esc closes,
+    // Ctrl+PgUp/PgDn (Ctrl+Home/End) move between the records.
+    addShortcut(save_, QKeySequence::Save, this);
+    addShortcut(new_, QKeySequence::New, this);
+    // Esc closes a record window of its own (a module); inside the main
+    // window the frame closes the active form.
+    escape_ = setEscapeButton(this, close_);
     if (nav_) {
-        for (auto [seq, step] : {std::pair{Qt::CTRL | Qt::Key_PageUp, -1}, {Qt::CTRL | Qt::Key_PageDown, 1}}) {
-            auto *s = new QShortcut(QKeySequence(seq), this);
-            const int d = step;
-            connect(s, &QShortcut::activated, this,
-                    [this, d] { moveTo(qBound(1, nav_->position() + d, qMax(1, nav_->count()))); });
-        }
+        auto move = [this](QKeySequence seq, std::function<int()> to) {
+            auto *s = new QShortcut(seq, this);
+            s->setContext(Qt::WidgetWithChildrenShortcut);
+            connect(s, &QShortcut::activated, this, [this, to] {
+                if (nav_->count() > 0)
+                    moveTo(qBound(1, to(), nav_->count()));
+            });
+        };
+        // On a new record the previous one is the last.
+        move(QKeySequence(Qt::CTRL | Qt::Key_PageUp),
+             [this] { return nav_->position() ? nav_->position() - 1 : nav_->count(); });
+        move(QKeySequence(Qt::CTRL | Qt::Key_PageDown), [this] { return nav_->position() + 1; });
+        move(QKeySequence(Qt::CTRL | Qt::Key_Home), [] { return 1; });
+        move(QKeySequence(Qt::CTRL | Qt::Key_End), [this] { return nav_->count(); });
     }
+    // The record keys win over the text keys of the fields (Ctrl+Home and
+    // Ctrl+End would move the cursor inside the text).
+    for (int p = 0; p < layout_.fields.size(); ++p)
+        if (QWidget *c = fields_->control(layout_.fields[p].name))
+            for (QWidget *w : FieldForm::tabStops(c))
+                w->installEventFilter(this);
     reloadKeys();
     updateState();
+}
+
+bool RecordForm::eventFilter(QObject *o, QEvent *e)
+{
+    if (e->type() == QEvent::ShortcutOverride && nav_) {
+        auto *k = static_cast<QKeyEvent *>(e);
+        if (k->modifiers() == Qt::ControlModifier
+            && (k->key() == Qt::Key_Home || k->key() == Qt::Key_End || k->key() == Qt::Key_PageUp
+                || k->key() == Qt::Key_PageDown)) {
+            e->ignore();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(o, e);
 }
 
 void RecordForm::showEvent(QShowEvent *e)
@@ -103,6 +136,7 @@ void RecordForm::showEvent(QShowEvent *e)
     // rows) explain their refusals as the fields do.
     for (LineEdit *l : findChildren<LineEdit *>())
         l->setMessages(&ctx_.msg);
+    escape_->setEnabled(isWindow());
     QWidget::showEvent(e);
 }
 

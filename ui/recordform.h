@@ -41,6 +41,7 @@
 #include <functional>
 
 class QPushButton;
+class QShortcut;
 class QHBoxLayout;
 class QVBoxLayout;
 
@@ -53,8 +54,8 @@ struct RecordLayout {
     QString title;                  // window title, e.g. "SA1 - Sezione anagrafica"
     QString navText = QStringLiteral("Scheda"); // navigator text: "Scheda RIF"
     QString newText = QStringLiteral("&Nuova scheda");
-    QString saveText = QStringLiteral("&Salva scheda");
-    QString deleteText = QStringLiteral("&Elimina scheda");
+    QString saveText = QStringLiteral("Sal&va scheda");
+    QString deleteText = QStringLiteral("Eli&mina scheda");
     QString closeText = QStringLiteral("&Chiudi");
     QString modifiedQuestion = QStringLiteral("Attenzione, scheda modificata, vuoi salvarla?");
     fields::Table fields;
@@ -122,6 +123,7 @@ Q_SIGNALS:
 protected:
     void closeEvent(QCloseEvent *e) override;
     void showEvent(QShowEvent *e) override;
+    bool eventFilter(QObject *o, QEvent *e) override;
 
 private:
     void updateState();
@@ -136,6 +138,7 @@ private:
     QVBoxLayout *side_, *header_;
     QVector<qint64> keys_;
     QList<QPushButton *> recordButtons_;
+    QShortcut *escape_ = nullptr;
     qint64 key_ = 0;
     bool forceModified_ = false;
 };

@@ -6,6 +6,7 @@
 #include "shell/qorclass.h"
 #include "ui/controls.h"
 #include "ui/events.h"
+#include "ui/desktop.h"
 
 #include <QApplication>
 #include <QFileDialog>
@@ -40,7 +41,7 @@ ExpForm::ExpForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
     l1->addWidget(t1);
     auto *sel = new QGroupBox(QStringLiteral("Selezione"), p1);
     auto *g = new QGridLayout(sel);
-    optSingle_ = new QRadioButton(QStringLiteral("&Singola dichiarazione da selezionare tramite il bottone 'Lista'"), sel);
+    optSingle_ = new QRadioButton(QStringLiteral("S&ingola dichiarazione da selezionare tramite il bottone 'Lista'"), sel);
     optMultiple_ = new QRadioButton(QStringLiteral("&Multipla: tutte le dichiarazioni destinate alla CCIAA di competenza"), sel);
     auto *lista = new QPushButton(QStringLiteral("&Lista"), sel);
     chosen_ = new QLineEdit(sel);
@@ -72,9 +73,8 @@ ExpForm::ExpForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
     optNew_->setChecked(true);
     l1->addWidget(inc);
     auto *b1 = new QHBoxLayout;
-    auto *procedi = new QPushButton(QStringLiteral("&Procedi"), p1);
+    auto *procedi = new QPushButton(QStringLiteral("P&rocedi"), p1);
     auto *close1 = new QPushButton(QStringLiteral("&Chiudi"), p1);
-    procedi->setDefault(true);
     b1->addStretch();
     b1->addWidget(procedi);
     b1->addWidget(close1);
@@ -129,6 +129,9 @@ ExpForm::ExpForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
     connect(back_, &QPushButton::clicked, this, &ExpForm::back);
     connect(extract_, &QPushButton::clicked, this, &ExpForm::estrai);
     connect(close2_, &QPushButton::clicked, this, &ExpForm::closeOrCancel);
+    // Enter runs the step shown.
+    ui::setDefaultButton(p1, procedi);
+    ui::setDefaultButton(p2, extract_);
 
     // The current declaration is proposed for the single mode.
     const qint64 cur = ctx_.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));

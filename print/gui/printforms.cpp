@@ -8,21 +8,33 @@
 #include "shell/gui/formregistry.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
+#include "ui/desktop.h"
+#include "ui/events.h"
 
 #include <QApplication>
-#include <QDesktopServices>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpressionValidator>
-#include <QUrl>
 #include <QVBoxLayout>
 
-std::function<void(const QString &path)> openPrintedFile = [](const QString &path) {
-    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
-};
+std::function<void(const QString &path)> openPrintedFile;
+
+namespace {
+
+// The main window shows where the file is; the viewer shows the file.
+void showPrinted(AppContext &ctx, const QString &path)
+{
+    Q_EMIT ui::Events::instance().printed(path);
+    if (openPrintedFile)
+        openPrintedFile(path);
+    else
+        ui::openInViewer(ctx.msg, path, QStringLiteral("la stampa"));
+}
+
+} // namespace
 
 bool printCurrentDeclaration(AppContext &ctx)
 {
@@ -44,7 +56,7 @@ bool printCurrentDeclaration(AppContext &ctx)
         ctx.msg.critical(QStringLiteral("Stampa non riuscita: ") + error);
         return false;
     }
-    openPrintedFile(path);
+    showPrinted(ctx, path);
     return true;
 }
 
@@ -68,7 +80,7 @@ PrintListForm::PrintListForm(AppContext &ctx, QWidget *parent) : QWidget(parent)
     row->addStretch();
     lay->addLayout(row);
     auto *buttons = new QHBoxLayout;
-    auto *stampa = new QPushButton(QStringLiteral("&Stampa"), this);
+    auto *stampa = new QPushButton(QStringLiteral("S&tampa"), this);
     auto *chiudi = new QPushButton(QStringLiteral("&Chiudi"), this);
     buttons->addStretch();
     buttons->addWidget(stampa);
@@ -114,7 +126,7 @@ bool PrintListForm::print()
         ctx_.msg.critical(QStringLiteral("Stampa non riuscita: ") + error);
         return false;
     }
-    openPrintedFile(path);
+    showPrinted(ctx_, path);
     return true;
 }
 

@@ -15,8 +15,8 @@ class QRadioButton;
 // Registers both commands in the form registry.
 void registerPrintForms();
 
-// Opens a produced file; the default shows it in the system's viewer.
-// Tests replace it.
+// Opens a produced file; when not set, the system's viewer shows it (and
+// the user is told when there is none). Tests set it.
 extern std::function<void(const QString &path)> openPrintedFile;
 
 // Prints the current declaration (settings "Qor", key "Sa1ID"); false

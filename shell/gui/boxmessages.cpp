@@ -3,19 +3,30 @@
 #include <QApplication>
 #include <QMessageBox>
 
+// A message stands over the window the user is working in: a module window
+// open over its scheda must not sink behind the main window.
+QWidget *BoxMessages::owner() const
+{
+    if (QWidget *w = QApplication::activeModalWidget())
+        return w;
+    if (QWidget *w = QApplication::activeWindow())
+        return w;
+    return parent_;
+}
+
 void BoxMessages::information(const QString &text, const QString &title)
 {
-    QMessageBox::information(parent_, titleOr(title), text);
+    QMessageBox::information(owner(), titleOr(title), text);
 }
 
 void BoxMessages::critical(const QString &text, const QString &title)
 {
-    QMessageBox::critical(parent_, titleOr(title), text);
+    QMessageBox::critical(owner(), titleOr(title), text);
 }
 
 bool BoxMessages::question(const QString &text, const QString &title)
 {
-    return QMessageBox::question(parent_, titleOr(title), text,
+    return QMessageBox::question(owner(), titleOr(title), text,
                                  QMessageBox::Yes | QMessageBox::No, QMessageBox::No)
            == QMessageBox::Yes;
 }

@@ -20,6 +20,7 @@ public:
     void beep() override;
 
 private:
+    QWidget *owner() const;
     QString titleOr(const QString &t) const { return t.isEmpty() ? title_() : t; }
     std::function<QString()> title_;
     QWidget *parent_;

@@ -50,7 +50,7 @@ Connetti::Connetti(AppContext &ctx, QWidget *parent) : QDialog(parent), ctx_(ctx
     grid->addWidget(b2, 1, 2);
     grid->addWidget(b3, 1, 3);
     auto *box = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    box->button(QDialogButtonBox::Ok)->setText(QStringLiteral("&Conferma"));
+    box->button(QDialogButtonBox::Ok)->setText(QStringLiteral("C&onferma"));
     box->button(QDialogButtonBox::Cancel)->setText(QStringLiteral("&Annulla"));
     grid->addWidget(box, 2, 0, 1, 4);
     connect(b1, &QPushButton::clicked, this, [this] { browse(false); });

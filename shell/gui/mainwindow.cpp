@@ -8,18 +8,23 @@
 #include "shell/gui/menutable.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
+#include "ui/desktop.h"
 #include "ui/events.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDesktopServices>
+#include <QDir>
 #include <QDockWidget>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenuBar>
+#include <QScreen>
+#include <QShortcut>
 #include <QStatusBar>
+#include <QTimer>
 #include <QUrl>
 
 MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
@@ -51,13 +56,36 @@ MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
     connect(&ui::Events::instance(), &ui::Events::declarationsChanged, list_, &DeclarationList::reload);
     connect(&ui::Events::instance(), &ui::Events::declarationChosen, list_, &DeclarationList::setCurrentId);
     connect(&ui::Events::instance(), &ui::Events::openFormRequested, this, &MainWindow::openForm);
+    connect(&ui::Events::instance(), &ui::Events::printed, this, [this](const QString &path) {
+        statusBar()->showMessage(QStringLiteral("Stampa salvata in: ") + QDir::toNativeSeparators(path));
+    });
+
+    // Esc closes the active form (which asks about unsaved changes).
+    auto *esc = new QShortcut(QKeySequence(Qt::Key_Escape), mdi_);
+    esc->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(esc, &QShortcut::activated, this, [this] {
+        if (ui::closePopup())
+            return;
+        if (QMdiSubWindow *sw = mdi_->activeSubWindow())
+            sw->close();
+    });
 
     status_ = new QLabel(this);
     statusBar()->addWidget(status_, 1);
     buildMenus();
     updateActions();
     updateStatus();
-    resize(1200, 800);
+    // The first time the window fills most of the screen, never more.
+    QSize size(1200, 800);
+    if (const QScreen *sc = screen())
+        size = size.boundedTo(sc->availableGeometry().size() * 0.95);
+    resize(size);
+    // On a laptop screen the forms need all of it: the window takes the
+    // whole screen and the list stays narrow.
+    if (const QScreen *sc = screen(); sc && sc->availableGeometry().width() < 1600)
+        setWindowState(windowState() | Qt::WindowMaximized);
+    QTimer::singleShot(0, this, [this] { resizeDocks({dock_}, {280}, Qt::Horizontal); });
+    ui::rememberGeometry(this, ctx_, QStringLiteral("Principale"));
 }
 
 void MainWindow::buildMenus()
@@ -169,6 +197,9 @@ void MainWindow::showForm(int number)
     QWidget *w = info.make(ctx_, nullptr);
     if (!w)
         return;
+    ui::rememberGeometry(w, ctx_, QStringLiteral("Form%1").arg(number));
+    // The size the form asks for (its own resize, or what its content needs).
+    const QSize wanted = w->testAttribute(Qt::WA_Resized) ? w->size().expandedTo(w->sizeHint()) : QSize();
     w->setAttribute(Qt::WA_DeleteOnClose);
     QMdiSubWindow *sw = mdi_->addSubWindow(w);
     sw->setAttribute(Qt::WA_DeleteOnClose);
@@ -183,6 +214,8 @@ void MainWindow::showForm(int number)
             ctx_.app.currentForm = 0;
     });
     sw->show();
+    if (wanted.isValid() && !w->property("geometryRestored").toBool())
+        sw->resize(wanted + sw->size() - w->size());
     // A form larger than the free area starts fitted into it (it scrolls).
     const QSize room = mdi_->viewport()->size();
     if (sw->width() > room.width() || sw->height() > room.height()) {
@@ -190,6 +223,14 @@ void MainWindow::showForm(int number)
         sw->move(0, 0);
     }
     mdi_->setActiveSubWindow(sw);
+    // The keyboard goes to the new form, on its first field unless the form
+    // put the cursor somewhere itself.
+    if (!sw->isAncestorOf(QApplication::focusWidget()))
+        for (QWidget *f = w->nextInFocusChain(); f && f != w; f = f->nextInFocusChain())
+            if (w->isAncestorOf(f) && f->isVisible() && f->isEnabled() && (f->focusPolicy() & Qt::TabFocus)) {
+                f->setFocus(Qt::TabFocusReason);
+                break;
+            }
 }
 
 void MainWindow::closeAllForms()

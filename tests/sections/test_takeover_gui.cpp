@@ -136,9 +136,9 @@ private Q_SLOTS:
         f.provinceFilter()->clear();
         QTest::keyClick(f.provinceFilter(), Qt::Key_Return);
 
-        QTest::keyClick(&f, Qt::Key_S, Qt::AltModifier);   // the structure
+        QTest::keyClick(&f, Qt::Key_H, Qt::AltModifier);   // the structure
         QTRY_VERIFY(f.structureBox()->isChecked());
-        QTest::keyClick(&f, Qt::Key_U, Qt::AltModifier);   // the user's data
+        QTest::keyClick(&f, Qt::Key_E, Qt::AltModifier);   // the user's data
         QTRY_VERIFY(f.setupBox()->isChecked());
         f.startButton()->click();
         QCOMPARE(f.statusLabel()->text(), s("Operazione terminata: riportati anche i dati dell'utente"));

@@ -4,11 +4,11 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "refdata/lookups.h"
+#include "ui/desktop.h"
 #include "verify/engine.h"
 
 #include <QCheckBox>
 #include <QCoreApplication>
-#include <QDesktopServices>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -16,7 +16,6 @@
 #include <QMdiSubWindow>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QUrl>
 #include <QVBoxLayout>
 
 namespace verify::gui {
@@ -58,6 +57,7 @@ VerificaForm::VerificaForm(AppContext &ctx, QWidget *parent) : QWidget(parent), 
     other_ = new QPushButton(QStringLiteral("Annulla"), this);
     connect(action_, &QPushButton::clicked, this, &VerificaForm::pressAction);
     connect(other_, &QPushButton::clicked, this, &VerificaForm::pressOther);
+    ui::setDefaultButton(this, action_);
 
     withRemarks_ = new QLabel(this);
     withoutRemarks_ = new QLabel(this);
@@ -95,7 +95,7 @@ void VerificaForm::pressAction()
     if (running_)
         return;
     if (anyRemark_ && action_->text() == QLatin1String("Visualizza errori")) {
-        QDesktopServices::openUrl(QUrl::fromLocalFile(ctx_.app.reportPath()));
+        ui::openInViewer(ctx_.msg, ctx_.app.reportPath(), QStringLiteral("il rapporto della verifica"));
         return;
     }
     startRun();

@@ -3,6 +3,7 @@
 #include "refdata/validators.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
+#include "ui/desktop.h"
 #include "ui/fieldform.h"
 
 #include <QCloseEvent>
@@ -26,7 +27,7 @@ Anagrafiche::Anagrafiche(AppContext &ctx, QWidget *parent, bool pickMode)
     toolbar_ = new QWidget(this);
     auto *tb = new QHBoxLayout(toolbar_);
     tb->setContentsMargins(0, 0, 0, 0);
-    auto *lab = new QLabel(QStringLiteral("C&erca:"), toolbar_);
+    auto *lab = new QLabel(QStringLiteral("Ce&rca:"), toolbar_);
     filter_ = new QLineEdit(toolbar_);
     filter_->setClearButtonEnabled(true);
     filter_->setPlaceholderText(QStringLiteral("ragione sociale o codice fiscale"));
@@ -69,8 +70,8 @@ Anagrafiche::Anagrafiche(AppContext &ctx, QWidget *parent, bool pickMode)
     pl->addWidget(edit_);
     auto *eb = new QHBoxLayout;
     eb->addStretch();
-    saveBtn_ = new QPushButton(QStringLiteral("&Salva"), panel_);
-    closeEditBtn_ = new QPushButton(QStringLiteral("Chiudi &modifica"), panel_);
+    saveBtn_ = new QPushButton(QStringLiteral("Sal&va"), panel_);
+    closeEditBtn_ = new QPushButton(QStringLiteral("Chiudi m&odifica"), panel_);
     closeEditBtn_->setProperty("causesValidation", false);
     saveBtn_->setAutoDefault(false);
     closeEditBtn_->setAutoDefault(false);
@@ -110,6 +111,7 @@ Anagrafiche::Anagrafiche(AppContext &ctx, QWidget *parent, bool pickMode)
         }
     });
     connect(saveBtn_, &QPushButton::clicked, this, &Anagrafiche::saveEdit);
+    ui::addShortcut(saveBtn_, QKeySequence::Save);
     connect(closeEditBtn_, &QPushButton::clicked, this, &Anagrafiche::closeEdit);
     connect(edit_, &ui::FieldForm::modifiedChanged, saveBtn_, &QPushButton::setEnabled);
 

@@ -4,6 +4,7 @@
 #include "sections/anag/setup.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
+#include "ui/desktop.h"
 #include "ui/fieldform.h"
 
 #include <QCheckBox>
@@ -34,7 +35,7 @@ Registra::Registra(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx
     outer->addWidget(import_);
     auto *bb = new QHBoxLayout;
     bb->addStretch();
-    saveBtn_ = new QPushButton(QStringLiteral("&Salva"), this);
+    saveBtn_ = new QPushButton(QStringLiteral("Sal&va"), this);
     closeBtn_ = new QPushButton(QStringLiteral("&Chiudi"), this);
     closeBtn_->setProperty("causesValidation", false);
     saveBtn_->setAutoDefault(false);
@@ -57,6 +58,7 @@ Registra::Registra(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx
     saveBtn_->setEnabled(false);
     connect(edit_, &ui::FieldForm::modifiedChanged, saveBtn_, &QPushButton::setEnabled);
     connect(saveBtn_, &QPushButton::clicked, this, &Registra::save);
+    ui::addShortcut(saveBtn_, QKeySequence::Save);
     connect(closeBtn_, &QPushButton::clicked, this, [this] {
         if (QWidget *w = parentWidget(); w && w->inherits("QMdiSubWindow"))
             w->close();

@@ -26,7 +26,7 @@ ui::RecordLayout sa1Layout()
     s.navText = QStringLiteral("Unità locale"); // the declarations of the same company
     s.listHeaders = {QStringLiteral("Dichiarazioni della ditta")};
     s.newText = QStringLiteral("Nuova &dichiarazione");
-    s.saveText = QStringLiteral("&Salva");
+    s.saveText = QStringLiteral("Sal&va");
     s.deleteText = QStringLiteral("&Elimina dichiarazione");
     s.modifiedQuestion = QStringLiteral("Attenzione dati cambiati, vuoi salvarli?");
     s.fields = sa1::fieldTable();
@@ -69,18 +69,33 @@ Sa1Form::Sa1Form(AppContext &ctx, QWidget *parent)
     pick->setToolTip(QStringLiteral("Sceglie la ditta dall'archivio delle anagrafiche (F3)"));
     fields()->groupGrid(QStringLiteral("Dichiarante"))->addWidget(pick, 1, 2, 1, 2, Qt::AlignLeft);
     connect(pick, &QPushButton::clicked, this, &Sa1Form::chooseCompany);
-    connect(new QShortcut(QKeySequence(Qt::Key_F3), this), &QShortcut::activated, this, &Sa1Form::chooseCompany);
+    auto *f3 = new QShortcut(QKeySequence(Qt::Key_F3), this);
+    f3->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(f3, &QShortcut::activated, this, &Sa1Form::chooseCompany);
 
-    auto *copy = new QLabel(QStringLiteral("<a href=\"copia\">Copia informazioni Unità locale</a>"), this);
-    copy->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
-    copy->setFocusPolicy(Qt::NoFocus);
+    // A link to look at, a button to the keyboard: Tab reaches it after the
+    // registered office's fields, Space or Enter follows it.
+    auto *copy = new QPushButton(QStringLiteral("Copia informazioni Unità locale"), this);
+    copy->setObjectName(QStringLiteral("copiaUnitaLocale"));
+    copy->setFlat(true);
+    copy->setAutoDefault(false);
+    copy->setCursor(Qt::PointingHandCursor);
+    copy->setStyleSheet(QStringLiteral("QPushButton { color: palette(link); text-decoration: underline; border: none; "
+                                       "padding: 2px; } QPushButton:focus { border: 1px dotted palette(text); }"));
     copy->setToolTip(QStringLiteral("Copia comune, via, civico, C.A.P. e telefono dell'unità locale (Ctrl+U)"));
     fields()->groupGrid(QStringLiteral("Sede legale"))->addWidget(copy, 2, 4, 1, 2, Qt::AlignRight);
-    connect(copy, &QLabel::linkActivated, this, &Sa1Form::copyLocalUnit);
-    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_U), this), &QShortcut::activated, this,
-            &Sa1Form::copyLocalUnit);
+    connect(copy, &QPushButton::clicked, this, &Sa1Form::copyLocalUnit);
+    auto *ctrlU = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_U), this);
+    ctrlU->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(ctrlU, &QShortcut::activated, this, &Sa1Form::copyLocalUnit);
+    QWidget *lastOffice = nullptr;
+    for (const fields::Field &f : fields()->table())
+        if (f.group == QLatin1String("Sede legale") && !ui::FieldForm::tabStops(fields()->control(f.name)).isEmpty())
+            lastOffice = ui::FieldForm::tabStops(fields()->control(f.name)).last();
+    if (lastOffice)
+        QWidget::setTabOrder(lastOffice, copy);
 
-    auto *unit = new QPushButton(QStringLiteral("Nuova &unità locale"), this);
+    auto *unit = new QPushButton(QStringLiteral("Nuova u&nità locale"), this);
     unit->setProperty("causesValidation", false);
     unit->setAutoDefault(false);
     buttonRow()->insertWidget(buttonRow()->indexOf(newButton()) + 1, unit);

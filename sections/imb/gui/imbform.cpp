@@ -6,6 +6,7 @@
 #include "sections/rif/scheda.h"
 #include "shell/messages.h"
 #include "shell/qty.h"
+#include "ui/desktop.h"
 #include "ui/controls.h"
 #include "ui/events.h"
 #include "ui/recordform.h"
@@ -76,6 +77,8 @@ void WasteGrid::setLine(int line, const imb::Row &r)
     qta->setText(Qty::fromMilli(r.qta).format(3));
     if (!cellWidget(line, ColUnit)) {
         auto *u = new ui::ComboKgt(this);
+        // The grid keeps the keyboard: K, T or F4 on the unit cell choose.
+        u->setFocusPolicy(Qt::NoFocus);
         connect(u, &QComboBox::currentIndexChanged, this, [this] {
             if (!filling_)
                 Q_EMIT edited();
@@ -207,8 +210,33 @@ QString WasteGrid::statusText() const
     return QStringLiteral("Inserire codice rifiuto o tasto <INS> per lista rifiuti");
 }
 
+bool WasteGrid::focusNextPrevChild(bool next)
+{
+    // Tab moves from cell to cell; past the last cell (Shift+Tab: before the
+    // first) it goes on to the next field instead of starting over.
+    const QModelIndex c = currentIndex();
+    const bool atEdge = !c.isValid()
+                        || (next ? c.row() == rowCount() - 1 && c.column() == columnCount() - 1
+                                 : c.row() == 0 && c.column() == 0);
+    if (atEdge && state() != QAbstractItemView::EditingState)
+        return QWidget::focusNextPrevChild(next);
+    return QTableWidget::focusNextPrevChild(next);
+}
+
 void WasteGrid::keyPressEvent(QKeyEvent *e)
 {
+    if (currentColumn() == ColUnit && e->modifiers() == Qt::NoModifier) {
+        if (auto *u = qobject_cast<ui::ComboKgt *>(cellWidget(currentRow(), ColUnit))) {
+            if (e->key() == Qt::Key_K || e->key() == Qt::Key_T) {
+                u->setCode(e->key() == Qt::Key_K ? 1 : 2);
+                return;
+            }
+            if (e->key() == Qt::Key_F4 || e->key() == Qt::Key_Space) {
+                u->showPopup();
+                return;
+            }
+        }
+    }
     if (e->key() == Qt::Key_Insert) {
         pickCode();
         return;
@@ -308,8 +336,8 @@ ImbForm::ImbForm(AppContext &ctx, qint64 saID, QWidget *parent)
     });
 
     auto *buttons = new QHBoxLayout;
-    save_ = new QPushButton(QStringLiteral("&Salva scheda"), this);
-    delete_ = new QPushButton(QStringLiteral("&Elimina scheda"), this);
+    save_ = new QPushButton(QStringLiteral("Sal&va scheda"), this);
+    delete_ = new QPushButton(QStringLiteral("Eli&mina scheda"), this);
     close_ = new QPushButton(QStringLiteral("&Chiudi"), this);
     buttons->addWidget(save_);
     buttons->addWidget(delete_);
@@ -321,6 +349,7 @@ ImbForm::ImbForm(AppContext &ctx, qint64 saID, QWidget *parent)
     status_->setFrameShape(QFrame::StyledPanel);
     outer->addWidget(status_);
     connect(save_, &QPushButton::clicked, this, &ImbForm::save);
+    ui::addShortcut(save_, QKeySequence::Save);
     connect(delete_, &QPushButton::clicked, this, &ImbForm::removeScheda);
     connect(close_, &QPushButton::clicked, this, &QWidget::close);
 
@@ -402,7 +431,6 @@ QWidget *ImbForm::openModules(int tipoMod, int choice)
         return nullptr;
     const imb::Attachable &a = codesFound[choice];
     auto *f = new wastegui::ModuleForm(ctx_, m, siID_, a.rifCod, nullptr, a.attachment());
-    f->setAttribute(Qt::WA_DeleteOnClose);
     f->setWindowTitle(m.title + QStringLiteral(" - ") + a.label);
     const qint64 saID = saID_;
     auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
@@ -420,7 +448,7 @@ QWidget *ImbForm::openModules(int tipoMod, int choice)
         });
     }
     connect(f, &ui::RecordForm::removed, this, changed);
-    f->show();
+    wastegui::showModuleWindow(ctx_, this, f, m.code);
     return f;
 }
 

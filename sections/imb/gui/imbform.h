@@ -45,6 +45,7 @@ Q_SIGNALS:
 
 protected:
     void keyPressEvent(QKeyEvent *e) override;
+    bool focusNextPrevChild(bool next) override;
 
 private:
     void addPlaceholder();

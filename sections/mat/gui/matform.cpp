@@ -3,6 +3,7 @@
 #include "sections/mat/mat.h"
 #include "sections/rif/gui/formkit.h"
 #include "shell/messages.h"
+#include "ui/desktop.h"
 #include "ui/fieldform.h"
 
 #include <QCloseEvent>
@@ -34,8 +35,8 @@ MatForm::MatForm(AppContext &ctx, qint64 saID, QWidget *parent) : QWidget(parent
     ff_ = new ui::FieldForm(ctx, twoColumns(), this);
     outer->addWidget(ff_, 1);
     auto *buttons = new QHBoxLayout;
-    save_ = new QPushButton(QStringLiteral("&Salva scheda"), this);
-    delete_ = new QPushButton(QStringLiteral("&Elimina scheda"), this);
+    save_ = new QPushButton(QStringLiteral("Sal&va scheda"), this);
+    delete_ = new QPushButton(QStringLiteral("Eli&mina scheda"), this);
     close_ = new QPushButton(QStringLiteral("&Chiudi"), this);
     buttons->addWidget(save_);
     buttons->addWidget(delete_);
@@ -44,6 +45,7 @@ MatForm::MatForm(AppContext &ctx, qint64 saID, QWidget *parent) : QWidget(parent
     outer->addLayout(buttons);
     connect(ff_, &ui::FieldForm::modifiedChanged, save_, &QPushButton::setEnabled);
     connect(save_, &QPushButton::clicked, this, &MatForm::save);
+    ui::addShortcut(save_, QKeySequence::Save);
     connect(delete_, &QPushButton::clicked, this, &MatForm::removeScheda);
     connect(close_, &QPushButton::clicked, this, &QWidget::close);
     load();

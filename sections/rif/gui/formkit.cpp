@@ -2,13 +2,16 @@
 
 #include "shell/qorclass.h"
 #include "ui/controls.h"
+#include "ui/desktop.h"
 #include "ui/events.h"
 #include "ui/fieldform.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QGridLayout>
 #include <QHash>
 #include <QLabel>
+#include <QPointer>
 
 namespace wastegui {
 
@@ -78,6 +81,29 @@ void setFieldValues(ui::RecordForm *form, const fields::Record &values)
     const bool was = form->fields()->isModified();
     form->fields()->setRecord(r);
     form->fields()->setModified(was || !values.isEmpty());
+}
+
+void showModuleWindow(AppContext &ctx, QWidget *scheda, ui::RecordForm *module, const QString &code)
+{
+    QWidget *had = QApplication::focusWidget();
+    QPointer<QWidget> back = had && scheda->isAncestorOf(had) ? had : nullptr;
+    module->setParent(scheda, Qt::Window);
+    module->setAttribute(Qt::WA_DeleteOnClose);
+    module->setWindowModality(Qt::ApplicationModal);
+    ui::rememberGeometry(module, ctx, QStringLiteral("Modulo") + code);
+    QPointer<QWidget> form = scheda;
+    QObject::connect(module, &QObject::destroyed, scheda, [form, back] {
+        if (!form)
+            return;
+        form->activateWindow();
+        if (back)
+            back->setFocus(Qt::OtherFocusReason);
+        else if (auto *r = qobject_cast<ui::RecordForm *>(form.data()))
+            r->fields()->focusField(0);
+        else
+            form->setFocus(Qt::OtherFocusReason);
+    });
+    module->show();
 }
 
 qint64 currentDeclaration(AppContext &ctx)

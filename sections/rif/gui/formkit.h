@@ -31,6 +31,11 @@ void syncList(ui::RecordForm *form, QComboBox *list, const QString &name);
 // Sets one field of the form's record and marks the form changed.
 void setFieldValues(ui::RecordForm *form, const fields::Record &values);
 
+// Shows a module form as a window of its own over its scheda: modal, so it
+// stays in front of the main window and of the messages' owner, its place
+// remembered; when it closes the cursor goes back where it was in the scheda.
+void showModuleWindow(AppContext &ctx, QWidget *scheda, ui::RecordForm *module, const QString &code);
+
 // The current declaration (the one the SA1 form remembers).
 qint64 currentDeclaration(AppContext &ctx);
 

@@ -145,8 +145,8 @@ ui::RecordLayout moduleLayout(const waste::ModuleKind &m)
     s.title = m.title;
     s.navText = QStringLiteral("Modulo");
     s.newText = QStringLiteral("&Nuovo modulo");
-    s.saveText = QStringLiteral("&Salva modulo");
-    s.deleteText = QStringLiteral("&Elimina modulo");
+    s.saveText = QStringLiteral("Sal&va modulo");
+    s.deleteText = QStringLiteral("Eli&mina modulo");
     QSet<QString> lists = {QStringLiteral("nazID")};
     if (m.operations)
         lists << QStringLiteral("Privati");
@@ -302,7 +302,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
         const QString dep = m.fields[fields::position(m.fields, QStringLiteral("qtaDep"))].group;
         const QString dep191 = m.fields[fields::position(m.fields, QStringLiteral("qta191"))].group;
         const Tab tabs[] = {{"&Recupero", codes::GridRecupero, {}},
-                            {"S&maltimento", codes::GridSmaltimento, dep},
+                            {"&Smaltimento", codes::GridSmaltimento, dep},
                             {"Smaltimento art. &191", codes::GridSmaltimento191, dep191},
                             {"&Giacenza al 31/12", 0, QStringLiteral("Giacenza al 31/12")}};
         for (const Tab &t : tabs) {
@@ -680,6 +680,14 @@ QPushButton *SchedaForm::moduleButton(const QString &code) const
     return nullptr;
 }
 
+QVector<const waste::ModuleKind *> SchedaForm::moduleKinds() const
+{
+    QVector<const waste::ModuleKind *> kinds;
+    for (const auto &[b, kind] : buttons_)
+        kinds << kind;
+    return kinds;
+}
+
 void SchedaForm::refreshHead()
 {
     desc_->setText(waste::wasteDescription(ctx_, fields()->record().value(QStringLiteral("rifCod")).toString()));
@@ -702,14 +710,7 @@ ModuleForm *SchedaForm::openModule(const waste::ModuleKind &m)
     auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
     connect(f, &RecordForm::saved, this, changed);
     connect(f, &RecordForm::removed, this, changed);
-    f->setWindowFlag(Qt::Window);
-    f->setAttribute(Qt::WA_DeleteOnClose);
-    f->setWindowModality(Qt::ApplicationModal);
-    connect(f, &QObject::destroyed, this, [this] {
-        activateWindow();
-        fields()->focusField(0);
-    });
-    f->show();
+    showModuleWindow(ctx_, this, f, m.code);
     return f;
 }
 
@@ -749,7 +750,7 @@ QWidget *makeRifForm(AppContext &ctx, QWidget *parent)
     const QString origine = QStringLiteral("ORIGINE DEL RIFIUTO");
     const QVector<ModuleButton> buttons = {
         {QStringLiteral("Moduli R&T"), &rif::module(codes::RT), QStringLiteral("qtaTerzi"), {}, {}},
-        {QStringLiteral("Moduli R&E"), &rif::module(codes::RE), QStringLiteral("qtaFuori"), {}, {}},
+        {QStringLiteral("Moduli &RE"), &rif::module(codes::RE), QStringLiteral("qtaFuori"), {}, {}},
         {QStringLiteral("Moduli T&E"), &rif::module(codes::TE), {}, QStringLiteral("TRASPORTO DEL RIFIUTO"),
          QStringLiteral("Rifiuto trasportato da terzi")},
         {QStringLiteral("Moduli &DR"), &rif::module(codes::DR), QStringLiteral("qtaCons"), {}, {}},
@@ -762,7 +763,7 @@ QWidget *makeRifForm(AppContext &ctx, QWidget *parent)
 QWidget *makeIntForm(AppContext &ctx, QWidget *parent)
 {
     const QVector<ModuleButton> buttons = {
-        {QStringLiteral("Moduli &UO"), &intsec::module(codes::UO), QStringLiteral("intQta"), {}, {}},
+        {QStringLiteral("Moduli U&O"), &intsec::module(codes::UO), QStringLiteral("intQta"), {}, {}},
         {QStringLiteral("Moduli U&D"), &intsec::module(codes::UD), {}, {}, {}},
     };
     return new SchedaForm(ctx, intsec::scheda(), buttons, parent);

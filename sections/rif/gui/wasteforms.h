@@ -79,6 +79,8 @@ public:
     // scheda is not saved). The form is a window of its own over this one.
     ModuleForm *openModule(const waste::ModuleKind &m);
     QPushButton *moduleButton(const QString &code) const;
+    // The module types of the scheda, in the order of their buttons.
+    QVector<const waste::ModuleKind *> moduleKinds() const;
     QLabel *description() const { return desc_; }
     void openSchedaList();
     void openWasteTable();

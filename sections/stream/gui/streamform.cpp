@@ -190,13 +190,12 @@ QWidget *StreamForm::openModules(int tipoMod, int choice)
         return nullptr;
     auto *f = new wastegui::ModuleForm(ctx_, m, currentKey(), found[choice].rifCod, nullptr,
                                        {{QStringLiteral("rifCod"), found[choice].rifCod}});
-    f->setAttribute(Qt::WA_DeleteOnClose);
     f->setWindowTitle(m.title + QStringLiteral(" - ") + found[choice].label);
     const qint64 saID = saID_;
     auto changed = [saID] { Q_EMIT ui::Events::instance().sectionsChanged(saID); };
     connect(f, &RecordForm::saved, this, changed);
     connect(f, &RecordForm::removed, this, changed);
-    f->show();
+    wastegui::showModuleWindow(ctx_, this, f, m.code);
     return f;
 }
 

@@ -110,10 +110,10 @@ RiportaForm::RiportaForm(AppContext &ctx, QWidget *parent) : QWidget(parent), ct
     // ---- what to take over ----
     auto *what = new QGroupBox(QStringLiteral("Da riportare, oltre a ditta e anagrafica della dichiarazione"), this);
     auto *wl = new QVBoxLayout(what);
-    structure_ = new QCheckBox(QStringLiteral("anche la &struttura delle schede"), what);
+    structure_ = new QCheckBox(QStringLiteral("anche la struttura delle sc&hede"), what);
     structure_->setToolTip(QStringLiteral("Schede con codice rifiuto, stato fisico, moduli e soggetti; "
                                           "tutte le quantità vuote"));
-    setup_ = new QCheckBox(QStringLiteral("i dati dell'&utente (Registra utente)"), what);
+    setup_ = new QCheckBox(QStringLiteral("i dati dell'ut&ente (Registra utente)"), what);
     wl->addWidget(structure_);
     wl->addWidget(setup_);
     outer->addWidget(what);
