@@ -241,6 +241,15 @@ bool dbClass::connect()
 
     if (dbVersion_ < schema::dbVersion())
         stampVersion();
+    {
+        // A database made before an index was added gets it now; one that
+        // cannot take it (locked, read only) still works, only slower.
+        QSqlQuery q(current());
+        for (const schema::Table &t : schema::tables())
+            if (!t.reference)
+                for (const QString &sql : schema::indexStatements(t, true))
+                    q.exec(sql);
+    }
     return true;
 }
 
