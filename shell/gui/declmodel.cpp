@@ -8,9 +8,15 @@
 namespace {
 const char *const kHeaders[] = {"Dichiarazione", "Codice fiscale", "Prov.", "Esportata"};
 
-// The searched columns: a declaration is shown when one of them contains the text.
-const char *const kSearched[] = {"SezAnag.RagSoc", "SezAnag.CodFisc", "SezAnag.Via", "SezAnag.Civico",
-                                 "Comuni.comDesc"};
+// The searched texts: the label of the list (as DeclarationList::label makes
+// it) and the tax code.
+const char *const kSearched[] = {
+    "COALESCE(SezAnag.RagSoc, '') || ' - U. L.: ' || COALESCE(SezAnag.Via, '') || "
+    "CASE WHEN COALESCE(SezAnag.Civico, '') = '' THEN '' WHEN COALESCE(SezAnag.Via, '') = '' "
+    "THEN SezAnag.Civico ELSE ' ' || SezAnag.Civico END || "
+    "CASE WHEN COALESCE(Comuni.comDesc, '') = '' THEN '' WHEN COALESCE(SezAnag.Via, '') = '' "
+    "AND COALESCE(SezAnag.Civico, '') = '' THEN Comuni.comDesc ELSE ', ' || Comuni.comDesc END",
+    "SezAnag.CodFisc"};
 
 QString likePattern(const QString &text)
 {

@@ -19,9 +19,8 @@ public:
 
     explicit DeclarationModel(dbClass &db, QObject *parent = nullptr);
 
-    // Reads the count again and forgets the pages read: the rows whose name,
-    // tax code, street, number or municipality contain the text (any case);
-    // all of them with an empty text.
+    // Reads the count again and forgets the pages read: the rows whose label
+    // or tax code contains the text (any case); all of them with an empty text.
     void reload(const QString &filter);
     QString filter() const { return filter_; }
 

@@ -10,10 +10,41 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSqlQuery>
 #include <QStyle>
 #include <QTableView>
 #include <QVBoxLayout>
+
+namespace {
+// A table moved through as a list: the current cell stays in the first
+// column, Home and End go to the first and the last row, Left and Right
+// scroll the columns into view.
+class ListView : public QTableView {
+public:
+    using QTableView::QTableView;
+
+protected:
+    QModelIndex moveCursor(CursorAction a, Qt::KeyboardModifiers m) override
+    {
+        switch (a) {
+        case MoveHome:
+            return model()->index(0, 0);
+        case MoveEnd:
+            return model()->index(model()->rowCount() - 1, 0);
+        case MoveLeft:
+        case MoveRight:
+            horizontalScrollBar()->triggerAction(a == MoveLeft ? QAbstractSlider::SliderPageStepSub
+                                                               : QAbstractSlider::SliderPageStepAdd);
+            return currentIndex();
+        default: {
+            const QModelIndex i = QTableView::moveCursor(a, m);
+            return i.isValid() ? i.siblingAtColumn(0) : i;
+        }
+        }
+    }
+};
+} // namespace
 
 DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
 {
@@ -40,7 +71,7 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
     connect(sa1, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::SA1); });
     connect(ditte, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::Anagrafiche); });
     model_ = new DeclarationModel(ctx_.db, this);
-    view_ = new QTableView(this);
+    view_ = new ListView(this);
     view_->setModel(model_);
     view_->setMinimumWidth(360);
     view_->setAlternatingRowColors(true);
