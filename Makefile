@@ -51,6 +51,7 @@ bench: build
 	$(BUILD)/bench/qor_bench
 	$(BUILD)/bench/exchange_bench
 	$(BUILD)/bench/verify_bench
+	$(BUILD)/bench/startup_bench
 
 clean:
 	rm -rf $(BUILD)
