@@ -53,15 +53,14 @@ QVariantList DeclarationModel::whereParams() const
 
 QString DeclarationModel::pageSql() const
 {
-    // Nulls first on every engine, as the rank of a row counts them.
-    const QString nulls = dbClass::isPostgresUrl(db_.currentPath()) ? QStringLiteral(" NULLS FIRST") : QString();
+    // In the order of the index: the engine sorts nothing.
     return QStringLiteral("SELECT SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, Comuni.comDesc, "
                           "Province.prvSigla, SezAnag.Via, SezAnag.Civico, SezAnag.ExpID "
                           "FROM SezAnag LEFT JOIN Comuni ON (SezAnag.prvIstat = Comuni.prvIstat "
                           "AND SezAnag.comIstat = Comuni.comIstat) LEFT JOIN Province ON "
                           "SezAnag.prvIstat = Province.prvIstat")
         + where()
-        + QStringLiteral(" ORDER BY SezAnag.RagSoc%1, SezAnag.CodFisc%1, SezAnag.saID LIMIT ? OFFSET ?").arg(nulls);
+        + QStringLiteral(" ORDER BY SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.saID LIMIT ? OFFSET ?");
 }
 
 void DeclarationModel::reload(const QString &filter)
@@ -96,12 +95,14 @@ int DeclarationModel::rowOf(qint64 saID)
         return -1;
     const QVariant rag = q.value(0), cf = q.value(1);
     q = QSqlQuery();
-    // The rows before it in the order of the list (nulls first).
-    auto before = [](const QString &col, const QVariant &v, QVariantList &p) {
+    // The rows before it in the order of the list. A missing value comes
+    // first on SQLite, last on PostgreSQL (the order of their indexes).
+    const bool nullsFirst = !dbClass::isPostgresUrl(db_.currentPath());
+    auto before = [nullsFirst](const QString &col, const QVariant &v, QVariantList &p) {
         if (v.isNull())
-            return QStringLiteral("0 = 1");
+            return nullsFirst ? QStringLiteral("0 = 1") : col + QStringLiteral(" IS NOT NULL");
         p << v;
-        return QStringLiteral("(%1 IS NULL OR %1 < ?)").arg(col);
+        return nullsFirst ? QStringLiteral("(%1 IS NULL OR %1 < ?)").arg(col) : col + QStringLiteral(" < ?");
     };
     auto same = [](const QString &col, const QVariant &v, QVariantList &p) {
         if (v.isNull())
