@@ -53,6 +53,7 @@ bench: build
 	$(BUILD)/bench/exchange_bench
 	$(BUILD)/bench/verify_bench
 	$(BUILD)/bench/store_bench 10000
+	$(BUILD)/bench/startup_bench
 
 # The Debian package qor2019_*.deb, in the build folder.
 package: build

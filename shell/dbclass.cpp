@@ -272,6 +272,20 @@ bool dbClass::connect()
 
     if (dbVersion_ < schema::dbVersion())
         stampVersion();
+    {
+        // A database made before an index was added gets it now; one that
+        // cannot take it (locked, read only) still works, only slower.
+        QSqlQuery q(current());
+        const bool pg = isPostgresUrl(currentPath_);
+        if (pg) // no notice for each index already there
+            q.exec(QStringLiteral("SET client_min_messages TO WARNING"));
+        for (const schema::Table &t : schema::tables())
+            if (!t.reference)
+                for (const QString &sql : schema::indexStatements(t, true))
+                    q.exec(sql);
+        if (pg)
+            q.exec(QStringLiteral("RESET client_min_messages"));
+    }
     return true;
 }
 

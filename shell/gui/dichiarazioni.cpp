@@ -2,6 +2,7 @@
 
 #include "shell/dbclass.h"
 #include "shell/formrule.h"
+#include "shell/gui/declmodel.h"
 #include "shell/qorclass.h"
 
 #include <QHeaderView>
@@ -9,9 +10,41 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSqlQuery>
-#include <QTreeWidget>
+#include <QStyle>
+#include <QTableView>
 #include <QVBoxLayout>
+
+namespace {
+// A table moved through as a list: the current cell stays in the first
+// column, Home and End go to the first and the last row, Left and Right
+// scroll the columns into view.
+class ListView : public QTableView {
+public:
+    using QTableView::QTableView;
+
+protected:
+    QModelIndex moveCursor(CursorAction a, Qt::KeyboardModifiers m) override
+    {
+        switch (a) {
+        case MoveHome:
+            return model()->index(0, 0);
+        case MoveEnd:
+            return model()->index(model()->rowCount() - 1, 0);
+        case MoveLeft:
+        case MoveRight:
+            horizontalScrollBar()->triggerAction(a == MoveLeft ? QAbstractSlider::SliderPageStepSub
+                                                               : QAbstractSlider::SliderPageStepAdd);
+            return currentIndex();
+        default: {
+            const QModelIndex i = QTableView::moveCursor(a, m);
+            return i.isValid() ? i.siblingAtColumn(0) : i;
+        }
+        }
+    }
+};
+} // namespace
 
 DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(parent), ctx_(ctx)
 {
@@ -37,20 +70,37 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
     lay->addLayout(buttons);
     connect(sa1, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::SA1); });
     connect(ditte, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::Anagrafiche); });
-    tree_ = new QTreeWidget(this);
-    tree_->setRootIsDecorated(false);
-    tree_->setMinimumWidth(360);
-    tree_->setAlternatingRowColors(true);
-    tree_->setHeaderLabels({QStringLiteral("Dichiarazione"), QStringLiteral("Codice fiscale"),
-                            QStringLiteral("Prov."), QStringLiteral("Esportata")});
-    // Columns fit their content after each reload; the user may still widen them.
-    tree_->header()->setSectionResizeMode(QHeaderView::Interactive);
-    tree_->header()->setStretchLastSection(false);
-    tree_->header()->setResizeContentsPrecision(500);
-    tree_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-    lay->addWidget(tree_);
-    connect(tree_, &QTreeWidget::currentItemChanged, this, [this] { selectionMoved(); });
-    connect(tree_, &QTreeWidget::itemActivated, this, [this] { Q_EMIT openRequested(Form::SA1); });
+    model_ = new DeclarationModel(ctx_.db, this);
+    view_ = new ListView(this);
+    view_->setModel(model_);
+    view_->setMinimumWidth(360);
+    view_->setAlternatingRowColors(true);
+    view_->setShowGrid(false);
+    view_->setWordWrap(false);
+    view_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    view_->setSelectionMode(QAbstractItemView::SingleSelection);
+    view_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    view_->setTabKeyNavigation(false); // Tab leaves the list
+    view_->verticalHeader()->hide();
+    // Rows of one height: the view never measures the rows it does not show.
+    view_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    view_->verticalHeader()->setDefaultSectionSize(view_->fontMetrics().height() + 6);
+    // Sizing the columns reads the rows around those shown, not the whole list.
+    view_->verticalHeader()->setResizeContentsPrecision(DeclarationModel::PageSize);
+    // Columns fit their content after each reload and widen as further rows
+    // are read; the user may still widen them.
+    view_->horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
+    view_->horizontalHeader()->setStretchLastSection(false);
+    view_->horizontalHeader()->setHighlightSections(false);
+    view_->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    view_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    lay->addWidget(view_);
+    connect(view_->selectionModel(), &QItemSelectionModel::currentRowChanged, this, [this] {
+        if (!settling_)
+            selectionMoved();
+    });
+    connect(view_, &QAbstractItemView::activated, this, [this] { Q_EMIT openRequested(Form::SA1); });
+    connect(model_, &DeclarationModel::pageRead, this, &DeclarationList::widenColumns, Qt::QueuedConnection);
     connect(filter_, &QLineEdit::textChanged, this, &DeclarationList::applyFilter);
     filter_->installEventFilter(this);
     current_ = ctx_.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));
@@ -62,9 +112,9 @@ bool DeclarationList::eventFilter(QObject *o, QEvent *e)
     if (o == filter_ && e->type() == QEvent::KeyPress) {
         const int k = static_cast<QKeyEvent *>(e)->key();
         if (k == Qt::Key_Down || k == Qt::Key_Return || k == Qt::Key_Enter) {
-            tree_->setFocus(Qt::TabFocusReason);
-            if (auto *it = tree_->currentItem())
-                tree_->scrollToItem(it);
+            view_->setFocus(Qt::TabFocusReason);
+            if (view_->currentIndex().isValid())
+                view_->scrollTo(view_->currentIndex());
             return true;
         }
     }
@@ -73,13 +123,36 @@ bool DeclarationList::eventFilter(QObject *o, QEvent *e)
 
 void DeclarationList::applyFilter(const QString &t)
 {
-    for (int i = 0; i < tree_->topLevelItemCount(); ++i) {
-        auto *it = tree_->topLevelItem(i);
-        it->setHidden(!t.isEmpty() && !it->text(0).contains(t, Qt::CaseInsensitive)
-                      && !it->text(1).contains(t, Qt::CaseInsensitive));
-    }
-    // A hidden declaration never stays the current one.
+    model_->reload(t);
+    // A declaration the search hides never stays the current one.
     settle(current_);
+}
+
+int DeclarationList::rowCount() const
+{
+    return model_->rowCount();
+}
+
+QString DeclarationList::rowText(int row, int column) const
+{
+    return model_->text(row, column);
+}
+
+qint64 DeclarationList::rowId(int row) const
+{
+    return model_->idAt(row);
+}
+
+void DeclarationList::chooseRow(int row)
+{
+    view_->setCurrentIndex(model_->index(row, 0));
+}
+
+int DeclarationList::highlightedRow() const
+{
+    // One row at a time is selected, and it is the current one.
+    const QModelIndex i = view_->currentIndex();
+    return i.isValid() ? i.row() : -1;
 }
 
 QString DeclarationList::label(const QString &ragSoc, const QString &comDesc, const QString &via,
@@ -95,97 +168,71 @@ QString DeclarationList::label(const QString &ragSoc, const QString &comDesc, co
 
 void DeclarationList::reload()
 {
-    tree_->blockSignals(true);
-    tree_->clear();
-    if (ctx_.db.isCurrentOpen()) {
-        bool ok = false;
-        QSqlQuery q = ctx_.db.query(
-            QStringLiteral("SELECT SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, Comuni.comDesc, "
-                           "Province.prvSigla, SezAnag.Via, SezAnag.Civico, SezAnag.ExpID "
-                           "FROM (SezAnag LEFT JOIN Comuni ON (SezAnag.prvIstat = Comuni.prvIstat "
-                           "AND SezAnag.comIstat = Comuni.comIstat)) LEFT JOIN Province ON "
-                           "SezAnag.prvIstat = Province.prvIstat "
-                           "ORDER BY SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.saID"),
-            {}, dbClass::Which::Current, &ok);
-        QList<QTreeWidgetItem *> items;
-        while (ok && q.next()) {
-            auto *it = new QTreeWidgetItem;
-            it->setData(0, Qt::UserRole, q.value(0).toLongLong());
-            it->setText(0, label(q.value(1).toString(), q.value(3).toString(), q.value(5).toString(),
-                                 q.value(6).toString()));
-            it->setText(1, q.value(2).toString());
-            it->setText(2, q.value(4).toString());
-            it->setText(3, q.value(7).toLongLong() ? QStringLiteral("sì") : QString());
-            items << it;
-        }
-        tree_->addTopLevelItems(items);
-    }
-    tree_->blockSignals(false);
+    settling_ = true;
+    model_->reload(filter_->text());
+    settling_ = false;
     sizeColumns();
     // The settings hold the current declaration: a change of database has
     // reset it there.
     const qint64 stored = ctx_.db.isCurrentOpen() ? ctx_.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID")) : 0;
-    applyFilter(filter_->text());
     settle(stored);
 }
 
 void DeclarationList::sizeColumns()
 {
-    for (int c = 0; c < tree_->columnCount(); ++c)
-        tree_->resizeColumnToContents(c);
+    view_->resizeColumnsToContents();
+}
+
+void DeclarationList::widenColumns(int firstRow, int count)
+{
+    const QFontMetrics fm = view_->fontMetrics();
+    // The text margins of the item delegate, on both sides.
+    const int margin = 2 * (view_->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, view_) + 1) + 1;
+    for (int c = 0; c < model_->columnCount(); ++c) {
+        int need = 0;
+        for (int r = firstRow; r < firstRow + count && r < model_->rowCount(); ++r)
+            need = std::max(need, fm.horizontalAdvance(model_->text(r, c)) + margin);
+        if (need > view_->columnWidth(c))
+            view_->setColumnWidth(c, need);
+    }
 }
 
 void DeclarationList::setCurrentId(qint64 saID)
 {
-    for (int i = 0; i < tree_->topLevelItemCount(); ++i) {
-        auto *it = tree_->topLevelItem(i);
-        if (it->data(0, Qt::UserRole).toLongLong() == saID && it->isHidden()) {
-            // A form moved to a declaration the search hides: the search goes.
-            filter_->blockSignals(true);
-            filter_->clear();
-            filter_->blockSignals(false);
-            for (int j = 0; j < tree_->topLevelItemCount(); ++j)
-                tree_->topLevelItem(j)->setHidden(false);
-            break;
-        }
+    if (!filter_->text().isEmpty() && ctx_.db.isCurrentOpen() && model_->rowOf(saID) < 0
+        && ctx_.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag WHERE saID = ?"), {saID}).toInt() > 0) {
+        // A form moved to a declaration the search hides: the search goes.
+        filter_->blockSignals(true);
+        filter_->clear();
+        filter_->blockSignals(false);
+        settling_ = true;
+        model_->reload(QString());
+        settling_ = false;
     }
     settle(saID);
 }
 
 void DeclarationList::settle(qint64 wanted)
 {
-    QTreeWidgetItem *pick = nullptr, *first = nullptr;
-    for (int i = 0; i < tree_->topLevelItemCount(); ++i) {
-        auto *it = tree_->topLevelItem(i);
-        if (it->isHidden())
-            continue;
-        if (!first)
-            first = it;
-        if (it->data(0, Qt::UserRole).toLongLong() == wanted) {
-            pick = it;
-            break;
-        }
-    }
-    if (!pick)
-        pick = first;
-    tree_->blockSignals(true);
-    if (pick) {
-        tree_->setCurrentItem(pick);
-        tree_->scrollToItem(pick);
+    int row = model_->rowOf(wanted);
+    if (row < 0 && model_->rowCount() > 0)
+        row = 0;
+    settling_ = true;
+    if (row >= 0) {
+        const QModelIndex i = model_->index(row, 0);
+        view_->selectionModel()->setCurrentIndex(i, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        view_->scrollTo(i);
     } else {
-        tree_->setCurrentItem(nullptr);
-        tree_->clearSelection();
+        view_->selectionModel()->clear();
     }
-    tree_->blockSignals(false);
+    settling_ = false;
     selectionMoved();
 }
 
 void DeclarationList::selectionMoved()
 {
-    auto *it = tree_->currentItem();
-    if (it && it->isHidden())
-        it = nullptr;
-    const qint64 id = it ? it->data(0, Qt::UserRole).toLongLong() : 0;
+    const int row = highlightedRow();
+    const qint64 id = row >= 0 ? model_->idAt(row) : 0;
     const bool open = ctx_.db.isCurrentOpen();
     const qint64 stored = open ? ctx_.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID")) : 0;
     if (id == current_ && id == stored)

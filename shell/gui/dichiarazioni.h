@@ -7,8 +7,9 @@
 
 #include <QWidget>
 
-class QTreeWidget;
+class QTableView;
 class QLineEdit;
+class DeclarationModel;
 
 class DeclarationList : public QWidget {
     Q_OBJECT
@@ -19,8 +20,15 @@ public:
     // Makes a declaration the current one and shows it highlighted (a search
     // that hides it is cleared).
     void setCurrentId(qint64 saID);
-    QTreeWidget *tree() const { return tree_; }
+    QTableView *view() const { return view_; }
+    DeclarationModel *model() const { return model_; }
     QLineEdit *filter() const { return filter_; }
+    // The rows shown (after the search) and what they show.
+    int rowCount() const;
+    QString rowText(int row, int column) const;
+    qint64 rowId(int row) const;
+    // Highlights a row, as a click on it does.
+    void chooseRow(int row);
     // Label of a declaration: company name + " - U. L.: " + local unit data.
     static QString label(const QString &ragSoc, const QString &comDesc, const QString &via,
                          const QString &civico);
@@ -43,8 +51,13 @@ private:
     // current (none when the list shows nothing).
     void settle(qint64 wanted);
     void sizeColumns();
+    // Widens the columns to the texts of rows just read (never narrows them).
+    void widenColumns(int firstRow, int count);
+    int highlightedRow() const;
     AppContext &ctx_;
-    QTreeWidget *tree_;
+    DeclarationModel *model_;
+    QTableView *view_;
     QLineEdit *filter_;
     qint64 current_ = 0;
+    bool settling_ = false; // the list moves its own highlight
 };

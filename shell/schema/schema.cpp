@@ -116,7 +116,9 @@ std::vector<Table> build()
                num("ExpID"), text("CodFiscAnno", 20)};
         materials(c, 20);
         t.push_back({QStringLiteral("SezAnag"), QStringLiteral("saID"), {}, {}, c, false, {},
-                     {QStringLiteral("CodFisc"), QStringLiteral("prvIstat,comIstat")}});
+                     // the last: the order of the list of declarations
+                     {QStringLiteral("CodFisc"), QStringLiteral("prvIstat,comIstat"),
+                      QStringLiteral("RagSoc,CodFisc")}});
     }
     {
         Cols c{key("suID"), num("saID"), text("suEstremi", 20), date("suDataRil"),
@@ -325,13 +327,20 @@ QStringList createStatements(Dialect d)
         if (!t.primaryKey.isEmpty())
             defs << QStringLiteral("PRIMARY KEY (%1)").arg(t.primaryKey.join(u','));
         out << QStringLiteral("CREATE TABLE %1 (%2)").arg(t.name, defs.join(QStringLiteral(", ")));
-        int n = 0;
-        if (!t.parentKey.isEmpty())
-            out << QStringLiteral("CREATE INDEX ix_%1_%2 ON %1 (%3)")
-                       .arg(t.name).arg(n++).arg(t.parentKey);
-        for (const QString &ix : t.indexes)
-            out << QStringLiteral("CREATE INDEX ix_%1_%2 ON %1 (%3)").arg(t.name).arg(n++).arg(ix);
+        out << indexStatements(t, false);
     }
+    return out;
+}
+
+QStringList indexStatements(const Table &t, bool ifMissing)
+{
+    QStringList out;
+    const QString create = ifMissing ? QStringLiteral("CREATE INDEX IF NOT EXISTS") : QStringLiteral("CREATE INDEX");
+    int n = 0;
+    if (!t.parentKey.isEmpty())
+        out << QStringLiteral("%4 ix_%1_%2 ON %1 (%3)").arg(t.name).arg(n++).arg(t.parentKey, create);
+    for (const QString &ix : t.indexes)
+        out << QStringLiteral("%4 ix_%1_%2 ON %1 (%3)").arg(t.name).arg(n++).arg(ix, create);
     return out;
 }
 

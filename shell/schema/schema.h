@@ -44,6 +44,9 @@ const Column *column(const Table &t, const QString &name);
 
 // CREATE TABLE / CREATE INDEX statements in dependency order.
 QStringList createStatements(Dialect d);
+// The indexes of a table; with ifMissing, statements that leave an index
+// already there alone (databases made before an index was added).
+QStringList indexStatements(const Table &t, bool ifMissing);
 
 // The eleven tables whose presence marks a file as a database of this program.
 QStringList requiredTables();

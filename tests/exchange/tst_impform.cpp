@@ -22,7 +22,6 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSqlQuery>
-#include <QTreeWidget>
 
 using exch::gui::ImpForm;
 
@@ -69,9 +68,9 @@ class TestImpForm : public QObject {
         QStringList listed() const
         {
             QStringList out;
-            QTreeWidget *tree = w.declarations()->tree();
-            for (int i = 0; i < tree->topLevelItemCount(); ++i)
-                out << tree->topLevelItem(i)->text(0).section(QStringLiteral(" - U. L.: "), 0, 0);
+            DeclarationList *l = w.declarations();
+            for (int i = 0; i < l->rowCount(); ++i)
+                out << l->rowText(i, 0).section(QStringLiteral(" - U. L.: "), 0, 0);
             return out;
         }
     };
@@ -212,14 +211,14 @@ private Q_SLOTS:
         // what was loaded before the stop stays, whole declarations only
         QCOMPARE(f->importedLabel()->text(), QStringLiteral("3"));
         QCOMPARE(count(win.t.db, "SezAnag"), 3);
-        QCOMPARE(win.w.declarations()->tree()->topLevelItemCount(), 3);
+        QCOMPARE(win.w.declarations()->rowCount(), 3);
         // a new run goes on with the rest
         QVERIFY(f->startButton()->isEnabled());
         f->onDeclaration = {};
         f->start();
         QCOMPARE(f->importedLabel()->text(), QString::number(names_.size() - 3));
         QCOMPARE(f->skippedLabel()->text(), QStringLiteral("3"));
-        QCOMPARE(win.w.declarations()->tree()->topLevelItemCount(), names_.size());
+        QCOMPARE(win.w.declarations()->rowCount(), names_.size());
     }
 };
 

@@ -7,6 +7,7 @@
 #include "sections/rif/gui/wasteforms.h"
 #include "shell/dbclass.h"
 #include "shell/gui/connetti.h"
+#include "shell/gui/declmodel.h"
 #include "shell/gui/dichiarazioni.h"
 #include "shell/gui/formregistry.h"
 #include "shell/gui/mainwindow.h"
@@ -21,7 +22,7 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QTimer>
-#include <QTreeWidget>
+#include <QTableView>
 
 namespace {
 qint64 addDeclaration(dbClass &db, const char *name, const char *cf)
@@ -49,10 +50,10 @@ struct Store {
 
 qint64 highlighted(DeclarationList *l)
 {
-    QTreeWidgetItem *it = l->tree()->currentItem();
-    if (!it || it->isHidden() || !it->isSelected())
+    const QModelIndex i = l->view()->currentIndex();
+    if (!i.isValid() || !l->view()->selectionModel()->isRowSelected(i.row(), {}))
         return 0;
-    return it->data(0, Qt::UserRole).toLongLong();
+    return l->rowId(i.row());
 }
 
 template <class T>
@@ -144,7 +145,7 @@ private Q_SLOTS:
         });
         QCOMPARE(db.currentPath(), pathB);
         QCOMPARE(w.mdi()->subWindowList().size(), 0); // the forms of the old file are gone
-        QCOMPARE(w.declarations()->tree()->topLevelItemCount(), 2);
+        QCOMPARE(w.declarations()->rowCount(), 2);
         consistent(w, app);
         QCOMPARE(w.declarations()->currentId(), b2); // first in the list: BETA SPA
 
@@ -218,9 +219,9 @@ private Q_SLOTS:
         for (Qt::Key k : {Qt::Key_Down, Qt::Key_Return}) {
             l->filter()->setFocus();
             QTest::keyClick(l->filter(), k);
-            QCOMPARE(QApplication::focusWidget(), l->tree());
+            QCOMPARE(QApplication::focusWidget(), l->view());
         }
-        QTest::keyClick(l->tree(), Qt::Key_Down);
+        QTest::keyClick(l->view(), Qt::Key_Down);
         QCOMPARE(l->currentId(), beta);
         consistent(w, app);
     }
@@ -235,13 +236,14 @@ private Q_SLOTS:
         QVERIFY(db.execute(QStringLiteral("UPDATE SezAnag SET ExpID = 1 WHERE saID = ?"), {id}));
         MainWindow w(s.ctx);
         w.show();
-        QTreeWidget *t = w.declarations()->tree();
-        w.declarations()->reload();
-        for (int c = 0; c < t->columnCount(); ++c) {
-            int need = t->header()->sectionSizeHint(c);
-            for (int i = 0; i < t->topLevelItemCount(); ++i)
-                need = std::max(need, t->fontMetrics().horizontalAdvance(t->topLevelItem(i)->text(c)));
-            QVERIFY2(t->columnWidth(c) >= need, qPrintable(t->headerItem()->text(c)));
+        DeclarationList *l = w.declarations();
+        QTableView *t = l->view();
+        l->reload();
+        for (int c = 0; c < l->model()->columnCount(); ++c) {
+            int need = t->horizontalHeader()->sectionSizeHint(c);
+            for (int i = 0; i < l->rowCount(); ++i)
+                need = std::max(need, t->fontMetrics().horizontalAdvance(l->rowText(i, c)));
+            QVERIFY2(t->columnWidth(c) >= need, qPrintable(l->model()->headerData(c, Qt::Horizontal).toString()));
         }
     }
 
@@ -263,10 +265,10 @@ private Q_SLOTS:
         w.show();
         w.declarations()->reload();
         QCOMPARE(w.declarations()->currentId(), sa);
-        QTreeWidget *t = w.declarations()->tree();
+        DeclarationList *l = w.declarations();
         const int exported = 3;
-        QCOMPARE(t->headerItem()->text(exported), QStringLiteral("Esportata"));
-        QVERIFY(t->topLevelItem(0)->text(exported).isEmpty());
+        QCOMPARE(l->model()->headerData(exported, Qt::Horizontal).toString(), QStringLiteral("Esportata"));
+        QVERIFY(l->rowText(0, exported).isEmpty());
         w.openForm(Form::Export);
         auto *f = openedForm<exch::gui::ExpForm>(w);
         QVERIFY(f);
@@ -276,7 +278,7 @@ private Q_SLOTS:
         f->chooseFile = [file] { return file; };
         f->estrai();
         QCOMPARE(f->statusLabel()->text(), QStringLiteral("Esportazione terminata"));
-        QCOMPARE(t->topLevelItem(0)->text(exported), QStringLiteral("sì"));
+        QCOMPARE(l->rowText(0, exported), QStringLiteral("sì"));
         consistent(w, app);
     }
 
@@ -313,7 +315,7 @@ private Q_SLOTS:
         QCOMPARE(db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag")).toInt(), 0);
         QVERIFY(db.scalar(QStringLiteral("SELECT COUNT(*) FROM Comuni")).toInt() > 0);
         QCOMPARE(app.readText(QStringLiteral("Qor2019"), QStringLiteral("Path")), fresh);
-        QCOMPARE(w.declarations()->tree()->topLevelItemCount(), 0);
+        QCOMPARE(w.declarations()->rowCount(), 0);
         QCOMPARE(w.declarations()->currentId(), 0);
         consistent(w, app);
     }
