@@ -519,12 +519,19 @@ bool dbClass::checkIntegrity()
 
 bool dbClass::applyChoice(const QString &cur, const QString &prev)
 {
-    if (cur != currentPath_) {
-        app_.writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QStringLiteral("0"));
-    }
+    bool saved = true;
+    if (cur != currentPath_)
+        saved = app_.writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QStringLiteral("0"));
     currentPath_ = cur;
     previousPath_ = prev;
-    app_.writeText(sectionCurrent(app_), QStringLiteral("Path"), cur);
-    app_.writeText(sectionPrevious(app_), QStringLiteral("PATH"), prev);
+    saved = app_.writeText(sectionCurrent(app_), QStringLiteral("Path"), cur) && saved;
+    saved = app_.writeText(sectionPrevious(app_), QStringLiteral("PATH"), prev) && saved;
+    // The choice holds for this run all the same; the user learns that the
+    // next start will not remember it.
+    if (!saved)
+        msg_.critical(QStringLiteral("Attenzione, non è stato possibile registrare la scelta nel file delle impostazioni:\n")
+                      + app_.settingsPath()
+                      + QStringLiteral("\nI database scelti saranno usati fino alla chiusura del programma."),
+                      QStringLiteral("Connessione database QOR"));
     return connect();
 }

@@ -287,6 +287,31 @@ private Q_SLOTS:
         QCOMPARE(again.previousPath(), good_);
     }
 
+    void aChoiceTheSettingsCannotHoldIsSaid()
+    {
+        // A settings file in the Windows code page keeps its letters; a path
+        // with a letter that code page lacks cannot be written there, and the
+        // user is told so instead of finding it forgotten at the next start.
+        QTemporaryDir d;
+        qorClass app(d.path());
+        {
+            QFile f(app.settingsPath());
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write("[Qor]\r\nBox=Qor citt\xe0\r\n");
+        }
+        ScriptedMessages msg;
+        dbClass db(app, msg);
+        const QString odd = d.filePath(QStringLiteral("archivio-\u03A9.db"));
+        QVERIFY(QFile::copy(good_, odd));
+        QVERIFY(db.applyChoice(odd, {}));
+        QVERIFY2(msg.texts().join(QLatin1Char('\n')).contains(QStringLiteral("non è stato possibile registrare la scelta")),
+                 qPrintable(msg.texts().join(QLatin1Char('|'))));
+        QCOMPARE(db.currentPath(), odd); // the choice holds for this run
+        QFile f(app.settingsPath());
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QVERIFY(f.readAll().contains("citt\xe0"));
+    }
+
     void firstStartCreatesTheDefaultDatabase()
     {
         QTemporaryDir d;
