@@ -3,6 +3,7 @@
 #include "sections/codes.h"
 #include "sections/stream/stream.h"
 #include "shell/dbclass.h"
+#include "shell/transaction.h"
 
 #include <QRandomGenerator>
 #include <algorithm>
@@ -495,8 +496,13 @@ bool generate(dbClass &db, const Options &options, QList<qint64> *ids, QString *
             *error = g.error;
         return false;
     }
-    QSqlDatabase c = db.current();
-    c.transaction();
+    // All the declarations or none.
+    dbTransaction tx(db.current());
+    if (!tx.isActive()) {
+        if (error)
+            *error = tx.error();
+        return false;
+    }
     if (db.scalar(QStringLiteral("SELECT COUNT(*) FROM Setup")).toInt() == 0
         && db.insertRow(QStringLiteral("Setup"),
                         {{QStringLiteral("codFisc"), companyCode(1234567890)},
@@ -506,7 +512,6 @@ bool generate(dbClass &db, const Options &options, QList<qint64> *ids, QString *
                          {QStringLiteral("prvIstat"), 1}, {QStringLiteral("comIstat"), 272},
                          {QStringLiteral("prefTel"), QStringLiteral("011")}, {QStringLiteral("telefono"), QStringLiteral("5551234")},
                          {QStringLiteral("email"), QStringLiteral("demo@example.it")}}) < 0) {
-        c.rollback();
         if (error)
             *error = QStringLiteral("inserimento in Setup non riuscito");
         return false;
@@ -514,7 +519,6 @@ bool generate(dbClass &db, const Options &options, QList<qint64> *ids, QString *
     for (int i = 0; i < options.declarations; ++i) {
         qint64 id = 0;
         if (!g.declaration(i, &id)) {
-            c.rollback();
             if (error)
                 *error = g.error;
             return false;
@@ -522,7 +526,12 @@ bool generate(dbClass &db, const Options &options, QList<qint64> *ids, QString *
         if (ids)
             ids->append(id);
     }
-    return c.commit();
+    if (!tx.commit()) {
+        if (error)
+            *error = tx.error();
+        return false;
+    }
+    return true;
 }
 
 } // namespace exch::demo

@@ -5,6 +5,7 @@
 #include "exchange/codepage.h"
 #include "exchange/layouts.h"
 #include "refdata/lookups.h"
+#include "sections/anag/register.h"
 #include "sections/codes.h"
 #include "exchange/statements.h"
 #include "shell/dbstatement.h"
@@ -27,8 +28,6 @@
 namespace exch {
 
 namespace {
-
-QString lc(const char *s) { return QString::fromLatin1(s); }
 
 // Flag string of the authorised operations ("R1,R3" -> "101000000000000").
 QString operationFlags(const QString &list, QChar letter)
@@ -110,8 +109,7 @@ private:
         SPairsRif = SMgFamily + 3, SPairsFamily,         // operation rows
         SFlagFamily = SPairsFamily + 3,                  // flag of an MG module
         SMaterials = SFlagFamily + 3,                    // the four kinds of materials
-        SDitte = SMaterials + 4,
-        SMgRifColumns,                                   // columns of an MG module of scheda RIF
+        SMgRifColumns = SMaterials + 4,                  // columns of an MG module of scheda RIF
         SCount
     };
     // The statement of a slot, made the first time; an UPDATE when update is
@@ -161,6 +159,7 @@ private:
         size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
     };
     std::unordered_set<std::string, TextHash, std::equal_to<>> companies_;
+    anag::CounterpartRegister register_{db_};
     std::vector<std::unique_ptr<Insert>> plans_ = std::vector<std::unique_ptr<Insert>>(SCount);
     Record v_, aux_;
     bool inTransaction_ = false;
@@ -205,10 +204,7 @@ Loader::Insert *Loader::build(int slot, const QString &table, const std::vector<
     } else {
         sql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
                   .arg(table, cols.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")));
-        if (slot == SDitte) {
-            // An existing company is left as it is.
-            sql += QStringLiteral(" ON CONFLICT DO NOTHING");
-        } else if (t && !t->key.isEmpty()) {
+        if (t && !t->key.isEmpty()) {
             // The counter key of the new row. On SQLite it is the rowid the
             // connection reports: a RETURNING clause would make every insert
             // open a statement journal and copy the pages it touches.
@@ -326,16 +322,15 @@ bool Loader::subjectRow(Record &row)
     const std::string_view cf(b.data(), size_t(b.size()));
     if (cf.empty() || companies_.contains(cf))
         return true;
-    Record &company = aux_;
-    company.clear();
-    for (int k : {key<"ragsoc">(), key<"via">(), key<"civico">(), key<"cap">(), key<"prvistat">(),
-                  key<"comistat">()})
-        company.copy(k, row, k);
-    company.set(key<"codfisc">(), Val::text(b));
-    if (insert(plan(SDitte, QStringLiteral("Ditte"),
-                    {key<"codfisc">(), key<"ragsoc">(), key<"via">(), key<"civico">(), key<"cap">(),
-                     key<"prvistat">(), key<"comistat">()}),
-               company) < 0)
+    anag::Company company;
+    company.codFisc = QString::fromUtf8(b);
+    company.ragSoc = row.get(key<"ragsoc">()).toString();
+    company.via = row.get(key<"via">()).toString();
+    company.civico = row.get(key<"civico">()).toString();
+    company.cap = row.get(key<"cap">()).toString();
+    company.prvIstat = int(row.get(key<"prvistat">()).toInt());
+    company.comIstat = int(row.get(key<"comistat">()).toInt());
+    if (register_.add(company) == anag::Registered::Failed)
         return false;
     companies_.emplace(cf);
     return true;
@@ -390,6 +385,7 @@ void Loader::rollback()
         inTransaction_ = false;
         --imported;
         companies_.clear();   // the companies it added are gone with it
+        register_.forget();
     }
 }
 
@@ -724,23 +720,6 @@ qint64 presentDeclaration(dbClass &db, const DeclarationIdentity &d)
     if (!ok)
         return -1;
     return q.next() ? q.value(0).toLongLong() : 0;
-}
-
-bool registerCounterpart(dbClass &db, const QVariantMap &company)
-{
-    const QString cf = company.value(lc("codfisc")).toString().trimmed();
-    if (cf.isEmpty())
-        return true;
-    const QVariant n = db.scalar(QStringLiteral("SELECT COUNT(*) FROM Ditte WHERE (CodFisc = ?)"), {cf});
-    if (!n.isValid())
-        return false;
-    if (n.toInt() > 0)
-        return true;
-    QVariantMap row;
-    for (auto it = company.begin(); it != company.end(); ++it)
-        row.insert(it.key(), it.value());
-    row.insert(lc("codfisc"), cf);
-    return db.insertRow(QStringLiteral("Ditte"), row) >= 0;
 }
 
 // The nations the subject blocks name must be in the nations table: the

@@ -62,8 +62,4 @@ constexpr qint64 DeclarationsLock = 20190713;
 // Text shown when the database stays locked by another station.
 QString busyText();
 
-// Adds a counterpart company to the register when its tax code is not there
-// yet; an existing company is left unchanged. False on a database failure.
-bool registerCounterpart(dbClass &db, const QVariantMap &company);
-
 } // namespace exch

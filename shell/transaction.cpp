@@ -1,6 +1,7 @@
 #include "shell/transaction.h"
 
 #include "shell/dbstatement.h"
+#include "shell/messages.h"
 
 #include <QHash>
 
@@ -74,6 +75,26 @@ bool dbTransaction::commit()
     active_ = false;
     --depths()[db_.connectionName()];
     return true;
+}
+
+bool dbTransaction::isActive(Messages &msg) const
+{
+    if (!active_)
+        report(msg);
+    return active_;
+}
+
+bool dbTransaction::commit(Messages &msg)
+{
+    if (commit())
+        return true;
+    report(msg);
+    return false;
+}
+
+void dbTransaction::report(Messages &msg) const
+{
+    msg.databaseErrorReport({}, code_, error_, db_.driverName());
 }
 
 void dbTransaction::rollback()

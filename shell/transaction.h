@@ -14,6 +14,8 @@
 #include <QSqlDatabase>
 #include <QString>
 
+class Messages;
+
 class dbTransaction {
 public:
     explicit dbTransaction(QSqlDatabase db);
@@ -28,6 +30,10 @@ public:
     // Makes the work permanent (outermost) or keeps it in the enclosing
     // transaction (nested). False on failure: then it is rolled back.
     bool commit();
+    // The same two for a save run from a form: a failure is reported through
+    // msg as a database failure.
+    bool isActive(Messages &msg) const;
+    bool commit(Messages &msg);
     // Undoes the work now; the object is done.
     void rollback();
 
@@ -42,6 +48,7 @@ public:
     static bool inTransaction(const QSqlDatabase &db);
 
 private:
+    void report(Messages &msg) const;
     bool run(const QString &sql);
 
     QSqlDatabase db_;

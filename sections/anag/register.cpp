@@ -1,6 +1,7 @@
 #include "sections/anag/register.h"
 
 #include "shell/dbclass.h"
+#include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/schema/schema.h"
 
@@ -19,32 +20,90 @@ QVariant cut(const QString &column, const QString &value)
     return v.isEmpty() ? QVariant(QMetaType(QMetaType::QString)) : QVariant(v);
 }
 
+// An unknown place (0) is stored as no place.
+QVariant place(int code) { return code > 0 ? QVariant(code) : QVariant(QMetaType(QMetaType::Int)); }
+
+QString taxCode(const QString &codFisc) { return codFisc.trimmed().toUpper(); }
+
 const QString companySelect = QStringLiteral(
     "SELECT CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, prvIstat, comIstat FROM Ditte WHERE (CodFisc = ?)");
 
 } // namespace
 
+CounterpartRegister::CounterpartRegister(dbClass &db) : db_(db) {}
+
+CounterpartRegister::~CounterpartRegister() = default;
+
+bool CounterpartRegister::prepare()
+{
+    if (insert_)
+        return true;
+    if (!db_.isCurrentOpen()) {
+        db_.messages().errorReport({}, 0, QStringLiteral("Database dell'anno corrente non collegato."),
+                                   QStringLiteral("anag.registerCounterpart"));
+        return false;
+    }
+    auto find = std::make_unique<dbStatement>(db_.current(),
+                                              QStringLiteral("SELECT COUNT(*) FROM Ditte WHERE (CodFisc = ?)"));
+    auto insert = std::make_unique<dbStatement>(
+        db_.current(), QStringLiteral("INSERT INTO Ditte (CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, "
+                                      "prvIstat, comIstat) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+    for (const dbStatement *st : {find.get(), insert.get()})
+        if (!st->isValid()) {
+            db_.messages().errorReport({}, st->errorCode(), st->error(), st->sql());
+            return false;
+        }
+    find_ = std::move(find);
+    insert_ = std::move(insert);
+    return true;
+}
+
+bool CounterpartRegister::known(const QString &codFisc) const
+{
+    return known_.contains(taxCode(codFisc));
+}
+
+Registered CounterpartRegister::add(const Company &c)
+{
+    const QString code = taxCode(c.codFisc);
+    if (code.isEmpty() || known_.contains(code))
+        return Registered::AlreadyThere;
+    if (!prepare())
+        return Registered::Failed;
+    auto failed = [this](dbStatement &st) {
+        db_.messages().errorReport({}, st.errorCode(), st.error(), st.sql());
+        return Registered::Failed;
+    };
+    const QVariant key = cut(QStringLiteral("CodFisc"), code);
+    find_->bind(0, key);
+    if (!find_->exec() || !find_->next())
+        return failed(*find_);
+    const bool there = find_->toInt(0) > 0;
+    find_->finish();
+    if (there) {
+        known_.insert(code);
+        return Registered::AlreadyThere;
+    }
+    const QVariant values[] = {key,
+                               cut(QStringLiteral("RagSoc"), c.ragSoc),
+                               cut(QStringLiteral("Via"), c.via),
+                               cut(QStringLiteral("Civico"), c.civico),
+                               cut(QStringLiteral("Cap"), c.cap),
+                               cut(QStringLiteral("PrefTel"), c.prefTel),
+                               cut(QStringLiteral("Telefono"), c.telefono),
+                               place(c.prvIstat),
+                               place(c.comIstat)};
+    for (int i = 0; i < int(std::size(values)); ++i)
+        insert_->bind(i, values[i]);
+    if (!insert_->exec())
+        return failed(*insert_);
+    known_.insert(code);
+    return Registered::Added;
+}
+
 Registered registerCounterpart(dbClass &db, const Company &c)
 {
-    const QString code = c.codFisc.trimmed().toUpper();
-    if (code.isEmpty())
-        return Registered::Failed;
-    bool ok = false;
-    QSqlQuery q = db.query(companySelect, {code}, dbClass::Which::Current, &ok);
-    if (!ok)
-        return Registered::Failed;
-    if (q.next())
-        return Registered::AlreadyThere;
-    QVariantMap v{{QStringLiteral("CodFisc"), cut(QStringLiteral("CodFisc"), code)},
-                  {QStringLiteral("RagSoc"), cut(QStringLiteral("RagSoc"), c.ragSoc)},
-                  {QStringLiteral("Via"), cut(QStringLiteral("Via"), c.via)},
-                  {QStringLiteral("Civico"), cut(QStringLiteral("Civico"), c.civico)},
-                  {QStringLiteral("Cap"), cut(QStringLiteral("Cap"), c.cap)},
-                  {QStringLiteral("PrefTel"), cut(QStringLiteral("PrefTel"), c.prefTel)},
-                  {QStringLiteral("Telefono"), cut(QStringLiteral("Telefono"), c.telefono)},
-                  {QStringLiteral("prvIstat"), c.prvIstat},
-                  {QStringLiteral("comIstat"), c.comIstat}};
-    return db.insertRow(QStringLiteral("Ditte"), v) < 0 ? Registered::Failed : Registered::Added;
+    return CounterpartRegister(db).add(c);
 }
 
 std::optional<Company> readCompany(dbClass &db, const QString &codFisc)

@@ -5,9 +5,12 @@
 #include "sections/fields.h"
 #include "shell/context.h"
 
+#include <memory>
 #include <optional>
+#include <QSet>
 
 class dbClass;
+class dbStatement;
 
 namespace anag {
 
@@ -19,8 +22,34 @@ struct Company {
 // Adds the counterpart when its tax code is not in the register yet; a
 // company already there is left unchanged (the register keeps the first
 // data seen). Texts are trimmed and cut to their column's length.
+// A blank tax code registers nothing (AlreadyThere).
 enum class Registered { Added, AlreadyThere, Failed };
 Registered registerCounterpart(dbClass &db, const Company &c);
+
+// The same routine for a run that registers many counterparts (an import, a
+// takeover): its two statements are prepared once, and a tax code handled
+// once in the run is not looked up again. Failures are reported through the
+// database's messages.
+class CounterpartRegister {
+public:
+    explicit CounterpartRegister(dbClass &db);
+    ~CounterpartRegister();
+    CounterpartRegister(const CounterpartRegister &) = delete;
+    CounterpartRegister &operator=(const CounterpartRegister &) = delete;
+
+    Registered add(const Company &c);
+    // Whether the tax code (trimmed, any case) was handled in this run.
+    bool known(const QString &codFisc) const;
+    // Forgets what the run handled: after a rollback took its rows away.
+    void forget() { known_.clear(); }
+
+private:
+    bool prepare();
+
+    dbClass &db_;
+    std::unique_ptr<dbStatement> find_, insert_;
+    QSet<QString> known_;
+};
 // Reads a company by tax code.
 std::optional<Company> readCompany(dbClass &db, const QString &codFisc);
 

@@ -7,6 +7,7 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/qty.h"
+#include "shell/transaction.h"
 
 #include <QSet>
 #include <QSqlQuery>
@@ -210,6 +211,10 @@ qint64 save(AppContext &ctx, qint64 saID, qint64 siID, const fields::Record &r, 
 {
     const QVector<QPair<qint64, QString>> moves = followingModules(ctx, siID, rows);
     const QVariantMap values = fields::storeValues(schedaFields(), r);
+    // The scheda, its rows and the modules that follow them: all or nothing.
+    dbTransaction tx(ctx.db.current());
+    if (!tx.isActive(ctx.msg))
+        return 0;
     qint64 key = siID;
     if (siID == 0) {
         QVariantMap v = values;
@@ -237,17 +242,21 @@ qint64 save(AppContext &ctx, qint64 saID, qint64 siID, const fields::Record &r, 
     for (const auto &[module, code] : moves)
         if (!ctx.db.execute(QStringLiteral("UPDATE ModImb SET rifCod = ? WHERE (mbID = ?)"), {code, module}))
             return 0;
-    return key;
+    return tx.commit(ctx.msg) ? key : 0;
 }
 
 bool removeRow(AppContext &ctx, qint64 siID, const Row &row)
 {
     if (!fields::confirmDelete(ctx.msg, QStringLiteral("rifiuto selezionato ed i relativi moduli,")))
         return false;
+    // The row and the modules left without a row go together.
+    dbTransaction tx(ctx.db.current());
+    if (!tx.isActive(ctx.msg))
+        return false;
     if (row.id > 0 && !ctx.db.execute(QStringLiteral("DELETE FROM RecImb WHERE (riID = ?)"), {row.id}))
         return false;
     if (siID <= 0 || row.rifCod.isEmpty())
-        return true;
+        return tx.commit(ctx.msg);
     const bool received = row.posizione < codes::ImbMonomaterial;
     // RT-IMB modules follow the received row of their surface.
     if (received) {
@@ -265,10 +274,10 @@ bool removeRow(AppContext &ctx, qint64 siID, const Row &row)
     const int left = ctx.db.scalar(QStringLiteral("SELECT COUNT(riID) FROM RecImb WHERE (siID = ? AND rifCod = ?)"),
                                    {siID, row.rifCod})
                          .toInt();
-    if (left == 0)
-        return ctx.db.execute(QStringLiteral("DELETE FROM ModImb WHERE (siID = ? AND rifCod = ?)"),
-                              {siID, row.rifCod});
-    return true;
+    if (left == 0
+        && !ctx.db.execute(QStringLiteral("DELETE FROM ModImb WHERE (siID = ? AND rifCod = ?)"), {siID, row.rifCod}))
+        return false;
+    return tx.commit(ctx.msg);
 }
 
 bool remove(AppContext &ctx, qint64 siID)

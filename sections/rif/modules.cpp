@@ -8,6 +8,7 @@
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qty.h"
+#include "shell/transaction.h"
 
 #include <QSet>
 #include <QSqlQuery>
@@ -399,6 +400,10 @@ qint64 save(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
             values.insert(c, a.value(c));
     for (auto it = m.optionCodes.cbegin(); it != m.optionCodes.cend(); ++it)
         values.insert(it.key(), optionCode(m, it.key(), r.value(it.key()).toInt() - 1));
+    // The module, its rows and its counterpart are saved whole or not at all.
+    dbTransaction tx(ctx.db.current());
+    if (!tx.isActive(ctx.msg))
+        return 0;
     qint64 key = id;
     if (id == 0) {
         values.insert(m.parentKey, parentId);
@@ -426,17 +431,10 @@ qint64 save(AppContext &ctx, const ModuleKind &m, qint64 parentId, qint64 id,
         }
     }
     if (m.counterpart && !r.value(QStringLiteral("CodFisc")).toString().trimmed().isEmpty()) {
-        anag::Company c;
-        c.codFisc = r.value(QStringLiteral("CodFisc")).toString();
-        c.ragSoc = r.value(QStringLiteral("RagSoc")).toString();
-        c.via = r.value(QStringLiteral("Via")).toString();
-        c.civico = r.value(QStringLiteral("Civico")).toString();
-        c.cap = r.value(QStringLiteral("Cap")).toString();
-        c.prvIstat = r.value(QStringLiteral("prvIstat")).toInt();
-        c.comIstat = r.value(QStringLiteral("comIstat")).toInt();
-        anag::registerCounterpart(ctx.db, c);
+        if (anag::registerCounterpart(ctx.db, anag::companyFrom(r)) == anag::Registered::Failed)
+            return 0;
     }
-    return key;
+    return tx.commit(ctx.msg) ? key : 0;
 }
 
 bool remove(AppContext &ctx, const ModuleKind &m, qint64 id)

@@ -7,6 +7,7 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/qty.h"
+#include "shell/transaction.h"
 
 #include <QSet>
 #include <QSqlQuery>
@@ -321,6 +322,10 @@ qint64 save(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const 
 {
     const QVector<QPair<qint64, QString>> moves = followingModules(ctx, s, id, rows);
     const QVariantMap values = fields::storeValues(s.fields, r);
+    // The scheda, its rows and the modules that follow them: all or nothing.
+    dbTransaction tx(ctx.db.current());
+    if (!tx.isActive(ctx.msg))
+        return 0;
     qint64 key = id;
     if (id == 0) {
         QVariantMap v = values;
@@ -349,18 +354,22 @@ qint64 save(AppContext &ctx, const StreamSpec &s, qint64 saID, qint64 id, const 
         if (!ctx.db.execute(QStringLiteral("UPDATE %1 SET rifCod = ? WHERE (%2 = ?)").arg(s.modTable, s.modKey),
                             {code, module}))
             return 0;
-    return key;
+    return tx.commit(ctx.msg) ? key : 0;
 }
 
 bool removeRow(AppContext &ctx, const StreamSpec &s, qint64 id, const Row &row)
 {
     if (!fields::confirmDelete(ctx.msg, QStringLiteral("rifiuto selezionato ed i relativi moduli,")))
         return false;
+    // The row and the modules left without a row go together.
+    dbTransaction tx(ctx.db.current());
+    if (!tx.isActive(ctx.msg))
+        return false;
     if (row.id > 0
         && !ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(s.rowTable, s.rowKey), {row.id}))
         return false;
     if (id <= 0 || row.rifCod.isEmpty())
-        return true;
+        return tx.commit(ctx.msg);
     // RT modules follow the received rows of the code, the others any row.
     const int leftReceived = ctx.db.scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE (%2 = ? AND rifCod = ? AND "
                                                           "Posizione <= ?)")
@@ -376,10 +385,11 @@ bool removeRow(AppContext &ctx, const StreamSpec &s, qint64 id, const Row &row)
                                        .arg(s.rowTable, s.key),
                                    {id, row.rifCod})
                          .toInt();
-    if (left > 0)
-        return true;
-    return ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ? AND rifCod = ?)").arg(s.modTable, s.key),
-                          {id, row.rifCod});
+    if (left == 0
+        && !ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ? AND rifCod = ?)").arg(s.modTable, s.key),
+                           {id, row.rifCod}))
+        return false;
+    return tx.commit(ctx.msg);
 }
 
 bool remove(AppContext &ctx, const StreamSpec &s, qint64 id)
@@ -388,9 +398,13 @@ bool remove(AppContext &ctx, const StreamSpec &s, qint64 id)
         || !fields::confirmDelete(ctx.msg, QStringLiteral("scheda ") + s.name + QStringLiteral(" e relativi moduli,")))
         return false;
     // The modules go first, by their scheda key; their rows follow them.
-    if (!ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(s.modTable, s.key), {id}))
+    dbTransaction tx(ctx.db.current());
+    if (!tx.isActive(ctx.msg))
         return false;
-    return ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(s.table, s.key), {id});
+    if (!ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(s.modTable, s.key), {id})
+        || !ctx.db.execute(QStringLiteral("DELETE FROM %1 WHERE (%2 = ?)").arg(s.table, s.key), {id}))
+        return false;
+    return tx.commit(ctx.msg);
 }
 
 const waste::ModuleKind &module(const StreamSpec &s, int tipoMod)

@@ -1,0 +1,138 @@
+// One register of companies: the module forms' save, the import of an
+// exchange file and the takeover from the previous year add a counterpart
+// through the same routine, so the same counterpart gives the same register
+// row whichever of them meets it first.
+
+#include "../testutil.h"
+#include "exchange/expclass.h"
+#include "exchange/importer.h"
+#include "sections/anag/register.h"
+#include "sections/codes.h"
+#include "sections/rif/modules.h"
+#include "sections/takeover/takeover.h"
+#include "shell/context.h"
+#include "shell/dbclass.h"
+#include "shell/messages.h"
+#include "shell/qorclass.h"
+
+#include <QFile>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <memory>
+
+namespace {
+
+QString s(const char *t) { return QString::fromUtf8(t); }
+
+struct Store {
+    std::unique_ptr<qorClass> app;
+    ScriptedMessages msg;
+    std::unique_ptr<dbClass> db;
+    std::unique_ptr<AppContext> ctx;
+
+    bool open(const QString &folder, const QString &path, const QString &previous = {})
+    {
+        app = std::make_unique<qorClass>(folder);
+        db = std::make_unique<dbClass>(*app, msg);
+        db->setCurrentPath(path);
+        db->setPreviousPath(previous);
+        if (!db->connect())
+            return false;
+        ctx = std::make_unique<AppContext>(AppContext{*app, *db, msg});
+        return true;
+    }
+    // The register rows of the given tax codes, every column, as text.
+    QStringList rows(const QStringList &codes)
+    {
+        QStringList out;
+        for (const QString &c : codes) {
+            QSqlQuery q = db->query(s("SELECT * FROM Ditte WHERE (CodFisc = ?)"), {c});
+            QStringList v;
+            while (q.next())
+                for (int i = 0; i < q.record().count(); ++i)
+                    v << q.record().fieldName(i).toLower() + u'='
+                             + (q.isNull(i) ? s("<null>") : q.value(i).toString());
+            out << c + u':' + v.join(u' ');
+        }
+        return out;
+    }
+};
+
+} // namespace
+
+class TestRegister : public QObject {
+    Q_OBJECT
+    QTemporaryDir dir;
+    QString templ;
+
+    QString copy(const char *name)
+    {
+        const QString path = dir.filePath(s(name));
+        return QFile::copy(templ, path) ? path : QString();
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(dir.isValid());
+        templ = testutil::freshDatabase(dir, s("template.db"));
+    }
+
+    void sameRowFromFormsImportAndTakeover()
+    {
+        // Last year's declaration, its counterparts added by the forms' save.
+        const QString prev = copy("Qor2018.db");
+        Store forms;
+        QVERIFY(forms.open(dir.path(), prev));
+        const qint64 sa = forms.db->insertRow(s("SezAnag"), {{s("saAnno"), 2018}, {s("CodFisc"), s("00488410010")},
+                                                             {s("RagSoc"), s("ACME SPA")}, {s("prvIstat"), 15},
+                                                             {s("comIstat"), 146}, {s("Via"), s("VIA ROMA")}});
+        const qint64 rif = forms.db->insertRow(s("SezRif"), {{s("saID"), sa}, {s("rifCod"), s("150101")},
+                                                             {s("sfSolidoNP"), 1}, {s("qtaProd"), 1000},
+                                                             {s("umiProd"), 1}});
+        QVERIFY(sa > 0 && rif > 0);
+        // Modules whose counterpart the file carries with its address (TE
+        // carries tax code and name only), each with its own company: texts
+        // with blanks around, a long name, an empty number.
+        QStringList taxes;
+        const char *taxCodes[] = {"01234567890", "RSSMRA85T10A562S", "VRDLGU70B02F205X"};
+        int i = 0;
+        for (int tipo : {codes::RT, codes::DR, codes::DR}) {
+            const waste::ModuleKind &m = rif::module(tipo);
+            QVERIFY(m.counterpart);
+            fields::Record r = waste::blank(m);
+            r.insert(s("CodFisc"), s(" ") + s(taxCodes[i]) + s(" "));
+            r.insert(s("RagSoc"), i == 1 ? QString(70, u'Z') : s("RECUPERI SRL "));
+            r.insert(s("Via"), s("VIA PO"));
+            r.insert(s("Civico"), i == 2 ? QString() : s("2"));
+            r.insert(s("Cap"), s("20100"));
+            r.insert(s("prvIstat"), 15);
+            r.insert(s("comIstat"), 146);
+            r.insert(s("qtaMod"), 1000);
+            QVERIFY(waste::save(*forms.ctx, m, rif, 0, s("150101"), r, {}, {}) > 0);
+            taxes << s(taxCodes[i++]);
+        }
+        const QStringList expected = forms.rows(taxes);
+        for (const QString &row : expected)
+            QVERIFY2(row.contains(s("ragsoc=")), qPrintable(row));
+
+        // The same declaration imported from an exchange file.
+        const QString file = dir.filePath(s("DICH.000"));
+        QCOMPARE(exch::exportDeclarations(*forms.db, forms.msg, file, {sa}), exch::ExportResult::Done);
+        Store imported;
+        QVERIFY(imported.open(dir.path(), copy("imported.db")));
+        QCOMPARE(exch::importFile(*imported.db, imported.msg, file).status, exch::ImportResult::Done);
+        QCOMPARE(imported.rows(taxes), expected);
+
+        // And taken over, with its structure, from the previous year.
+        Store taken;
+        QVERIFY(taken.open(dir.path(), copy("Qor2019.db"), prev));
+        takeover::Options o;
+        o.structure = true;
+        QCOMPARE(takeover::run(*taken.ctx, {sa}, o).status, takeover::Result::Done);
+        QCOMPARE(taken.rows(taxes), expected);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRegister)
+#include "test_register.moc"
