@@ -6,6 +6,7 @@
 #include "sections/anag/register.h"
 #include "sections/anag/setup.h"
 #include "shell/dbclass.h"
+#include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
@@ -17,6 +18,7 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <iterator>
+#include <map>
 
 namespace takeover {
 
@@ -104,6 +106,10 @@ public:
     Copier(AppContext &ctx, bool structure)
         : ctx_(ctx), db_(ctx.db), conv_(ctx.db), structure_(structure), writer_(ctx.db.current())
     {
+        dbStatement q(db_.current(), QStringLiteral("SELECT CodFisc FROM Ditte"));
+        if (q.exec())
+            while (q.next())
+                registered_.insert(q.string(0).trimmed().toUpper());
     }
 
     enum Outcome { Taken, Present, Failed };
@@ -112,6 +118,7 @@ public:
 private:
     bool row(tree::Node &n);
     bool registerCompany(const anag::Company &c);
+    qint64 present(const exch::DeclarationIdentity &d);
     QString text(const tree::Node &n, const char *column) const { return n.value(u8(column)).toString(); }
 
     AppContext &ctx_;
@@ -123,7 +130,27 @@ private:
     // added (gone again if it is rolled back).
     QSet<QString> registered_, adding_;
     int added_ = 0;
+    // The presence test, prepared once for each of its shapes.
+    std::map<QString, dbStatement> presence_;
 };
+
+qint64 Copier::present(const exch::DeclarationIdentity &d)
+{
+    const exch::PresenceTest t = exch::presenceTest(d);
+    auto it = presence_.find(t.sql);
+    if (it == presence_.end())
+        it = presence_.emplace(t.sql, dbStatement(db_.current(), t.sql)).first;
+    dbStatement &st = it->second;
+    for (int i = 0; i < int(t.params.size()); ++i)
+        st.bind(i, t.params.at(i));
+    if (!st.isValid() || !st.exec()) {
+        ctx_.msg.errorReport({}, st.errorCode(), st.error(), QStringLiteral("takeover"));
+        return -1;
+    }
+    const qint64 id = st.next() ? st.toInt(0) : 0;
+    st.finish();
+    return id;
+}
 
 bool Copier::registerCompany(const anag::Company &c)
 {
@@ -183,12 +210,12 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companie
 {
     emptyQuantities(sa);
     convertPlaces(conv_, sa);
-    const qint64 present = exch::presentDeclaration(
-        db_, {sa.value(QStringLiteral("CodFisc")), sa.value(QStringLiteral("RagSoc")), sa.value(QStringLiteral("Via")),
+    const qint64 found = present(
+        {sa.value(QStringLiteral("CodFisc")), sa.value(QStringLiteral("RagSoc")), sa.value(QStringLiteral("Via")),
               sa.value(QStringLiteral("Civico")), sa.value(QStringLiteral("prvIstat")), sa.value(QStringLiteral("comIstat"))});
-    if (present < 0)
+    if (found < 0)
         return Failed;
-    if (present > 0)
+    if (found > 0)
         return Present;
 
     // The anagrafica of the new year: not yet dated, annulling nothing,
