@@ -52,6 +52,7 @@ bench: build
 	$(BUILD)/bench/exchange_bench
 	$(BUILD)/bench/verify_bench
 	$(BUILD)/bench/store_bench 10000
+	$(BUILD)/bench/takeover_bench 1000
 
 clean:
 	rm -rf $(BUILD)
