@@ -25,19 +25,9 @@
 #include <cstdio>
 
 using bench::Tables;
+using bench::memoryKb;
 
 namespace {
-
-long memoryKb(const char *key)
-{
-    QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &l : f.readAll().split('\n'))
-        if (l.startsWith(key))
-            return l.mid(int(qstrlen(key))).trimmed().split(' ').first().toLong();
-    return 0;
-}
 
 double median(std::vector<double> v)
 {
