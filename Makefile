@@ -54,6 +54,7 @@ bench: build
 	$(BUILD)/bench/verify_bench
 	$(BUILD)/bench/store_bench 10000
 	$(BUILD)/bench/startup_bench
+	$(BUILD)/bench/takeover_bench 1000
 
 # The Debian package qor2019_*.deb, in the build folder.
 package: build

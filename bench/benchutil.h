@@ -6,6 +6,7 @@
 #include "shell/dbclass.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QString>
 #include <cstdio>
@@ -36,6 +37,18 @@ inline double sqliteShell(const QString &db, const QString &script, double *cpu)
     p.waitForFinished(-1);
     *cpu = childCpu() - before;
     return t.elapsed() / 1000.0;
+}
+
+// A figure of /proc/self/status in kB ("VmRSS:", "VmHWM:"); 0 when unknown.
+inline long memoryKb(const char *key)
+{
+    QFile f(QStringLiteral("/proc/self/status"));
+    if (!f.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &l : f.readAll().split('\n'))
+        if (l.startsWith(key))
+            return l.mid(int(qstrlen(key))).trimmed().split(' ').first().toLong();
+    return 0;
 }
 
 // The tables of the declaration tree.

@@ -25,21 +25,7 @@
 
 using bench::sqliteShell;
 using bench::Tables;
-
-namespace {
-
-long memoryKb(const char *key)
-{
-    QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &l : f.readAll().split('\n'))
-        if (l.startsWith(key))
-            return l.mid(int(qstrlen(key))).trimmed().split(' ').first().toLong();
-    return 0;
-}
-
-} // namespace
+using bench::memoryKb;
 
 int main(int argc, char **argv)
 {

@@ -6,15 +6,19 @@
 #include "sections/anag/register.h"
 #include "sections/anag/setup.h"
 #include "shell/dbclass.h"
+#include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
+#include "shell/tree/tree.h"
 
 #include <QHash>
+#include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <iterator>
+#include <map>
 
 namespace takeover {
 
@@ -68,177 +72,174 @@ struct PlaceColumns {
 const PlaceColumns placeColumns[] = {{"prvIstat", "comIstat", "Cap"}, {"slPrvIstat", "slComIstat", "slCap"}};
 
 // Municipalities changed since last year take their new codes and postcode.
-void convertPlaces(const refdata::comChanged &conv, QVariantMap &v)
+void convertPlaces(const refdata::comChanged &conv, tree::Node &n)
 {
     for (const PlaceColumns &p : placeColumns) {
-        const QString prv = u8(p.prv), com = u8(p.com), cap = u8(p.cap);
-        if (!v.contains(prv) || !v.contains(com))
+        const int prv = n.index(u8(p.prv)), com = n.index(u8(p.com)), cap = n.index(u8(p.cap));
+        if (prv < 0 || com < 0)
             continue;
         int prvNew = 0, comNew = 0;
         QString capNew;
-        if (!conv.lookup(v.value(prv).toInt(), v.value(com).toInt(), prvNew, comNew, capNew))
+        if (!conv.lookup(n.values.at(prv).toInt(), n.values.at(com).toInt(), prvNew, comNew, capNew))
             continue;
-        v.insert(prv, prvNew);
-        v.insert(com, comNew);
-        if (v.contains(cap) && !capNew.trimmed().isEmpty())
-            v.insert(cap, capNew.trimmed());
+        n.values[prv] = prvNew;
+        n.values[com] = comNew;
+        if (cap >= 0 && !capNew.trimmed().isEmpty())
+            n.values[cap] = capNew.trimmed();
     }
 }
 
 QVariant nullOf(QMetaType::Type t) { return QVariant(QMetaType(t)); }
 
-// Carries declarations of the previous year into the current one.
+// Quantities emptied; their units stay.
+void emptyQuantities(tree::Node &n)
+{
+    for (size_t i = 0; i < n.table->columns.size(); ++i)
+        if (n.table->columns[i].type == schema::Type::Qty)
+            n.values[qsizetype(i)] = nullOf(QMetaType::LongLong);
+}
+
+// Carries declarations of the previous year, as the tree reader gives them,
+// into the current one through the tree writer.
 class Copier {
 public:
-    Copier(AppContext &ctx, bool structure) : ctx_(ctx), db_(ctx.db), conv_(ctx.db), structure_(structure) {}
+    Copier(AppContext &ctx, bool structure)
+        : ctx_(ctx), db_(ctx.db), conv_(ctx.db), structure_(structure), writer_(ctx.db.current())
+    {
+        dbStatement q(db_.current(), QStringLiteral("SELECT CodFisc FROM Ditte"));
+        if (q.exec())
+            while (q.next())
+                registered_.insert(q.string(0).trimmed().toUpper());
+    }
 
-    enum Outcome { Taken, Present, Missing, Failed };
-    Outcome declaration(qint64 oldID, qint64 *newID, int *companies);
+    enum Outcome { Taken, Present, Failed };
+    Outcome declaration(tree::Node &sa, qint64 *newID, int *companies);
 
 private:
-    QVariantMap values(const schema::Table &t, const QSqlRecord &rec) const;
-    bool children(const schema::Table &parent, qint64 oldID, qint64 newID);
+    bool row(tree::Node &n);
     bool registerCompany(const anag::Company &c);
-    bool readFailed()
-    {
-        ctx_.msg.critical(openErrorText());
-        return false;
-    }
+    qint64 present(const exch::DeclarationIdentity &d);
+    QString text(const tree::Node &n, const char *column) const { return n.value(u8(column)).toString(); }
 
     AppContext &ctx_;
     dbClass &db_;
     refdata::comChanged conv_;
     bool structure_;
+    tree::Writer writer_;
+    // Tax codes the register is known to hold, and those this declaration
+    // added (gone again if it is rolled back).
+    QSet<QString> registered_, adding_;
     int added_ = 0;
+    // The presence test, prepared once for each of its shapes.
+    std::map<QString, dbStatement> presence_;
 };
 
-// Every column of the current schema but the key; quantities emptied.
-QVariantMap Copier::values(const schema::Table &t, const QSqlRecord &rec) const
+qint64 Copier::present(const exch::DeclarationIdentity &d)
 {
-    QVariantMap v;
-    for (const schema::Column &c : t.columns) {
-        if (c.name.compare(t.key, Qt::CaseInsensitive) == 0)
-            continue;
-        const int i = rec.indexOf(c.name);
-        if (i < 0)
-            continue;   // a column this edition added
-        v.insert(c.name, c.type == schema::Type::Qty ? nullOf(QMetaType::LongLong) : rec.value(i));
+    const exch::PresenceTest t = exch::presenceTest(d);
+    auto it = presence_.find(t.sql);
+    if (it == presence_.end())
+        it = presence_.emplace(t.sql, dbStatement(db_.current(), t.sql)).first;
+    dbStatement &st = it->second;
+    for (int i = 0; i < int(t.params.size()); ++i)
+        st.bind(i, t.params.at(i));
+    if (!st.isValid() || !st.exec()) {
+        ctx_.msg.errorReport({}, st.errorCode(), st.error(), QStringLiteral("takeover"));
+        return -1;
     }
-    return v;
+    const qint64 id = st.next() ? st.toInt(0) : 0;
+    st.finish();
+    return id;
 }
 
 bool Copier::registerCompany(const anag::Company &c)
 {
-    if (c.codFisc.trimmed().isEmpty())
+    const QString code = c.codFisc.trimmed().toUpper();
+    if (code.isEmpty() || registered_.contains(code) || adding_.contains(code))
         return true;
     const anag::Registered r = anag::registerCounterpart(db_, c);
-    if (r == anag::Registered::Added)
+    if (r == anag::Registered::Failed)
+        return false;
+    if (r == anag::Registered::Added) {
         ++added_;
-    return r != anag::Registered::Failed;
-}
-
-bool Copier::children(const schema::Table &parent, qint64 oldID, qint64 newID)
-{
-    for (const schema::Table &t : schema::tables()) {
-        if (t.parent.compare(parent.name, Qt::CaseInsensitive) != 0)
-            continue;
-        QVector<QSqlRecord> rows;
-        if (!previousRows(db_, QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?) ORDER BY %3").arg(t.name, t.parentKey, t.key),
-                          {oldID}, rows))
-            return readFailed();
-        const bool module = t.name.startsWith(QLatin1String("Mod")) && schema::column(t, QStringLiteral("CodFisc"));
-        for (const QSqlRecord &rec : rows) {
-            QVariantMap v = values(t, rec);
-            v.insert(t.parentKey, newID);
-            convertPlaces(conv_, v);
-            if (module) {
-                anag::Company c;
-                c.codFisc = v.value(QStringLiteral("CodFisc")).toString();
-                c.ragSoc = v.value(QStringLiteral("RagSoc")).toString();
-                c.via = v.value(QStringLiteral("Via")).toString();
-                c.civico = v.value(QStringLiteral("Civico")).toString();
-                c.cap = v.value(QStringLiteral("Cap")).toString();
-                c.prvIstat = v.value(QStringLiteral("prvIstat")).toInt();
-                c.comIstat = v.value(QStringLiteral("comIstat")).toInt();
-                if (!registerCompany(c))
-                    return false;
-            }
-            const qint64 id = db_.insertRow(t.name, v);
-            if (id < 0 || !children(t, rec.value(t.key).toLongLong(), id))
-                return false;
-        }
+        adding_.insert(code);
+    } else {
+        registered_.insert(code);
     }
     return true;
 }
 
-Copier::Outcome Copier::declaration(qint64 oldID, qint64 *newID, int *companies)
+// A row of the tree on its way into the current year; the declaration row
+// was made ready before the presence test.
+bool Copier::row(tree::Node &n)
 {
-    const schema::Table &sa = *schema::table(QStringLiteral("SezAnag"));
-    QVector<QSqlRecord> rows;
-    if (!previousRows(db_, QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {oldID}, rows)) {
-        readFailed();
-        return Failed;
+    if (n.table->name == QLatin1String("SezAnag")) {
+        // The register keeps companies at their registered office, as the
+        // SA1 form reads them back; a declaration without one gives its
+        // local unit.
+        const bool office = n.value(QStringLiteral("slComIstat")).toInt() > 0;
+        auto pick = [&](const char *own, const char *unit) { return n.value(u8(office ? own : unit)); };
+        anag::Company c;
+        c.codFisc = text(n, "CodFisc");
+        c.ragSoc = text(n, "RagSoc");
+        c.via = pick("slVia", "Via").toString();
+        c.civico = pick("slCivico", "Civico").toString();
+        c.cap = pick("slCap", "Cap").toString();
+        c.prefTel = pick("slPrefTel", "PrefTel").toString();
+        c.telefono = pick("slTelefono", "Telefono").toString();
+        c.prvIstat = pick("slPrvIstat", "prvIstat").toInt();
+        c.comIstat = pick("slComIstat", "comIstat").toInt();
+        return registerCompany(c);
     }
-    if (rows.isEmpty())
-        return Missing;
-    QVariantMap v = values(sa, rows.first());
-    convertPlaces(conv_, v);
+    emptyQuantities(n);
+    convertPlaces(conv_, n);
+    if (!n.table->name.startsWith(QLatin1String("Mod")) || n.index(QStringLiteral("CodFisc")) < 0)
+        return true;
+    anag::Company c;
+    c.codFisc = text(n, "CodFisc");
+    c.ragSoc = text(n, "RagSoc");
+    c.via = text(n, "Via");
+    c.civico = text(n, "Civico");
+    c.cap = text(n, "Cap");
+    c.prvIstat = n.value(QStringLiteral("prvIstat")).toInt();
+    c.comIstat = n.value(QStringLiteral("comIstat")).toInt();
+    return registerCompany(c);
+}
 
-    // The test and the insert in one transaction, taking turns with other
-    // stations that add declarations: a declaration is never taken twice.
-    dbTransaction tx(db_.current());
-    if (!tx.isActive()) {
-        ctx_.msg.critical(tx.wasBusy() ? exch::busyText() : tx.error());
+Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companies)
+{
+    emptyQuantities(sa);
+    convertPlaces(conv_, sa);
+    const qint64 found = present(
+        {sa.value(QStringLiteral("CodFisc")), sa.value(QStringLiteral("RagSoc")), sa.value(QStringLiteral("Via")),
+              sa.value(QStringLiteral("Civico")), sa.value(QStringLiteral("prvIstat")), sa.value(QStringLiteral("comIstat"))});
+    if (found < 0)
         return Failed;
-    }
-    if (!exch::lockDeclarations(db_))
-        return Failed;
-    const qint64 present = exch::presentDeclaration(
-        db_, {v.value(QStringLiteral("CodFisc")), v.value(QStringLiteral("RagSoc")), v.value(QStringLiteral("Via")),
-              v.value(QStringLiteral("Civico")), v.value(QStringLiteral("prvIstat")), v.value(QStringLiteral("comIstat"))});
-    if (present < 0)
-        return Failed;
-    if (present > 0)
+    if (found > 0)
         return Present;
 
     // The anagrafica of the new year: not yet dated, annulling nothing,
     // never exported.
-    v.insert(QStringLiteral("saAnno"), qorClass::Year);
-    v.insert(QStringLiteral("saDataComp"), nullOf(QMetaType::QString));
-    v.insert(QStringLiteral("saDataPrec"), nullOf(QMetaType::QString));
-    v.insert(QStringLiteral("saAnnulla"), 0);
-    v.insert(QStringLiteral("saExp"), 0);
-    v.insert(QStringLiteral("ExpID"), 0);
+    sa.set(QStringLiteral("saAnno"), qorClass::Year);
+    sa.set(QStringLiteral("saDataComp"), nullOf(QMetaType::QString));
+    sa.set(QStringLiteral("saDataPrec"), nullOf(QMetaType::QString));
+    sa.set(QStringLiteral("saAnnulla"), 0);
+    sa.set(QStringLiteral("saExp"), 0);
+    sa.set(QStringLiteral("ExpID"), 0);
     if (!structure_)
-        for (auto it = v.begin(); it != v.end(); ++it)
-            if (it.key().startsWith(QLatin1String("msUmi")))
-                it.value() = nullOf(QMetaType::Int);
-
-    // The register keeps companies at their registered office, as the SA1
-    // form reads them back; a declaration without one gives its local unit.
-    const bool office = v.value(QStringLiteral("slComIstat")).toInt() > 0;
-    auto pick = [&](const char *own, const char *unit) { return v.value(u8(office ? own : unit)); };
-    anag::Company c;
-    c.codFisc = v.value(QStringLiteral("CodFisc")).toString();
-    c.ragSoc = v.value(QStringLiteral("RagSoc")).toString();
-    c.via = pick("slVia", "Via").toString();
-    c.civico = pick("slCivico", "Civico").toString();
-    c.cap = pick("slCap", "Cap").toString();
-    c.prefTel = pick("slPrefTel", "PrefTel").toString();
-    c.telefono = pick("slTelefono", "Telefono").toString();
-    c.prvIstat = pick("slPrvIstat", "prvIstat").toInt();
-    c.comIstat = pick("slComIstat", "comIstat").toInt();
+        for (size_t i = 0; i < sa.table->columns.size(); ++i)
+            if (sa.table->columns[i].name.startsWith(QLatin1String("msUmi")))
+                sa.values[qsizetype(i)] = nullOf(QMetaType::Int);
 
     added_ = 0;
-    qint64 id = -1;
-    const bool ok = registerCompany(c) && (id = db_.insertRow(sa.name, v)) > 0
-                    && (!structure_ || children(sa, oldID, id));
-    if (!ok)
-        return Failed;
-    if (!tx.commit()) {
-        ctx_.msg.errorReport({}, tx.errorCode(), tx.error(), QStringLiteral("takeover"));
+    adding_.clear();
+    const qint64 id = writer_.write(sa, [this](tree::Node &n) { return row(n); });
+    if (id < 0) {
+        if (!writer_.error().isEmpty())
+            ctx_.msg.errorReport({}, writer_.errorCode(), writer_.error(), QStringLiteral("takeover"));
         return Failed;
     }
+    registered_ += adding_;
     *newID = id;
     *companies += added_;
     return Taken;
@@ -361,15 +362,56 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
     }
     if (options.setup)
         r.setup = takeSetup(ctx);
-    Copier copier(ctx, options.structure);
-    const int total = int(saIDs.size());
-    for (int i = 0; i < total; ++i) {
-        if (progress && !progress(i, total)) {
-            r.status = Result::Cancelled;
-            return r;
+
+    // One transaction for the run, taking turns with other stations that add
+    // declarations (a declaration is never taken twice); each declaration in
+    // a savepoint of its own. What was taken stays when the run is
+    // cancelled or a declaration fails.
+    dbTransaction tx(ctx.db.current());
+    if (!tx.isActive()) {
+        ctx.msg.critical(tx.wasBusy() ? exch::busyText() : tx.error());
+        r.status = Result::Failed;
+        return r;
+    }
+    if (!exch::lockDeclarations(ctx.db)) {
+        r.status = Result::Failed;
+        return r;
+    }
+    auto finish = [&](Result::Status status) {
+        r.status = status;
+        if (!tx.commit()) {
+            ctx.msg.errorReport({}, tx.errorCode(), tx.error(), QStringLiteral("takeover"));
+            r.status = Result::Failed;
+            r.taken = 0;
+            r.companies = 0;
+            r.newIds.clear();
         }
+        return r;
+    };
+
+    QList<qint64> keys;
+    QSet<qint64> seen;
+    for (qint64 k : saIDs)
+        if (!seen.contains(k)) {
+            seen.insert(k);
+            keys << k;
+        }
+    tree::ReadOptions read;
+    if (!options.structure)
+        read.tables = QStringList{QStringLiteral("SezAnag")};
+    tree::Reader reader(ctx.db.previous(), read);
+    reader.select(keys);
+    Copier copier(ctx, options.structure);
+    const int total = int(keys.size());
+    int at = 0;
+    while (tree::Node *sa = reader.next()) {
+        while (at < total && keys.at(at) != sa->key())
+            ++at; // no longer in last year's database
+        if (progress && !progress(at, total))
+            return finish(Result::Cancelled);
+        ++at;
         qint64 id = 0;
-        switch (copier.declaration(saIDs.at(i), &id, &r.companies)) {
+        switch (copier.declaration(*sa, &id, &r.companies)) {
         case Copier::Taken:
             ++r.taken;
             r.newIds << id;
@@ -377,17 +419,17 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
         case Copier::Present:
             ++r.skipped;
             break;
-        case Copier::Missing:
-            break;
         case Copier::Failed:
-            r.status = Result::Failed;
-            return r;
+            return finish(Result::Failed);
         }
+    }
+    if (reader.failed()) {
+        ctx.msg.critical(openErrorText());
+        return finish(Result::Failed);
     }
     if (progress)
         progress(total, total);
-    r.status = Result::Done;
-    return r;
+    return finish(Result::Done);
 }
 
 } // namespace takeover

@@ -3,8 +3,9 @@
 // are listed, and the ticked ones are carried into the current year. For
 // each one the company goes to the register, the anagrafica becomes a new
 // SezAnag row of the current year and, on request, the structure of its
-// schede comes along with every quantity empty. One declaration, one
-// transaction: a declaration is taken over whole or not at all.
+// schede comes along with every quantity empty. The run is one transaction
+// with a savepoint per declaration: a declaration is taken over whole or not
+// at all, and what was taken stays when the run is cancelled or fails.
 //
 // What "structure" keeps, table by table of the declaration tree (every
 // section, module and row table hanging from SezAnag):

@@ -1,0 +1,446 @@
+#include "shell/tree/tree.h"
+
+#include "shell/dbstatement.h"
+#include "shell/transaction.h"
+
+#include <QSqlField>
+#include <QSqlRecord>
+#include <algorithm>
+#include <limits>
+
+namespace tree {
+
+// ---------------------------------------------------------------- Node
+
+qint64 Node::key() const
+{
+    return value(table->key).toLongLong();
+}
+
+int Node::index(const QString &column) const
+{
+    for (size_t i = 0; i < table->columns.size(); ++i)
+        if (table->columns[i].name.compare(column, Qt::CaseInsensitive) == 0)
+            return int(i);
+    return -1;
+}
+
+QVariant Node::value(const QString &column) const
+{
+    const int i = index(column);
+    return i < 0 ? QVariant() : values.value(i);
+}
+
+void Node::set(const QString &column, const QVariant &v)
+{
+    const int i = index(column);
+    if (i >= 0)
+        values[i] = v;
+}
+
+const std::vector<const schema::Table *> &tables()
+{
+    static const std::vector<const schema::Table *> list = [] {
+        // The schema lists parents before children.
+        std::vector<const schema::Table *> out;
+        for (const schema::Table &t : schema::tables()) {
+            if (t.name == QLatin1String("SezAnag"))
+                out.push_back(&t);
+            else if (!t.parent.isEmpty())
+                out.push_back(&t);
+        }
+        return out;
+    }();
+    return list;
+}
+
+namespace {
+
+bool isAncestor(const schema::Table &ancestor, const schema::Table &t)
+{
+    for (const schema::Table *p = schema::table(t.parent); p; p = schema::table(p->parent))
+        if (p == &ancestor)
+            return true;
+    return false;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- Reader
+
+struct Reader::Plan {
+    const schema::Table *table = nullptr;
+    int parent = -1;              // position of the parent's plan
+    std::vector<int> columns;     // schema positions read, in select order
+    int keyAt = -1, parentAt = -1; // their places in the select list
+    dbStatement st;
+    QHash<qint64, Node *> rows;   // of the current window, by key
+};
+
+Reader::Reader(const QSqlDatabase &db, ReadOptions options) : db_(db), options_(std::move(options))
+{
+    options_.window = std::max(1, options_.window);
+}
+
+Reader::~Reader() = default;
+
+void Reader::select(const QList<qint64> &saIDs)
+{
+    all_ = false;
+    keys_ = saIDs;
+    nextKey_ = 0;
+    exhausted_ = false;
+    roots_.clear();
+    arena_.clear();
+    at_ = 0;
+}
+
+void Reader::selectAll()
+{
+    select({});
+    all_ = true;
+    lastKey_ = std::numeric_limits<qint64>::min();
+}
+
+bool Reader::fail(const QString &error, qint64 code)
+{
+    error_ = error.isEmpty() ? QStringLiteral("errore di lettura") : error;
+    code_ = code;
+    roots_.clear();
+    arena_.clear();
+    return false;
+}
+
+bool Reader::prepare()
+{
+    prepared_ = true;
+    const int n = options_.window;
+    QStringList marks;
+    for (int i = 0; i < n; ++i)
+        marks << QStringLiteral("?");
+    const QString in = QStringLiteral(" IN (%1)").arg(marks.join(u','));
+
+    // The tables asked for, with the ancestors they hang from.
+    std::vector<const schema::Table *> wanted;
+    for (const schema::Table *t : tables()) {
+        bool take = options_.tables.isEmpty() || t->name == QLatin1String("SezAnag");
+        for (const QString &name : options_.tables) {
+            const schema::Table *w = schema::table(name);
+            if (w && (w == t || isAncestor(*t, *w)))
+                take = true;
+        }
+        if (take)
+            wanted.push_back(t);
+    }
+
+    for (const schema::Table *t : wanted) {
+        // The columns the store has (last year's database may lack some);
+        // a table the store lacks has no rows.
+        const QSqlRecord stored = db_.record(t->name);
+        if (stored.isEmpty())
+            continue;
+        auto plan = std::make_unique<Plan>();
+        plan->table = t;
+        for (size_t i = 0; i < plans_.size(); ++i)
+            if (plans_[i]->table->name == t->parent)
+                plan->parent = int(i);
+        if (!t->parent.isEmpty() && plan->parent < 0)
+            continue; // its parent is not in the store either
+        const auto subset = options_.columns.constFind(t->name);
+        QStringList select;
+        for (size_t i = 0; i < t->columns.size(); ++i) {
+            const QString &c = t->columns[i].name;
+            const bool always = c == t->key || c == t->parentKey;
+            if (!always && subset != options_.columns.constEnd() && !subset->contains(c, Qt::CaseInsensitive))
+                continue;
+            if (stored.indexOf(c) < 0)
+                continue;
+            if (c == t->key)
+                plan->keyAt = int(select.size());
+            if (c == t->parentKey)
+                plan->parentAt = int(select.size());
+            plan->columns.push_back(int(i));
+            select << QStringLiteral("t0.") + c;
+        }
+        // The join path up to the table that holds saID.
+        QString from = t->name + QStringLiteral(" t0");
+        const schema::Table *at = t;
+        int depth = 0;
+        while (!at->parent.isEmpty() && at->parent != QLatin1String("SezAnag")) {
+            const schema::Table *up = schema::table(at->parent);
+            ++depth;
+            from += QStringLiteral(" JOIN %1 t%2 ON t%2.%3 = t%4.%5")
+                        .arg(up->name)
+                        .arg(depth)
+                        .arg(up->key)
+                        .arg(depth - 1)
+                        .arg(at->parentKey);
+            at = up;
+        }
+        const QString sql = QStringLiteral("SELECT %1 FROM %2 WHERE t%3.saID%4 ORDER BY t0.%5")
+                                .arg(select.join(QStringLiteral(", ")), from)
+                                .arg(depth)
+                                .arg(in, t->key);
+        plan->st = dbStatement(db_, sql);
+        if (!plan->st.isValid())
+            return fail(plan->st.error(), plan->st.errorCode());
+        plans_.push_back(std::move(plan));
+    }
+    if (plans_.empty() || plans_.front()->table->name != QLatin1String("SezAnag"))
+        return fail(QStringLiteral("tabella SezAnag mancante"), 0);
+    return true;
+}
+
+bool Reader::fill()
+{
+    roots_.clear();
+    arena_.clear();
+    at_ = 0;
+    if (exhausted_)
+        return true;
+    const int n = options_.window;
+
+    // The keys of the window.
+    QList<qint64> window;
+    if (all_) {
+        dbStatement next(db_, QStringLiteral("SELECT saID FROM SezAnag WHERE saID > ? ORDER BY saID LIMIT %1").arg(n));
+        next.bindInt(0, lastKey_);
+        if (!next.exec())
+            return fail(next.error(), next.errorCode());
+        while (next.next())
+            window << next.toInt(0);
+        if (!window.isEmpty())
+            lastKey_ = window.last();
+    } else {
+        window = keys_.mid(nextKey_, n);
+        nextKey_ += window.size();
+    }
+    if (window.size() < n)
+        exhausted_ = true;
+    if (window.isEmpty())
+        return true;
+
+    for (const auto &plan : plans_) {
+        Plan &p = *plan;
+        p.rows.clear();
+        for (int i = 0; i < n; ++i) {
+            if (i < window.size())
+                p.st.bindInt(i, window.at(i));
+            else
+                p.st.bindNull(i);
+        }
+        if (!p.st.exec())
+            return fail(p.st.error(), p.st.errorCode());
+        Plan *parent = p.parent >= 0 ? plans_[size_t(p.parent)].get() : nullptr;
+        const qsizetype width = qsizetype(p.table->columns.size());
+        while (p.st.next()) {
+            Node *up = nullptr;
+            if (parent) {
+                up = parent->rows.value(p.st.toInt(p.parentAt));
+                if (!up)
+                    continue;
+            }
+            Node &node = arena_.emplace_back();
+            node.table = p.table;
+            node.values.resize(width);
+            for (size_t c = 0; c < p.columns.size(); ++c)
+                if (!p.st.isNull(int(c)))
+                    node.values[p.columns[c]] = p.st.value(int(c));
+            p.rows.insert(p.st.toInt(p.keyAt), &node);
+            if (up)
+                up->children.push_back(&node);
+        }
+        p.st.finish();
+    }
+    for (qint64 k : window)
+        if (Node *root = plans_.front()->rows.value(k))
+            roots_.push_back(root);
+    for (const auto &plan : plans_)
+        plan->rows.clear();
+    return true;
+}
+
+Node *Reader::next()
+{
+    if (failed())
+        return nullptr;
+    if (!prepared_ && !prepare())
+        return nullptr;
+    while (at_ >= roots_.size()) {
+        if (exhausted_ || !fill())
+            return nullptr;
+        if (roots_.empty() && exhausted_)
+            return nullptr;
+    }
+    return roots_[at_++];
+}
+
+// ---------------------------------------------------------------- Writer
+
+struct Writer::Insert {
+    dbStatement st;
+    std::vector<int> columns; // schema positions bound, in order
+    bool rowid = false;       // the key is the rowid the connection reports
+};
+
+Writer::Writer(const QSqlDatabase &db) : db_(db)
+{
+    inserts_.resize(schema::tables().size());
+}
+
+Writer::~Writer() = default;
+
+namespace {
+
+// Columns the store keeps with a 0 rather than empty.
+bool zeroWhenNull(const schema::Column &c)
+{
+    return c.type == schema::Type::Flag || (c.type == schema::Type::Int && c.name == QLatin1String("ExpID"));
+}
+
+} // namespace
+
+qint64 Writer::insert(const schema::Table &t, const QVariantList &values)
+{
+    const size_t slot = size_t(&t - &schema::tables().front());
+    std::unique_ptr<Insert> &in = inserts_[slot];
+    if (!in) {
+        auto made = std::make_unique<Insert>();
+        QStringList cols, marks;
+        for (size_t i = 0; i < t.columns.size(); ++i) {
+            if (t.columns[i].name == t.key)
+                continue;
+            made->columns.push_back(int(i));
+            cols << t.columns[i].name;
+            marks << QStringLiteral("?");
+        }
+        QString sql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                          .arg(t.name, cols.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")));
+        // On SQLite the new key is the rowid the connection reports: a
+        // RETURNING clause would open a statement journal for every row.
+        made->rowid = dbStatement::isNativeOn(db_);
+        if (!made->rowid)
+            sql += QStringLiteral(" RETURNING ") + t.key;
+        made->st = dbStatement(db_, sql);
+        if (!made->st.isValid()) {
+            error_ = made->st.error();
+            code_ = made->st.errorCode();
+            return -1;
+        }
+        in = std::move(made);
+    }
+    dbStatement &st = in->st;
+    for (size_t i = 0; i < in->columns.size(); ++i) {
+        const int c = in->columns[i];
+        const QVariant v = values.value(c);
+        if ((!v.isValid() || v.isNull()) && zeroWhenNull(t.columns[size_t(c)]))
+            st.bindInt(int(i), 0);
+        else
+            st.bind(int(i), v);
+    }
+    if (!st.exec()) {
+        error_ = st.error();
+        code_ = st.errorCode();
+        return -1;
+    }
+    qint64 id = -1;
+    if (in->rowid) {
+        id = st.lastInsertId();
+    } else if (st.next()) {
+        id = st.toInt(0);
+    } else {
+        error_ = st.error();
+        code_ = st.errorCode();
+    }
+    st.finish();
+    return id;
+}
+
+bool Writer::writeNode(Node &n, const Transform &transform)
+{
+    if (transform && !transform(n)) {
+        error_.clear();
+        code_ = 0;
+        return false;
+    }
+    const qint64 id = insert(*n.table, n.values);
+    if (id < 0)
+        return false;
+    n.set(n.table->key, id);
+    for (Node *child : n.children) {
+        child->set(child->table->parentKey, id);
+        if (!writeNode(*child, transform))
+            return false;
+    }
+    return true;
+}
+
+qint64 Writer::write(Node &declaration, const Transform &transform)
+{
+    error_.clear();
+    code_ = 0;
+    dbTransaction tx(db_);
+    if (!tx.isActive()) {
+        error_ = tx.error();
+        code_ = tx.errorCode();
+        return -1;
+    }
+    if (!writeNode(declaration, transform))
+        return -1; // the savepoint rolls back
+    if (!tx.commit()) {
+        error_ = tx.error();
+        code_ = tx.errorCode();
+        return -1;
+    }
+    return declaration.key();
+}
+
+// ---------------------------------------------------------------- comparison
+
+namespace {
+
+QStringList subtree(const Node &n, const Ignore &ignore, int depth)
+{
+    QStringList fields;
+    for (size_t i = 0; i < n.table->columns.size(); ++i) {
+        const schema::Column &c = n.table->columns[i];
+        if (c.name == n.table->key || c.name == n.table->parentKey || (ignore && ignore(*n.table, c)))
+            continue;
+        const QVariant v = n.values.value(qsizetype(i));
+        fields << c.name + u'=' + (v.isNull() ? QStringLiteral("<null>") : v.toString());
+    }
+    QStringList out{QString(depth * 2, u' ') + n.table->name + QStringLiteral(": ") + fields.join(u'|')};
+    // Children by table in schema order; rows of one table in the order of
+    // their text, keys playing no part.
+    for (const schema::Table *t : tables()) {
+        std::vector<std::pair<QString, QStringList>> blocks;
+        for (const Node *c : n.children)
+            if (c->table == t) {
+                QStringList b = subtree(*c, ignore, depth + 1);
+                blocks.emplace_back(b.join(u'\n'), std::move(b));
+            }
+        std::sort(blocks.begin(), blocks.end(),
+                  [](const auto &a, const auto &b) { return a.first < b.first; });
+        for (const auto &b : blocks)
+            out << b.second;
+    }
+    return out;
+}
+
+} // namespace
+
+QStringList dump(const Node &declaration, const Ignore &ignore)
+{
+    return subtree(declaration, ignore, 0);
+}
+
+QString difference(const Node &a, const Node &b, const Ignore &ignore)
+{
+    const QStringList x = dump(a, ignore), y = dump(b, ignore);
+    for (qsizetype i = 0; i < std::max(x.size(), y.size()); ++i)
+        if (x.value(i) != y.value(i))
+            return QStringLiteral("%1\n  <> %2").arg(x.value(i, QStringLiteral("<nulla>")), y.value(i, QStringLiteral("<nulla>")));
+    return {};
+}
+
+} // namespace tree

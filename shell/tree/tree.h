@@ -1,0 +1,142 @@
+#pragma once
+// The declaration tree (SezAnag and every table hanging from it) read and
+// written whole, table by table as the schema describes it. The tree knows
+// tables, columns and parents, not rules: what a consumer does with the rows
+// (empty the quantities, renew the municipalities, check them) stays with it.
+
+#include "shell/schema/schema.h"
+
+#include <QHash>
+#include <QList>
+#include <QSqlDatabase>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace tree {
+
+// One row of a table of the tree with the rows hanging from it.
+struct Node {
+    const schema::Table *table = nullptr;
+    // By position of the table's schema columns; a column not read (not
+    // asked for, or missing from the store) is null.
+    QVariantList values;
+    // Table by table in the order of the schema, each table by key.
+    std::vector<Node *> children;
+
+    qint64 key() const;
+    int index(const QString &column) const; // -1 when the table has no such column
+    QVariant value(const QString &column) const;
+    void set(const QString &column, const QVariant &v);
+};
+
+// The tables of the tree, parents before children.
+const std::vector<const schema::Table *> &tables();
+
+struct ReadOptions {
+    int window = 256;                    // declarations read together
+    QStringList tables;                  // tables to read besides SezAnag; empty: all
+    QHash<QString, QStringList> columns; // a table's subset (its key and parent key come anyway); absent: all
+};
+
+// Streams a selection of declarations with their trees, a window of
+// declarations at a time: one prepared statement per table, run once per
+// window, no temporary table, nothing written (the previous year's database
+// is read-only). Memory depends on the window, not on the selection.
+class Reader {
+public:
+    explicit Reader(const QSqlDatabase &db, ReadOptions options = {});
+    ~Reader();
+    Reader(const Reader &) = delete;
+    Reader &operator=(const Reader &) = delete;
+
+    // The declarations whose keys are given, in that order; keys not in the
+    // store are passed over.
+    void select(const QList<qint64> &saIDs);
+    // Every declaration, by key (keyset paging: each window starts after the
+    // last key of the one before).
+    void selectAll();
+
+    // The next declaration; nullptr after the last one or on a failure
+    // (failed()). Valid, and free to change, until the next call.
+    Node *next();
+
+    bool failed() const { return !error_.isEmpty(); }
+    QString error() const { return error_; }
+    qint64 errorCode() const { return code_; }
+
+private:
+    struct Plan;
+    bool prepare();
+    bool fill();
+    bool fail(const QString &error, qint64 code);
+
+    QSqlDatabase db_;
+    ReadOptions options_;
+    std::vector<std::unique_ptr<Plan>> plans_; // SezAnag first
+    bool prepared_ = false;
+    // Selection.
+    bool all_ = false;
+    QList<qint64> keys_;
+    qsizetype nextKey_ = 0;
+    qint64 lastKey_ = 0;
+    bool exhausted_ = false;
+    // Current window.
+    std::deque<Node> arena_;
+    std::vector<Node *> roots_;
+    size_t at_ = 0;
+    QString error_;
+    qint64 code_ = 0;
+};
+
+// Writes declaration trees: one prepared INSERT per table with every column
+// but the key, a declaration at a time in a savepoint of its own (inside the
+// caller's transaction, when there is one): a declaration is written whole or
+// not at all.
+class Writer {
+public:
+    explicit Writer(const QSqlDatabase &db);
+    ~Writer();
+    Writer(const Writer &) = delete;
+    Writer &operator=(const Writer &) = delete;
+
+    // Sees each row before it is written, its parent key already pointing at
+    // the new parent; it may change the values, or refuse the declaration
+    // (false, having reported why).
+    using Transform = std::function<bool(Node &row)>;
+
+    // The new saID; -1 when the store refused a row (error()) or the
+    // transform refused one (error() empty): nothing of it is left.
+    qint64 write(Node &declaration, const Transform &transform = {});
+
+    // One row; null flags are written 0. The new key, -1 on failure.
+    qint64 insert(const schema::Table &t, const QVariantList &values);
+
+    QString error() const { return error_; }
+    qint64 errorCode() const { return code_; }
+
+private:
+    struct Insert;
+    bool writeNode(Node &n, const Transform &transform);
+
+    QSqlDatabase db_;
+    std::vector<std::unique_ptr<Insert>> inserts_;
+    QString error_;
+    qint64 code_ = 0;
+};
+
+// The declaration as text for comparing stores: one line per row, "Table:
+// column=value|...", children under their parent in a canonical order, with
+// no keys and no parent keys (they differ from store to store). `ignore`
+// drops further columns: a takeover, for one, changes quantities and places
+// on purpose.
+using Ignore = std::function<bool(const schema::Table &, const schema::Column &)>;
+QStringList dump(const Node &declaration, const Ignore &ignore = {});
+// The first line where two declarations differ, empty when equal.
+QString difference(const Node &a, const Node &b, const Ignore &ignore = {});
+
+} // namespace tree

@@ -1,0 +1,273 @@
+// The declaration tree read and written whole: what the reader streams out of
+// one store and the writer puts into another is the same tree, whatever the
+// window; a declaration the store refuses leaves nothing; the comparison sees
+// a change in any column of any table.
+
+#include "../testutil.h"
+#include "exchange/demodata.h"
+#include "shell/dbclass.h"
+#include "shell/messages.h"
+#include "shell/schema/schema.h"
+#include "shell/transaction.h"
+#include "shell/tree/tree.h"
+
+#include <QSqlQuery>
+#include <memory>
+
+namespace {
+
+QString s(const char *t) { return QString::fromUtf8(t); }
+
+struct Store {
+    std::unique_ptr<dbClass> db;
+    bool open(qorClass &app, Messages &msg, const QString &path)
+    {
+        db = std::make_unique<dbClass>(app, msg);
+        db->setCurrentPath(path);
+        return db->connect();
+    }
+    QSqlDatabase c() const { return db->current(); }
+    int count(const QString &table) const { return db->scalar(QStringLiteral("SELECT COUNT(*) FROM ") + table, {}).toInt(); }
+};
+
+QStringList dumpAll(const QSqlDatabase &db, tree::ReadOptions o = {}, const QList<qint64> *keys = nullptr)
+{
+    tree::Reader r(db, o);
+    if (keys)
+        r.select(*keys);
+    else
+        r.selectAll();
+    QStringList out;
+    while (tree::Node *n = r.next())
+        out << tree::dump(*n).join(u'\n');
+    if (r.failed())
+        qWarning("%s", qPrintable(r.error()));
+    return out;
+}
+
+} // namespace
+
+class TestTree : public QObject {
+    Q_OBJECT
+    QTemporaryDir dir;
+    std::unique_ptr<qorClass> app;
+    ScriptedMessages msg;
+    Store src;
+    QList<qint64> ids;
+
+    // Copies every declaration of the source into a fresh store.
+    bool copyInto(Store &dst, const QString &name, int window)
+    {
+        if (!dst.open(*app, msg, testutil::freshDatabase(dir, name)))
+            return false;
+        tree::Reader r(src.c(), {window, {}, {}});
+        r.selectAll();
+        tree::Writer w(dst.c());
+        dbTransaction tx(dst.c());
+        while (tree::Node *n = r.next())
+            if (w.write(*n) < 0)
+                return false;
+        return !r.failed() && tx.commit();
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        app = std::make_unique<qorClass>(dir.path());
+        QVERIFY(src.open(*app, msg, testutil::freshDatabase(dir)));
+        exch::demo::Options o;
+        o.declarations = 7;
+        o.everySection = true;
+        QString error;
+        QVERIFY2(exch::demo::generate(*src.db, o, &ids, &error), qPrintable(error));
+        // Every table of the tree has rows to carry.
+        for (const schema::Table *t : tree::tables())
+            QVERIFY2(src.count(t->name) > 0, qPrintable(t->name));
+    }
+
+    // Every column of every table survives reading and writing, with any
+    // window, and the copy reads back as the source.
+    void copyIsTheSameTree_data()
+    {
+        QTest::addColumn<int>("window");
+        QTest::newRow("one declaration") << 1;
+        QTest::newRow("uneven") << 3;
+        QTest::newRow("all at once") << 1000;
+    }
+    void copyIsTheSameTree()
+    {
+        QFETCH(int, window);
+        Store dst;
+        QVERIFY(copyInto(dst, QStringLiteral("copy%1.db").arg(window), window));
+        for (const schema::Table *t : tree::tables())
+            QCOMPARE(dst.count(t->name), src.count(t->name));
+        const QStringList was = dumpAll(src.c());
+        QCOMPARE(was.size(), ids.size());
+        QCOMPARE(dumpAll(dst.c(), {2, {}, {}}), was);
+        // No value of the source is lost to the dump: every column of every
+        // table appears non-null somewhere, or is null in the whole table.
+        for (const schema::Table *t : tree::tables())
+            for (const schema::Column &c : t->columns) {
+                const int filled = src.db->scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2 IS NOT NULL").arg(t->name, c.name), {}).toInt();
+                const int copied = dst.db->scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2 IS NOT NULL").arg(t->name, c.name), {}).toInt();
+                QVERIFY2(filled == copied, qPrintable(t->name + u'.' + c.name));
+            }
+    }
+
+    // A selection comes in its own order, whatever the window; keys not in
+    // the store are passed over.
+    void selectionOrder()
+    {
+        QList<qint64> keys{ids.at(4), 999999, ids.at(0), ids.at(6), ids.at(2)};
+        const QStringList all = dumpAll(src.c());
+        const QStringList want{all.at(4), all.at(0), all.at(6), all.at(2)};
+        for (int window : {1, 2, 5, 50})
+            QCOMPARE(dumpAll(src.c(), {window, {}, {}}, &keys), want);
+    }
+
+    // A subset of tables and columns: the ancestors come, the rest does not;
+    // keys and parent keys are always read.
+    void subset()
+    {
+        tree::ReadOptions o{4, {s("RecRif")}, {{s("ModRif"), {s("tipoMod")}}}};
+        tree::Reader r(src.c(), o);
+        r.selectAll();
+        QSet<QString> seen;
+        int mod = 0;
+        std::function<void(const tree::Node &)> walk = [&](const tree::Node &n) {
+            seen.insert(n.table->name);
+            if (n.table->name == s("ModRif")) {
+                ++mod;
+                QVERIFY(n.key() > 0);
+                QVERIFY(n.value(s("rifID")).toLongLong() > 0);
+                QVERIFY(n.value(s("tipoMod")).toInt() > 0);
+                QVERIFY(n.value(s("RagSoc")).isNull());
+            }
+            for (const tree::Node *c : n.children)
+                walk(*c);
+        };
+        while (const tree::Node *n = r.next())
+            walk(*n);
+        QVERIFY(!r.failed());
+        QCOMPARE(seen, (QSet<QString>{s("SezAnag"), s("SezRif"), s("ModRif"), s("RecRif")}));
+        QCOMPARE(mod, src.count(s("ModRif")));
+    }
+
+    // Last year's store may lack a column this edition added: it reads as
+    // empty, the rest as it is.
+    void columnMissingFromTheStore()
+    {
+        const schema::Table &rif = *schema::table(s("SezRif"));
+        const schema::Column *added = nullptr;
+        for (const schema::Column &c : rif.columns)
+            if (c.type == schema::Type::Qty)
+                added = &c;
+        QVERIFY(added);
+        Store old;
+        QVERIFY(copyInto(old, s("old.db"), 50));
+        QVERIFY(old.db->execute(QStringLiteral("ALTER TABLE SezRif DROP COLUMN ") + added->name));
+        const tree::Ignore skip = [&](const schema::Table &t, const schema::Column &c) { return &t == &rif && &c == added; };
+        tree::Reader a(src.c()), b(old.c());
+        a.selectAll();
+        b.selectAll();
+        int rows = 0;
+        for (tree::Node *x = a.next(), *y = b.next(); x || y; x = a.next(), y = b.next()) {
+            QVERIFY(x && y);
+            QCOMPARE(tree::difference(*x, *y, skip), QString());
+            for (const tree::Node *c : y->children)
+                if (c->table == &rif) {
+                    ++rows;
+                    QVERIFY(c->value(added->name).isNull());
+                }
+        }
+        QVERIFY(!a.failed() && !b.failed());
+        QCOMPARE(rows, src.count(s("SezRif")));
+    }
+
+    // A declaration refused half-way, by the transform or by the store,
+    // leaves nothing behind; the ones before it stay once the enclosing
+    // transaction commits.
+    void refusedDeclarationLeavesNothing()
+    {
+        Store dst;
+        QVERIFY(dst.open(*app, msg, testutil::freshDatabase(dir, s("refused.db"))));
+        tree::Writer w(dst.c());
+        dbTransaction tx(dst.c());
+        {
+            tree::Reader r(src.c());
+            r.select({ids.first()});
+            tree::Node *first = r.next();
+            QVERIFY(first && !first->children.empty());
+            const schema::Table *victim = first->children.back()->table;
+            QCOMPARE(w.write(*first, [&](tree::Node &n) { return n.table != victim; }), qint64(-1));
+            QVERIFY(w.error().isEmpty());
+            QCOMPARE(dst.count(s("SezAnag")), 0);
+            QCOMPARE(dst.count(victim->name), 0);
+        }
+        // From the second declaration on, the store refuses the operation
+        // rows of RAEE modules.
+        QVERIFY(dst.db->execute(s("CREATE TRIGGER guasto BEFORE INSERT ON RecModRaee "
+                                  "WHEN (SELECT COUNT(*) FROM SezAnag) >= 2 "
+                                  "BEGIN SELECT RAISE(ABORT, 'guasto simulato'); END")));
+        tree::Reader r(src.c(), {3, {}, {}});
+        r.selectAll();
+        int refused = 0;
+        while (tree::Node *n = r.next())
+            if (w.write(*n) < 0) {
+                ++refused;
+                QVERIFY2(w.error().contains(s("guasto simulato")), qPrintable(w.error()));
+            }
+        QVERIFY(!r.failed());
+        QVERIFY(refused > 0);
+        QVERIFY(tx.commit());
+        QCOMPARE(dst.count(s("SezAnag")), ids.size() - refused);
+        // Nothing hangs from a declaration that is not there.
+        for (const schema::Table *t : tree::tables())
+            if (!t->parent.isEmpty())
+                QCOMPARE(dst.db->scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2 NOT IN (SELECT %3 FROM %4)")
+                                            .arg(t->name, t->parentKey, schema::table(t->parent)->key, t->parent), {})
+                             .toInt(),
+                         0);
+    }
+
+    // A change in any column of any table shows, named; an ignored column
+    // does not.
+    void comparisonSeesEveryColumn()
+    {
+        tree::Reader ra(src.c()), rb(src.c());
+        ra.select({ids.first()});
+        rb.select({ids.first()});
+        tree::Node *a = ra.next(), *b = rb.next();
+        QVERIFY(a && b);
+        QCOMPARE(tree::difference(*a, *b), QString());
+        // The first row of each table in the declaration.
+        QHash<const schema::Table *, tree::Node *> first;
+        std::function<void(tree::Node &)> walk = [&](tree::Node &n) {
+            if (!first.contains(n.table))
+                first.insert(n.table, &n);
+            for (tree::Node *c : n.children)
+                walk(*c);
+        };
+        walk(*b);
+        QCOMPARE(first.size(), qsizetype(tree::tables().size()));
+        for (tree::Node *node : std::as_const(first))
+            for (size_t i = 0; i < node->table->columns.size(); ++i) {
+                const schema::Column &c = node->table->columns[i];
+                if (c.name == node->table->key || c.name == node->table->parentKey)
+                    continue;
+                const QVariant was = node->values.at(qsizetype(i));
+                node->values[qsizetype(i)] = was.isNull() ? QVariant(7) : QVariant(was.toString() + u'x');
+                const QString d = tree::difference(*a, *b);
+                QVERIFY2(d.contains(node->table->name + u':') && d.contains(c.name + u'='),
+                         qPrintable(node->table->name + u'.' + c.name));
+                const tree::Ignore skip = [&](const schema::Table &t, const schema::Column &col) {
+                    return &t == node->table && &col == &c;
+                };
+                QCOMPARE(tree::difference(*a, *b, skip), QString());
+                node->values[qsizetype(i)] = was;
+            }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTree)
+#include "test_tree.moc"
