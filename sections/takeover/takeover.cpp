@@ -104,7 +104,8 @@ void emptyQuantities(tree::Node &n)
 class Copier {
 public:
     Copier(AppContext &ctx, bool structure)
-        : ctx_(ctx), db_(ctx.db), conv_(ctx.db), structure_(structure), writer_(ctx.db.current())
+        : ctx_(ctx), db_(ctx.db), conv_(ctx.db), structure_(structure), writer_(ctx.db.current()),
+          register_(ctx.db)
     {
         dbStatement q(db_.current(), QStringLiteral("SELECT CodFisc FROM Ditte"));
         if (q.exec())
@@ -126,6 +127,8 @@ private:
     refdata::comChanged conv_;
     bool structure_;
     tree::Writer writer_;
+    // The register's statements, prepared once for the run.
+    anag::CounterpartRegister register_;
     // Tax codes the register is known to hold, and those this declaration
     // added (gone again if it is rolled back).
     QSet<QString> registered_, adding_;
@@ -157,7 +160,7 @@ bool Copier::registerCompany(const anag::Company &c)
     const QString code = c.codFisc.trimmed().toUpper();
     if (code.isEmpty() || registered_.contains(code) || adding_.contains(code))
         return true;
-    const anag::Registered r = anag::registerCounterpart(db_, c);
+    const anag::Registered r = register_.add(c);
     if (r == anag::Registered::Failed)
         return false;
     if (r == anag::Registered::Added) {
@@ -233,6 +236,9 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companie
 
     added_ = 0;
     adding_.clear();
+    // What an earlier declaration added and then lost to its rollback is not
+    // in the register: only the committed companies count as known.
+    register_.forget();
     const qint64 id = writer_.write(sa, [this](tree::Node &n) { return row(n); });
     if (id < 0) {
         if (!writer_.error().isEmpty())
