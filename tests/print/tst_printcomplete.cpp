@@ -76,7 +76,7 @@ bool anyStartsWith(const QList<QByteArray> &texts, const QByteArray &what)
 
 // Where a row's fields are described: the form of its table and kind.
 struct Context {
-    const stream::StreamSpec *spec = nullptr; // vehicle and RAEE schede
+    const stream::StreamSpec *streamKind = nullptr; // vehicle and RAEE schede
     const waste::ModuleKind *module = nullptr;
 };
 
@@ -121,8 +121,8 @@ const fields::Table *TestPrintComplete::fieldsOf(const QString &table, const Con
     static const fields::Table declaration = sa1::fieldTable() + mat::schedaFields();
     if (c.module && table == c.module->table)
         return &c.module->fields;
-    if (c.spec && table == c.spec->table)
-        return &c.spec->fields;
+    if (c.streamKind && table == c.streamKind->table)
+        return &c.streamKind->fields;
     if (table == QLatin1String("SezAnag"))
         return &declaration;
     if (table == QLatin1String("SaAut"))
@@ -285,11 +285,11 @@ void TestPrintComplete::children(const schema::Table &parent, qint64 key, const 
                     m = &intsec::module(type);
                 else if (t.name == QLatin1String("ModImb") && type <= codes::MG)
                     m = &imb::module(type);
-                else if (c.spec && t.name == c.spec->modTable && type <= codes::MG)
-                    m = &stream::module(*c.spec, type);
+                else if (c.streamKind && t.name == c.streamKind->modTable && type <= codes::MG)
+                    m = &stream::module(*c.streamKind, type);
                 if (!m)
                     break;
-                rows.append({{c.spec, m}, {{QStringLiteral("tipoMod"), type}}});
+                rows.append({{c.streamKind, m}, {{QStringLiteral("tipoMod"), type}}});
             }
         } else if (c.module) {
             // operation rows: one in each grid of the module, none where it has no grid
@@ -302,7 +302,7 @@ void TestPrintComplete::children(const schema::Table &parent, qint64 key, const 
                 rows.append({c, {{QStringLiteral("Posizione"), grid}}});
         } else if (schema::column(t, QStringLiteral("Posizione"))) {
             // rows of a scheda: one in each of its frames
-            const int frames = c.spec ? int(c.spec->frames.size()) : 4;
+            const int frames = c.streamKind ? int(c.streamKind->frames.size()) : 4;
             for (int p = 1; p <= frames; ++p)
                 rows.append({c, {{QStringLiteral("Posizione"), p}}});
             // the metal split (allAcc) shows on code 150104 only

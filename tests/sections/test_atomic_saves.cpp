@@ -200,12 +200,12 @@ class TestAtomicSaves : public QObject {
                         });
                     }};
         // Vehicles and electrical equipment, every kind.
-        QVector<const stream::StreamSpec *> specs;
+        QVector<const stream::StreamSpec *> streams;
         for (int k : {stream::Aut, stream::Rot, stream::Fra})
-            specs << &stream::vfu(k);
+            streams << &stream::vfu(k);
         for (int k : {1, 2})
-            specs << &stream::raee(k);
-        for (const stream::StreamSpec *s : specs) {
+            streams << &stream::raee(k);
+        for (const stream::StreamSpec *s : streams) {
             out << Case{s->name + QStringLiteral(" save"), [this, s] {
                             const qint64 id = storedStream(*s);
                             QVector<stream::Row> edited = stream::loadRows(*t.ctx, *s, id);
@@ -240,7 +240,7 @@ class TestAtomicSaves : public QObject {
             kinds << &intsec::module(k);
         for (int k : {codes::RT, codes::DR, codes::TE, codes::MG})
             kinds << &imb::module(k);
-        for (const stream::StreamSpec *s : specs)
+        for (const stream::StreamSpec *s : streams)
             for (int k : {codes::RT, codes::DR, codes::TE, codes::MG})
                 kinds << &stream::module(*s, k);
         for (const waste::ModuleKind *m : kinds)
