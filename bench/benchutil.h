@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QString>
+#include <algorithm>
 #include <cstdio>
 #include <sys/resource.h>
 
@@ -56,21 +57,25 @@ inline const char *const Tables[] = {"SezAnag", "SaAut", "SezRif", "ModRif", "Re
                                      "SezImb", "RecImb", "ModImb", "RecModImb", "SezRaee", "RecRaee",
                                      "ModRaee", "RecModRaee", "SezVfu", "RecVfu", "ModVfu", "RecModVfu"};
 
-// Fills db with n declarations of the demo generator and prints how long
-// it took; false (and the reason on stderr) when it fails.
-inline bool generate(dbClass &db, int n, QList<qint64> *ids = nullptr)
+// Fills db with n declarations of the demo generator, in slices of 10,000
+// (each one transaction, so that memory stays flat on the biggest runs), and
+// prints how long it took; false (and the reason on stderr) when it fails.
+inline bool generate(dbClass &db, int n, QList<qint64> *ids = nullptr, quint32 seed = exch::demo::Options{}.seed)
 {
     exch::demo::Options o;
-    o.declarations = n;
-    QList<qint64> made;
     QString error;
     QElapsedTimer t;
     t.start();
-    if (!exch::demo::generate(db, o, ids ? ids : &made, &error)) {
-        std::fprintf(stderr, "%s\n", qPrintable(error));
-        return false;
+    for (int done = 0; done < n; done += 10000) {
+        o.declarations = std::min(10000, n - done);
+        o.seed = seed + quint32(done);
+        if (!exch::demo::generate(db, o, ids, &error)) {
+            std::fprintf(stderr, "%s\n", qPrintable(error));
+            return false;
+        }
     }
     std::printf("generated %d declarations in %.1f s\n", n, t.elapsed() / 1000.0);
+    std::fflush(stdout);
     return true;
 }
 

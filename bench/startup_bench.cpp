@@ -10,6 +10,7 @@
 // The generated databases are kept in /tmp/qor-bench for the next runs.
 // Modes used by the run itself: --hello, --window DATAFOLDER.
 
+#include "bench/benchutil.h"
 #include "exchange/demodata.h"
 #include "exchange/expclass.h"
 #include "exchange/importer.h"
@@ -123,22 +124,9 @@ QString database(qorClass &app, int n, quint32 seed)
     db.setCurrentPath(part);
     if (!db.connect())
         return {};
-    QElapsedTimer t;
-    t.start();
-    exch::demo::Options o;
-    o.seed = seed;
-    // in slices, each one transaction
-    for (int done = 0; done < n; done += 10000) {
-        o.declarations = std::min(10000, n - done);
-        o.seed = seed + quint32(done);
-        if (!exch::demo::generate(db, o, nullptr, &error)) {
-            std::fprintf(stderr, "%s\n", qPrintable(error));
-            return {};
-        }
-    }
+    if (!bench::generate(db, n, nullptr, seed))
+        return {};
     db.disconnect();
-    std::printf("generated %d declarations in %.1f s\n", n, t.elapsed() / 1000.0);
-    std::fflush(stdout);
     QFile::rename(part, path);
     return path;
 }

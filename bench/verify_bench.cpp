@@ -41,12 +41,8 @@ int main(int argc, char **argv)
     db.setCurrentPath(a);
     if (!db.connect())
         return 1;
-    exch::demo::Options o;
-    o.declarations = n;
-    if (!exch::demo::generate(db, o, nullptr, &error)) {
-        std::fprintf(stderr, "%s\n", qPrintable(error));
+    if (!bench::generate(db, n))
         return 1;
-    }
     qint64 rows = 0;
     for (const char *tb : Tables)
         rows += db.scalar(QStringLiteral("SELECT COUNT(*) FROM ") + QString::fromLatin1(tb)).toLongLong();
