@@ -38,4 +38,11 @@ struct TestDb {
         msg.clear();
         return true;
     }
+
+    // A declaration with just its company, for the schede hung under it.
+    qint64 addDeclaration()
+    {
+        return db->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("00488410010")},
+                                                        {QStringLiteral("RagSoc"), QStringLiteral("ACME SPA")}});
+    }
 };

@@ -253,8 +253,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(t.open());
-        saID = t.db->insertRow(QStringLiteral("SezAnag"), {{QStringLiteral("CodFisc"), QStringLiteral("00488410010")},
-                                                           {QStringLiteral("RagSoc"), QStringLiteral("ACME SPA")}});
+        saID = t.addDeclaration();
         QVERIFY(saID > 0);
     }
 
