@@ -14,7 +14,9 @@
 #include <QSqlQuery>
 #include <QStyle>
 #include <QTableView>
+#include <QTimer>
 #include <QVBoxLayout>
+#include <utility>
 
 namespace {
 // A table moved through as a list: the current cell stays in the first
@@ -101,7 +103,19 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
     });
     connect(view_, &QAbstractItemView::activated, this, [this] { Q_EMIT openRequested(Form::SA1); });
     connect(model_, &DeclarationModel::pageRead, this, &DeclarationList::widenColumns, Qt::QueuedConnection);
-    connect(filter_, &QLineEdit::textChanged, this, &DeclarationList::applyFilter);
+    searchDelay_ = new QTimer(this);
+    searchDelay_->setSingleShot(true);
+    searchDelay_->setInterval(SearchDelayMs);
+    connect(searchDelay_, &QTimer::timeout, this, &DeclarationList::searchNow);
+    // A keystroke signals textEdited before textChanged; the clear button and
+    // setText signal textChanged alone (or first).
+    connect(filter_, &QLineEdit::textEdited, this, &DeclarationList::typed);
+    connect(filter_, &QLineEdit::textChanged, this, [this](const QString &t) {
+        if (std::exchange(typing_, false))
+            return;
+        searchDelay_->stop();
+        applyFilter(t);
+    });
     filter_->installEventFilter(this);
     current_ = ctx_.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));
 }
@@ -112,6 +126,8 @@ bool DeclarationList::eventFilter(QObject *o, QEvent *e)
     if (o == filter_ && e->type() == QEvent::KeyPress) {
         const int k = static_cast<QKeyEvent *>(e)->key();
         if (k == Qt::Key_Down || k == Qt::Key_Return || k == Qt::Key_Enter) {
+            if (searchPending())
+                searchNow();
             view_->setFocus(Qt::TabFocusReason);
             if (view_->currentIndex().isValid())
                 view_->scrollTo(view_->currentIndex());
@@ -119,6 +135,24 @@ bool DeclarationList::eventFilter(QObject *o, QEvent *e)
         }
     }
     return QWidget::eventFilter(o, e);
+}
+
+void DeclarationList::typed()
+{
+    typing_ = true;
+    searchDelay_->start();
+}
+
+bool DeclarationList::searchPending() const
+{
+    return searchDelay_->isActive();
+}
+
+void DeclarationList::searchNow()
+{
+    searchDelay_->stop();
+    if (filter_->text() != model_->filter())
+        applyFilter(filter_->text());
 }
 
 void DeclarationList::applyFilter(const QString &t)

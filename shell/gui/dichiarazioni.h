@@ -9,6 +9,7 @@
 
 class QTableView;
 class QLineEdit;
+class QTimer;
 class DeclarationModel;
 
 class DeclarationList : public QWidget {
@@ -29,6 +30,10 @@ public:
     qint64 rowId(int row) const;
     // Highlights a row, as a click on it does.
     void chooseRow(int row);
+    // How long "Cerca" waits after a keystroke before it searches.
+    static constexpr int SearchDelayMs = 250;
+    // True while typed text waits for its search.
+    bool searchPending() const;
     // Label of a declaration: company name + " - U. L.: " + local unit data.
     static QString label(const QString &ragSoc, const QString &comDesc, const QString &via,
                          const QString &civico);
@@ -46,6 +51,11 @@ protected:
 private:
     void selectionMoved();
     void applyFilter(const QString &text);
+    // Typing in "Cerca" searches once the user pauses: on a big archive each
+    // search reads the whole table, and one per keystroke would make typing
+    // lag. A text set by the program, Down and Enter search at once.
+    void typed();
+    void searchNow();
     // The highlighted row is always the current declaration: when the one
     // remembered is not among the visible rows, the first visible row becomes
     // current (none when the list shows nothing).
@@ -58,6 +68,8 @@ private:
     DeclarationModel *model_;
     QTableView *view_;
     QLineEdit *filter_;
+    QTimer *searchDelay_;
+    bool typing_ = false; // the change being signalled comes from the keyboard
     qint64 current_ = 0;
     bool settling_ = false; // the list moves its own highlight
 };

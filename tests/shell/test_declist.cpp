@@ -224,6 +224,26 @@ private Q_SLOTS:
         QTest::keyClick(l->view(), Qt::Key_Down);
         QCOMPARE(l->currentId(), beta);
         consistent(w, app);
+
+        // Typing searches once, after a pause; Enter does not wait for it.
+        int searches = 0;
+        connect(l->model(), &QAbstractItemModel::modelReset, this, [&] { ++searches; });
+        l->filter()->setFocus();
+        QTest::keyClicks(l->filter(), QStringLiteral("gam"));
+        QCOMPARE(searches, 0);
+        QVERIFY(l->searchPending());
+        QCOMPARE(l->rowCount(), 3);
+        QTRY_COMPARE(searches, 1);
+        QCOMPARE(l->rowCount(), 1);
+        QCOMPARE(l->currentId(), gamma);
+        QTest::keyClicks(l->filter(), QStringLiteral("x"));
+        QTest::keyClick(l->filter(), Qt::Key_Return);
+        QCOMPARE(searches, 2);
+        QCOMPARE(l->rowCount(), 0);
+        QCOMPARE(QApplication::focusWidget(), l->view());
+        QTest::qWait(DeclarationList::SearchDelayMs + 50);
+        QCOMPARE(searches, 2);
+        consistent(w, app);
     }
 
     void columnsFitTheirContent()
