@@ -55,6 +55,7 @@ bench: build
 	$(BUILD)/bench/store_bench 10000
 	$(BUILD)/bench/startup_bench
 	$(BUILD)/bench/takeover_bench 1000
+	$(BUILD)/bench/scale_bench 1000 10000 100000
 
 # The Debian package qor2019_*.deb, in the build folder.
 package: build
