@@ -6,6 +6,8 @@
 //   import              .import of as many rows as the file has lines, one transaction
 //   takeover            ATTACH + INSERT ... SELECT of the tree, one transaction
 //   list print          (no floor: its figure is the growth with the size)
+//   read                the tree reader alone over every declaration, against
+//                       the same SELECT * floor
 // Each round runs floor, operation, floor, operation ... so that the load of
 // the machine weighs on both alike; the medians of the rounds are printed.
 //
@@ -15,6 +17,12 @@
 //
 // The program also serves as the child of each measured run:
 //   scale_bench --child OPERATION ARGS...
+//
+// On PostgreSQL (a database made with "qor init postgresql://..." and left
+// empty), the same runs stream from the server:
+//   scale_bench --pg URL [--rounds R] FILE.000
+// imports the file once, then reads every declaration tree, verifies, prints
+// the list and exports, round after round.
 #include "bench/benchutil.h"
 #include "exchange/expclass.h"
 #include "exchange/exportproc.h"
@@ -22,6 +30,7 @@
 #include "print/elenco.h"
 #include "refdata/template.h"
 #include "sections/takeover/takeover.h"
+#include "shell/tree/tree.h"
 #include "shell/context.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
@@ -37,6 +46,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
+#include <functional>
 #include <map>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -119,7 +129,9 @@ QList<qint64> allDeclarations(dbClass &db)
 int childMain(QStringList a)
 {
     const QString op = a.takeFirst();
-    const QString work = QFileInfo(a.value(0)).absolutePath();
+    const QString work = dbClass::isPostgresUrl(a.value(0)) ? QDir::tempPath() + QStringLiteral("/qor-scale-pg")
+                                                             : QFileInfo(a.value(0)).absolutePath();
+    QDir().mkpath(work);
     qorClass app(work);
     ScriptedMessages msg;
     dbClass db(app, msg);
@@ -132,20 +144,29 @@ int childMain(QStringList a)
         db.setCurrentPath(a[0]);
         if (!db.connect() || !bench::generate(db, a[1].toInt()))
             return 1;
-        // Verified, so that the export takes them all (the deliberate errors
-        // of the generator stay out of the file).
-        verify::Engine engine(db, msg);
-        if (!engine.openReport(work + QStringLiteral("/generate.txt")))
-            return 1;
-        engine.run(verify::Mode::All, 0, true, true);
-        const QList<qint64> marked = exch::markedDeclarations(db);
-        return !engine.failed() && exch::exportDeclarations(db, msg, a[2], marked) == exch::ExportResult::Done ? 0 : 1;
+        // All of them, those with the generator's deliberate errors too: the
+        // import and the takeover then carry the same declarations.
+        return exch::exportDeclarations(db, msg, a[2], allDeclarations(db)) == exch::ExportResult::Done ? 0 : 1;
     }
     db.setCurrentPath(a[0]);
     if (op == QStringLiteral("takeover"))
         db.setPreviousPath(a[1]);
     if (!db.connect())
         return 1;
+    if (op == QStringLiteral("read")) { // DB: every declaration tree, all columns
+        tree::Reader reader(db.current());
+        reader.selectAll();
+        qint64 rows = 0;
+        std::function<void(const tree::Node &)> count = [&](const tree::Node &n) {
+            ++rows;
+            for (const tree::Node *c : n.children)
+                count(*c);
+        };
+        while (const tree::Node *sa = reader.next())
+            count(*sa);
+        std::fprintf(stderr, "read %lld rows\n", rows);
+        return reader.failed() ? 1 : 0;
+    }
     if (op == QStringLiteral("verify")) { // DB REPORT
         verify::Engine engine(db, msg);
         if (!engine.openReport(a[1]))
@@ -195,6 +216,28 @@ struct Series {
     }
 };
 
+int pgRuns(const QString &url, const QString &file, int rounds)
+{
+    const QString out = QDir::tempPath() + QStringLiteral("/qor-scale-pg");
+    QDir().mkpath(out);
+    std::printf("%-9s %10s %11s\n", "operation", "wall s", "max RSS kB");
+    auto show = [](const char *op, const Figure &f) {
+        std::printf("%-9s %10.3f %11ld%s\n", op, f.wall, f.maxRssKb, f.ok ? "" : "  FAILED");
+        std::fflush(stdout);
+        return f.ok;
+    };
+    if (!show("import", child({QStringLiteral("import"), url, file})))
+        return 1;
+    for (int r = 0; r < rounds; ++r) {
+        show("read", child({QStringLiteral("read"), url}));
+        show("verify", child({QStringLiteral("verify"), url, out + QStringLiteral("/verify.txt")}));
+        show("print", child({QStringLiteral("print"), url, out + QStringLiteral("/elenco.pdf")}));
+        QFile::remove(out + QStringLiteral("/out.000"));
+        show("export", child({QStringLiteral("export"), url, out + QStringLiteral("/out.000")}));
+    }
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -207,7 +250,7 @@ int main(int argc, char **argv)
         return childMain(args);
     }
     int rounds = 3;
-    QString root = QStringLiteral("/tmp/qor-scale");
+    QString root = QStringLiteral("/tmp/qor-scale"), pg;
     QList<int> sizes;
     while (!args.isEmpty()) {
         const QString a = args.takeFirst();
@@ -215,6 +258,10 @@ int main(int argc, char **argv)
             rounds = args.takeFirst().toInt();
         else if (a == QStringLiteral("--dir"))
             root = args.takeFirst();
+        else if (a == QStringLiteral("--pg"))
+            pg = args.takeFirst();
+        else if (!pg.isEmpty())
+            return pgRuns(pg, a, rounds);
         else
             sizes << a.toInt();
     }
@@ -283,12 +330,13 @@ int main(int argc, char **argv)
                 return 1;
             s["import"].add(child({QStringLiteral("import"), at("imported.db"), file}), &fl);
             s["print"].add(child({QStringLiteral("print"), src, at("elenco.pdf")}), nullptr);
+            s["read"].add(child({QStringLiteral("read"), src}), &fs2);
             if (!copyFresh(empty, at("floor.db")) || !copyFresh(empty, at("taken.db")))
                 return 1;
             const Figure fc = sqlite(at("floor.db"), copySql);
             s["takeover"].add(child({QStringLiteral("takeover"), at("taken.db"), src}), &fc);
         }
-        for (const char *op : {"verify", "export", "import", "print", "takeover"}) {
+        for (const char *op : {"read", "verify", "export", "import", "print", "takeover"}) {
             const Series &x = s[op];
             const double w = median(x.wall), f = median(x.floor);
             rss[op][n] = x.maxRssKb;
