@@ -164,7 +164,8 @@ int childMain(QStringList a)
         };
         while (const tree::Node *sa = reader.next())
             count(*sa);
-        std::fprintf(stderr, "read %lld rows\n", rows);
+        if (reader.failed())
+            std::fprintf(stderr, "%s\n", qPrintable(reader.error()));
         return reader.failed() ? 1 : 0;
     }
     if (op == QStringLiteral("verify")) { // DB REPORT

@@ -311,7 +311,10 @@ bool dbClass::execute(const QString &sql, const QVariantList &params)
         return false;
     }
     QSqlQuery q(current());
-    if (!q.prepare(sql) || !bindAll(q, params) || !q.exec()) {
+    // A statement without values runs as it is: PostgreSQL prepares no
+    // CREATE, ALTER or DROP.
+    const bool ok = params.isEmpty() ? q.exec(sql) : q.prepare(sql) && bindAll(q, params) && q.exec();
+    if (!ok) {
         reportSqlError({}, q.lastError(), sql);
         return false;
     }

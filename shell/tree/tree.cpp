@@ -99,7 +99,9 @@ void Reader::selectAll()
 {
     select({});
     all_ = true;
-    lastKey_ = std::numeric_limits<qint64>::min();
+    // Below any key; within a 32-bit INTEGER, which is what PostgreSQL
+    // stores the keys in (a 64-bit bound there is out of range).
+    lastKey_ = std::numeric_limits<qint32>::min();
 }
 
 bool Reader::fail(const QString &error, qint64 code)
@@ -136,7 +138,11 @@ bool Reader::prepare()
     for (const schema::Table *t : wanted) {
         // The columns the store has (last year's database may lack some);
         // a table the store lacks has no rows.
-        const QSqlRecord stored = db_.record(t->name);
+        QSqlRecord stored = db_.record(t->name);
+        // PostgreSQL keeps unquoted names in lower case, and its driver
+        // looks a table up by the name exactly as given.
+        if (stored.isEmpty() && db_.driverName() == QLatin1String("QPSQL"))
+            stored = db_.record(t->name.toLower());
         if (stored.isEmpty())
             continue;
         auto plan = std::make_unique<Plan>();

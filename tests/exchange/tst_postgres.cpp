@@ -8,6 +8,7 @@
 #include "exchange/importer.h"
 #include "fixture.h"
 #include "shell/schema/schema.h"
+#include "shell/tree/tree.h"
 #include "verify/engine.h"
 
 #include <QSqlQuery>
@@ -78,6 +79,19 @@ private Q_SLOTS:
         QCOMPARE(exportDeclarations(db, msg, second, declarations(db)), ExportResult::Done);
         QCOMPARE(masked(readAll(second), false), masked(readAll(first), false));
         QVERIFY(msg.shown.isEmpty());
+
+        // The tree reads the same declarations on both stores.
+        auto trees = [](const QSqlDatabase &c) {
+            QStringList out;
+            tree::Reader r(c, {2, {}, {}});
+            r.selectAll();
+            while (const tree::Node *n = r.next())
+                out << tree::dump(*n).join(u'\n');
+            return r.failed() ? QStringList{r.error()} : out;
+        };
+        const QStringList pgTrees = trees(db.current());
+        QVERIFY2(pgTrees.size() == 3, qPrintable(pgTrees.join(u'\n').left(2000)));
+        QCOMPARE(pgTrees, trees(lite.db.current()));
 
         // Verification reads the same rows on both stores: the same report.
         auto report = [&](dbClass &store, Messages &m, const QString &name) {
