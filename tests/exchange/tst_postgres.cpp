@@ -8,6 +8,8 @@
 #include "exchange/importer.h"
 #include "fixture.h"
 #include "shell/schema/schema.h"
+#include "sections/takeover/takeover.h"
+#include "shell/context.h"
 #include "shell/tree/tree.h"
 #include "verify/engine.h"
 
@@ -105,6 +107,63 @@ private Q_SLOTS:
         const QByteArray onPg = report(db, msg, QStringLiteral("pg.txt"));
         QVERIFY(!onPg.isEmpty());
         QCOMPARE(onPg, report(lite.db, lite.msg, QStringLiteral("lite.txt")));
+    }
+
+    // Last year's declarations taken over, with their structure, into a
+    // database on the server: the trees arrive whole (quantities emptied),
+    // and a second run adds nothing.
+    void takeoverOntoPostgres()
+    {
+        const QString url = qEnvironmentVariable("QOR_TEST_PG_URL");
+        if (url.isEmpty())
+            QSKIP("QOR_TEST_PG_URL not set");
+        const QString built = freshPgStore(url, QStringLiteral("pgtakeover"), QStringLiteral("2.01.00"));
+        QVERIFY2(built.isEmpty(), qPrintable(built));
+        QString prev;
+        QList<qint64> ids;
+        {
+            TestDb last(dir.path(), QStringLiteral("last-year.db"));
+            QVERIFY(last.ok);
+            demo::Options o;
+            o.declarations = 3;
+            o.everySection = true;
+            QVERIFY(demo::generate(last.db, o, &ids));
+            prev = last.path;
+        }
+        qorClass app(dir.path());
+        ScriptedMessages msg;
+        dbClass db(app, msg);
+        db.setCurrentPath(url);
+        db.setPreviousPath(prev);
+        QVERIFY(db.connect());
+        AppContext ctx{app, db, msg};
+        const takeover::Result r = takeover::run(ctx, ids, {true, false});
+        QVERIFY2(r.status == takeover::Result::Done, qPrintable(msg.texts().join(u'\n')));
+        QCOMPARE(r.taken, 3);
+
+        // The declaration row itself is renewed for the new year (dates,
+        // export state): its schede are what must arrive unchanged.
+        const tree::Ignore quantities = [](const schema::Table &t, const schema::Column &c) {
+            return c.type == schema::Type::Qty || t.name == QLatin1String("SezAnag");
+        };
+        tree::Reader was(db.previous()), now(db.current());
+        was.selectAll();
+        now.selectAll();
+        int compared = 0;
+        for (const tree::Node *a = was.next(), *b = now.next(); a || b; a = was.next(), b = now.next()) {
+            QVERIFY(a && b);
+            const QString diff = tree::difference(*a, *b, quantities);
+            QVERIFY2(diff.isEmpty(), qPrintable(diff));
+            ++compared;
+        }
+        QVERIFY2(!was.failed() && !now.failed(), qPrintable(was.error() + now.error()));
+        QCOMPARE(compared, 3);
+        QCOMPARE(db.scalar(QStringLiteral("SELECT COUNT(*) FROM ModRif WHERE qtaMod IS NOT NULL")).toInt(), 0);
+
+        const takeover::Result again = takeover::run(ctx, ids, {true, false});
+        QCOMPARE(again.status, takeover::Result::Done);
+        QCOMPARE(again.taken, 0);
+        QCOMPARE(again.skipped, 3);
     }
 
     // Two stations import the same file at the same time: the test for a
