@@ -117,10 +117,19 @@ bool Reader::prepare()
 {
     prepared_ = true;
     const int n = options_.window;
-    QStringList marks;
-    for (int i = 0; i < n; ++i)
-        marks << QStringLiteral("?");
-    const QString in = QStringLiteral(" IN (%1)").arg(marks.join(u','));
+    // The window's keys: one value per key on SQLite; on PostgreSQL one array,
+    // since there a statement with hundreds of values is planned again on
+    // every run and the planning costs more than the reading.
+    arrayKeys_ = db_.driverName() == QLatin1String("QPSQL");
+    QString in;
+    if (arrayKeys_) {
+        in = QStringLiteral(" = ANY (CAST(? AS BIGINT[]))");
+    } else {
+        QStringList marks;
+        for (int i = 0; i < n; ++i)
+            marks << QStringLiteral("?");
+        in = QStringLiteral(" IN (%1)").arg(marks.join(u','));
+    }
 
     // The tables asked for, with the ancestors they hang from.
     std::vector<const schema::Table *> wanted;
@@ -229,11 +238,19 @@ bool Reader::fill()
     for (const auto &plan : plans_) {
         Plan &p = *plan;
         p.rows.clear();
-        for (int i = 0; i < n; ++i) {
-            if (i < window.size())
-                p.st.bindInt(i, window.at(i));
-            else
-                p.st.bindNull(i);
+        if (arrayKeys_) {
+            QByteArray list = "{";
+            for (qint64 k : window)
+                list += QByteArray::number(k) + ',';
+            list.back() = '}';
+            p.st.bindText(0, list, dbStatement::Until::Rebound);
+        } else {
+            for (int i = 0; i < n; ++i) {
+                if (i < window.size())
+                    p.st.bindInt(i, window.at(i));
+                else
+                    p.st.bindNull(i);
+            }
         }
         if (!p.st.exec())
             return fail(p.st.error(), p.st.errorCode());

@@ -79,6 +79,7 @@ private:
     ReadOptions options_;
     std::vector<std::unique_ptr<Plan>> plans_; // SezAnag first
     bool prepared_ = false;
+    bool arrayKeys_ = false; // the window's keys bound as one array
     // Selection.
     bool all_ = false;
     QList<qint64> keys_;
