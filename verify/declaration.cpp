@@ -207,24 +207,34 @@ QHash<QString, QStringList> readColumns()
 }
 
 // Positions of columns in the rows of a table, each looked up once per
-// table and name (names are literals, kept by address).
+// table and name: names are literals, found again by address in a small
+// open-addressed table per schema table (far fewer names than slots).
 class Positions {
 public:
     Positions() : byTable_(schema::tables().size()) {}
     int of(const schema::Table &t, const char *name)
     {
-        QHash<const void *, int> &cache = byTable_[size_t(&t - schema::tables().data())];
-        auto it = cache.constFind(name);
-        if (it != cache.constEnd())
-            return *it;
-        const schema::Column *c = schema::column(t, QString::fromLatin1(name));
-        const int i = c ? int(c - t.columns.data()) : -1;
-        cache.insert(name, i);
-        return i;
+        Slots &slots = byTable_[size_t(&t - schema::tables().data())];
+        size_t h = size_t((quintptr(name) * 0x9E3779B97F4A7C15ULL) >> 57);
+        for (;; h = (h + 1) % slots.size()) {
+            Slot &s = slots[h];
+            if (s.name == name)
+                return s.index;
+            if (!s.name) {
+                const schema::Column *c = schema::column(t, QString::fromLatin1(name));
+                s = {name, c ? int(c - t.columns.data()) : -1};
+                return s.index;
+            }
+        }
     }
 
 private:
-    std::vector<QHash<const void *, int>> byTable_; // by place in the schema
+    struct Slot {
+        const char *name = nullptr;
+        int index = -1;
+    };
+    using Slots = std::array<Slot, 128>;
+    std::vector<Slots> byTable_; // by place in the schema
 };
 
 // A row of the tree read by column name; a column the table lacks, or the
