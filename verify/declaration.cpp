@@ -299,6 +299,8 @@ int compareStored(const QVariant &a, const QVariant &b)
         const qint64 x = Row::whole(a), y = Row::whole(b);
         return x < y ? -1 : (y < x ? 1 : 0);
     }
+    if (ta == QMetaType::fromType<QString>() && tb == ta)
+        return static_cast<const QString *>(a.constData())->compare(*static_cast<const QString *>(b.constData()));
     return a.toString().compare(b.toString());
 }
 
