@@ -1,13 +1,13 @@
 #include "verify/declaration.h"
 
-#include "shell/dbclass.h"
 #include "shell/dbstatement.h"
 
 #include "shell/schema/schema.h"
 
 #include <QHash>
-#include <QSet>
 
+#include <algorithm>
+#include <array>
 #include <memory>
 
 namespace verify {
@@ -118,478 +118,449 @@ bool Declaration::onlyAnagrafica() const
     return rif.empty() && intermediation.empty() && vfu.empty() && imb.empty() && raee.empty();
 }
 
+
 namespace {
 
-// Column access by name on the result of a prepared statement, each index
-// looked up once for the life of the statement (keyed by the address of the
-// name, which is always a literal or a fixed table): reading the result's
-// record costs more than reading a row.
-class Columns {
+using tree::Node;
+
+// ---- what the checks read, table by table ----
+
+// Quantity and unit columns of the materials boxes: msQta01/msUmi01 ..
+// msQta20/msUmi20 (index 1..20; SezAnag has 20, the sections fewer).
+const char *const MaterialQta[21] = {nullptr, "msQta01", "msQta02", "msQta03", "msQta04", "msQta05", "msQta06",
+    "msQta07", "msQta08", "msQta09", "msQta10", "msQta11", "msQta12", "msQta13", "msQta14", "msQta15", "msQta16",
+    "msQta17", "msQta18", "msQta19", "msQta20"};
+const char *const MaterialUmi[21] = {nullptr, "msUmi01", "msUmi02", "msUmi03", "msUmi04", "msUmi05", "msUmi06",
+    "msUmi07", "msUmi08", "msUmi09", "msUmi10", "msUmi11", "msUmi12", "msUmi13", "msUmi14", "msUmi15", "msUmi16",
+    "msUmi17", "msUmi18", "msUmi19", "msUmi20"};
+
+using Pairs = std::vector<std::pair<const char *, const char *>>;
+
+const std::vector<const char *> AnagColumns = {"RagSoc", "CodFisc", "Via", "Civico", "REA", "prvIstat",
+                                               "comIstat", "attIstat"};
+const std::vector<const char *> ModuleColumns = {"tipoMod", "Privati", "nazID", "discDep", "disc191", "mbFlag",
+                                                 "rifCod"};
+const Pairs ModuleAmounts = {{"qtaMod", "umiMod"}, {"qtaSmalt", "umiSmalt"}, {"qtaDep", "umiDep"},
+                             {"qta191", "umi191"}, {"qtaInc", "umiInc"}, {"qtaDisc", "umiDisc"}};
+const Pairs RifAmounts = {{"qtaProd", "umiProd"}, {"qtaTerzi", "umiTerzi"}, {"qtaFuori", "umiFuori"},
+                          {"qtaTras", "umiTras"}, {"qtaCons", "umiCons"}, {"qtaGiacRec", "umiGiacRec"},
+                          {"qtaGiacSmalt", "umiGiacSmalt"}, {"qtaRec", "umiRec"}, {"qtaSmalt", "umiSmalt"}};
+const std::vector<const char *> AutColumns = {"suEstremi", "suDataRil", "suDataScad", "suEnte", "suTipo",
+    "suRecupero", "suSmaltimento", "suVFU", "suRAEE", "Incenerimento", "Coincenerimento", "incQta", "conQta",
+    "crClass1", "crClass2", "crClass3", "crQta1", "crQta2", "crQta3"};
+const std::vector<const char *> OpColumns = {"Posizione", "Codice", "qta", "umi"};
+const std::vector<const char *> WasteRowColumns = {"Posizione", "rifCod", "allAcc", "qta", "umi"};
+
+// The tables of a section of vehicles, packaging or electrical equipment.
+struct StreamTables {
+    const char *sez, *rows, *mods, *ops;
+    const char *tipo;              // the scheda's type column
+    bool rowsByWaste;              // rows by position, then waste code (else key)
+    Pairs amounts;
+};
+
+const StreamTables Streams[3] = {
+    {"SezVfu", "RecVfu", "ModVfu", "RecModVfu", "vfuTipo", true,
+     {{"qtaTerzi", "umiTerzi"}, {"qtaProprio", "umiProprio"}, {"qtaSmalt", "umiSmalt"},
+      {"qtaRecMat", "umiRecMat"}, {"qtaRecEner", "umiRecEner"}, {"qtaGiac", "umiGiac"},
+      {"qtaPre80", "umiPre80"}, {"qtaPost80", "umiPost80"}, {"qta104", "umi104"}}},
+    {"SezImb", "RecImb", "ModImb", "RecModImb", "srTipo", false,
+     {{"qtaTerzi", "umiTerzi"}, {"qtaGiac", "umiGiac"}}},
+    {"SezRaee", "RecRaee", "ModRaee", "RecModRaee", "srTipo", true,
+     {{"srQta", "srUmi"}, {"qtaGiac", "umiGiac"}, {"qtaSmalt", "umiSmalt"}, {"qtaRecMat", "umiRecMat"},
+      {"qtaRecEner", "umiRecEner"}, {"qtaAppInt", "umiAppInt"}}},
+};
+
+// Table name -> the columns read of it (a module table lacks some of the
+// others' module columns: they read as null).
+QHash<QString, QStringList> readColumns()
+{
+    QHash<QString, QStringList> out;
+    auto add = [&](const char *table, const std::vector<const char *> &names, const Pairs &pairs) {
+        QStringList &list = out[QString::fromLatin1(table)];
+        for (const char *n : names)
+            list << QString::fromLatin1(n);
+        for (const auto &[q, u] : pairs)
+            list << QString::fromLatin1(q) << QString::fromLatin1(u);
+    };
+    auto materials = [](int n) {
+        Pairs out;
+        for (int i = 1; i <= n; ++i)
+            out.emplace_back(MaterialQta[i], MaterialUmi[i]);
+        return out;
+    };
+    add("SezAnag", AnagColumns, materials(20));
+    add("SaAut", AutColumns, {});
+    add("SezRif", {"rifCod"}, RifAmounts);
+    add("ModRif", ModuleColumns, ModuleAmounts);
+    add("RecRif", OpColumns, {});
+    add("SezInt", {"rifCod"}, {{"intQta", "intUmi"}});
+    add("ModInt", ModuleColumns, ModuleAmounts);
+    for (const StreamTables &t : Streams) {
+        add(t.sez, {"vfuTipo", "srTipo", "srRAEE"}, t.amounts);
+        add(t.sez, {}, materials(15));
+        add(t.rows, WasteRowColumns, {});
+        add(t.mods, ModuleColumns, ModuleAmounts);
+        add(t.ops, OpColumns, {});
+    }
+    return out;
+}
+
+// Positions of columns in the rows of a table, each looked up once per
+// table and name: names are literals, found again by address in a small
+// open-addressed table per schema table (far fewer names than slots).
+class Positions {
 public:
-    // Position of a column, looked up once per statement (names are literals,
-    // cached by address).
-    int index(const dbStatement &q, const char *name)
+    Positions() : byTable_(schema::tables().size()) {}
+    int of(const schema::Table &t, const char *name)
     {
-        auto it = cache_.constFind(name);
-        if (it != cache_.constEnd())
-            return *it;
-        const int i = q.columnIndex(QString::fromLatin1(name));
-        cache_.insert(name, i);
-        return i;
-    }
-    qint64 num(const dbStatement &q, const char *name)
-    {
-        const int i = index(q, name);
-        return i < 0 ? 0 : q.toInt(i);
-    }
-    QString text(const dbStatement &q, const char *name)
-    {
-        const int i = index(q, name);
-        return i < 0 ? QString() : q.string(i);
-    }
-    Qty kg(const dbStatement &q, const char *qta, const char *umi)
-    {
-        const int i = index(q, qta);
-        if (i < 0)
-            return {};
-        Qty v;
-        switch (q.kind(i)) {
-        case dbStatement::Kind::Null: return {};
-        case dbStatement::Kind::Int: v = Qty::fromMilli(q.toInt(i)); break;
-        default: v = Qty::fromStore(q.value(i)); break;
+        Slots &slots = byTable_[size_t(&t - schema::tables().data())];
+        size_t h = size_t((quintptr(name) * 0x9E3779B97F4A7C15ULL) >> 57);
+        for (;; h = (h + 1) % slots.size()) {
+            Slot &s = slots[h];
+            if (s.name == name)
+                return s.index;
+            if (!s.name) {
+                const schema::Column *c = schema::column(t, QString::fromLatin1(name));
+                s = {name, c ? int(c - t.columns.data()) : -1};
+                return s.index;
+            }
         }
-        return v.kg(int(num(q, umi)));
     }
 
 private:
-    QHash<const void *, int> cache_;
+    struct Slot {
+        const char *name = nullptr;
+        int index = -1;
+    };
+    using Slots = std::array<Slot, 128>;
+    std::vector<Slots> byTable_; // by place in the schema
 };
 
-Module readModule(const dbStatement &q, Columns &c, const char *key)
+// A row of the tree read by column name; a column the table lacks, or the
+// store did not give, reads as null.
+class Row {
+public:
+    Row(const Node &n, Positions &p) : n_(n), p_(p) {}
+    const Node &node() const { return n_; }
+    const QVariant &raw(const char *column) const
+    {
+        static const QVariant null;
+        const int i = p_.of(*n_.table, column);
+        return i < 0 || i >= n_.values.size() ? null : n_.values.at(i);
+    }
+    qint64 num(const char *column) const { return whole(raw(column)); }
+    QString text(const char *column) const { return raw(column).toString(); }
+    Qty kg(const char *qta, const char *umi) const
+    {
+        const QVariant &q = raw(qta);
+        if (q.metaType() == QMetaType::fromType<qlonglong>())
+            return Qty::fromMilli(*static_cast<const qlonglong *>(q.constData())).kg(int(whole(raw(umi))));
+        return qtyKg(q, raw(umi));
+    }
+
+    // A whole number as the store converts it: null 0, a real by its whole part.
+    static qint64 whole(const QVariant &v)
+    {
+        const QMetaType t = v.metaType();
+        if (t == QMetaType::fromType<qlonglong>())
+            return *static_cast<const qlonglong *>(v.constData());
+        if (!t.isValid())
+            return 0;
+        if (t == QMetaType::fromType<double>())
+            return qint64(*static_cast<const double *>(v.constData()));
+        return v.toLongLong();
+    }
+
+private:
+    const Node &n_;
+    Positions &p_;
+};
+
+// The order the store gives values in: null first, then numbers, then text.
+int compareStored(const QVariant &a, const QVariant &b)
+{
+    auto rank = [](const QMetaType &t) {
+        if (!t.isValid())
+            return 0;
+        if (t == QMetaType::fromType<qlonglong>() || t == QMetaType::fromType<double>() || t == QMetaType::fromType<int>())
+            return 1;
+        return 2;
+    };
+    const QMetaType ta = a.metaType(), tb = b.metaType();
+    const int ra = rank(ta), rb = rank(tb);
+    if (ra != rb || ra == 0)
+        return ra - rb;
+    if (ra == 1) {
+        if (ta == QMetaType::fromType<double>() || tb == QMetaType::fromType<double>()) {
+            const double x = a.toDouble(), y = b.toDouble();
+            return x < y ? -1 : (y < x ? 1 : 0);
+        }
+        const qint64 x = Row::whole(a), y = Row::whole(b);
+        return x < y ? -1 : (y < x ? 1 : 0);
+    }
+    if (ta == QMetaType::fromType<QString>() && tb == ta)
+        return static_cast<const QString *>(a.constData())->compare(*static_cast<const QString *>(b.constData()));
+    return a.toString().compare(b.toString());
+}
+
+// The rows of one table under n, by the order given, then by key (the
+// reader hands them by key).
+using Order = int (*)(const Row &, const Row &);
+std::vector<const Node *> rowsOf(const Node &n, const schema::Table *t, Positions &p, Order order = nullptr)
+{
+    std::vector<const Node *> out;
+    for (const Node *c : n.children)
+        if (c->table == t)
+            out.push_back(c);
+    if (order && out.size() > 1) {
+        const auto less = [&](const Node *a, const Node *b) { return order(Row(*a, p), Row(*b, p)) < 0; };
+        if (!std::is_sorted(out.begin(), out.end(), less))
+            std::stable_sort(out.begin(), out.end(), less);
+    }
+    return out;
+}
+
+int byWasteCode(const Row &a, const Row &b) { return compareStored(a.raw("rifCod"), b.raw("rifCod")); }
+int byType(const Row &a, const Row &b) { return compareStored(a.raw("tipoMod"), b.raw("tipoMod")); }
+int byPosition(const Row &a, const Row &b) { return compareStored(a.raw("Posizione"), b.raw("Posizione")); }
+int byPositionAndCode(const Row &a, const Row &b)
+{
+    const int c = byPosition(a, b);
+    return c ? c : compareStored(a.raw("Codice"), b.raw("Codice"));
+}
+int byPositionAndWaste(const Row &a, const Row &b)
+{
+    const int c = byPosition(a, b);
+    return c ? c : byWasteCode(a, b);
+}
+// RT modules (type 1) by private persons, the other types by key.
+int rtByPrivati(const Row &a, const Row &b)
+{
+    if (const int c = byType(a, b))
+        return c;
+    if (!a.raw("tipoMod").isValid() || a.num("tipoMod") != 1)
+        return 0;
+    return compareStored(a.raw("Privati"), b.raw("Privati"));
+}
+
+const schema::Table *tableNamed(const char *name)
+{
+    return schema::table(QString::fromLatin1(name));
+}
+
+Module readModule(const Row &r)
 {
     Module m;
-    m.id = c.num(q, key);
-    m.tipo = int(c.num(q, "tipoMod"));
-    m.privati = int(c.num(q, "Privati"));
-    m.nazID = int(c.num(q, "nazID"));
-    m.discDep = int(c.num(q, "discDep"));
-    m.disc191 = int(c.num(q, "disc191"));
-    m.mbFlag = int(c.num(q, "mbFlag"));
-    m.rifCod = c.text(q, "rifCod");
-    m.mod = c.kg(q, "qtaMod", "umiMod");
-    m.smalt = c.kg(q, "qtaSmalt", "umiSmalt");
-    m.dep = c.kg(q, "qtaDep", "umiDep");
-    m.q191 = c.kg(q, "qta191", "umi191");
-    m.inc = c.kg(q, "qtaInc", "umiInc");
-    m.disc = c.kg(q, "qtaDisc", "umiDisc");
+    m.id = r.node().key();
+    m.tipo = int(r.num("tipoMod"));
+    m.privati = int(r.num("Privati"));
+    m.nazID = int(r.num("nazID"));
+    m.discDep = int(r.num("discDep"));
+    m.disc191 = int(r.num("disc191"));
+    m.mbFlag = int(r.num("mbFlag"));
+    m.rifCod = r.text("rifCod");
+    Qty *amounts[] = {&m.mod, &m.smalt, &m.dep, &m.q191, &m.inc, &m.disc};
+    for (size_t i = 0; i < ModuleAmounts.size(); ++i)
+        *amounts[i] = r.kg(ModuleAmounts[i].first, ModuleAmounts[i].second);
     return m;
 }
 
-// Material columns msQta01/msUmi01 .. msQta15/msUmi15 (index 1..15).
-const char *const MaterialQta[16] = {nullptr, "msQta01", "msQta02", "msQta03", "msQta04", "msQta05",
-    "msQta06", "msQta07", "msQta08", "msQta09", "msQta10", "msQta11", "msQta12", "msQta13", "msQta14", "msQta15"};
-const char *const MaterialUmi[16] = {nullptr, "msUmi01", "msUmi02", "msUmi03", "msUmi04", "msUmi05",
-    "msUmi06", "msUmi07", "msUmi08", "msUmi09", "msUmi10", "msUmi11", "msUmi12", "msUmi13", "msUmi14", "msUmi15"};
-
-struct StreamTables {
-    const char *sez, *key, *rows, *rowKey, *rowOrder, *mods, *modKey, *ops;
-    std::vector<std::pair<const char *, const char *>> amounts;
-};
-
-const StreamTables Vfu{"SezVfu", "vfuID", "RecVfu", "rvID", "Posizione, RecVfu.rifCod",
-                       "ModVfu", "mvID", "RecModVfu",
-                       {{"qtaTerzi", "umiTerzi"}, {"qtaProprio", "umiProprio"},
-                        {"qtaSmalt", "umiSmalt"}, {"qtaRecMat", "umiRecMat"},
-                        {"qtaRecEner", "umiRecEner"}, {"qtaGiac", "umiGiac"},
-                        {"qtaPre80", "umiPre80"}, {"qtaPost80", "umiPost80"},
-                        {"qta104", "umi104"}}};
-const StreamTables Imb{"SezImb", "siID", "RecImb", "riID", "Posizione, RecImb.riID",
-                       "ModImb", "mbID", "RecModImb",
-                       {{"qtaTerzi", "umiTerzi"}, {"qtaGiac", "umiGiac"}}};
-const StreamTables Raee{"SezRaee", "srID", "RecRaee", "rsrID", "Posizione, RecRaee.rifCod",
-                        "ModRaee", "msrID", "RecModRaee",
-                        {{"srQta", "srUmi"}, {"qtaGiac", "umiGiac"}, {"qtaSmalt", "umiSmalt"},
-                         {"qtaRecMat", "umiRecMat"}, {"qtaRecEner", "umiRecEner"},
-                         {"qtaAppInt", "umiAppInt"}}};
+// The operation rows of a module, by position and code.
+void readOps(Module &m, const Node &module, const schema::Table *ops, Positions &p)
+{
+    for (const Node *o : rowsOf(module, ops, p, byPositionAndCode)) {
+        const Row r(*o, p);
+        m.ops.push_back({int(r.num("Posizione")), r.text("Codice").trimmed(), r.kg("qta", "umi")});
+    }
+}
 
 } // namespace
 
-// The columns of a table the checks read, as a select list: only those the
-// table has (a module table lacks some of the others' columns, which then
-// read as null, as with "SELECT *"). Fetching a row converts every column it
-// has, so the list is kept to what is read.
-QString pick(const QString &table, std::initializer_list<const char *> wanted,
-             const std::vector<std::pair<const char *, const char *>> &pairs = {})
-{
-    const schema::Table *t = schema::table(table);
-    QStringList out;
-    auto add = [&](const char *name) {
-        const schema::Column *c = t ? schema::column(*t, QString::fromLatin1(name)) : nullptr;
-        if (c && !out.contains(table + u'.' + c->name))
-            out << table + u'.' + c->name;
-    };
-    for (const char *w : wanted)
-        add(w);
-    for (const auto &[q, u] : pairs) {
-        add(q);
-        add(u);
-    }
-    if (!t || out.isEmpty())
-        return table + QStringLiteral(".*");
-    return out.join(QStringLiteral(", "));
-}
-
-std::initializer_list<const char *> moduleColumns()
-{
-    static const std::initializer_list<const char *> c = {
-        "tipoMod", "Privati", "nazID", "discDep", "disc191", "mbFlag", "rifCod", "qtaMod", "umiMod",
-        "qtaSmalt", "umiSmalt", "qtaDep", "umiDep", "qta191", "umi191", "qtaInc", "umiInc", "qtaDisc", "umiDisc"};
-    return c;
-}
-
-QString modulePick(const QString &table, const char *key, const char *parent)
-{
-    QString cols = pick(table, {key, parent});
-    const QString more = pick(table, moduleColumns());
-    return cols + QStringLiteral(", ") + more;
-}
-
-// A statement run once for the whole selection: its rows come ordered by
-// the declaration's place in the selection (column qor_ord), then as the
-// checks want them, and each declaration takes its own rows as the run
-// reaches it. One execution per table instead of one per table and
-// declaration: executing a statement costs far more than reading a row.
-struct Cursor {
-    dbStatement q;
-    Columns c;
-    bool started = false, has = false;
-    qint64 ord = -1;
-
-    void advance()
-    {
-        has = q.next();
-        ord = has ? c.num(q, "qor_ord") : -1;
-    }
-    // Moves to the first row of the declaration at place k.
-    bool seek(qint64 k, QString *error)
-    {
-        if (!started) {
-            started = true;
-            if (!q.exec()) {
-                *error = q.error() + QStringLiteral("\n") + q.sql();
-                return false;
-            }
-            advance();
-        }
-        while (has && ord < k)
-            advance();
-        return true;
-    }
-    bool here(qint64 k) const { return has && ord == k; }
-};
-
-struct Loader::Impl {
+struct Adapter::Impl {
     QSqlDatabase db;
-    Cursor rif, rifMods, rifOps, sint, intMods, aut;
-    struct Stream {
-        const StreamTables *t;
-        Cursor sez, rows, mods, ops;
-    };
-    std::vector<Stream> streams;
-    QHash<qint64, qint64> place;   // saID -> place in the selection
+    Positions positions;
+    dbStatement comune, provincia, activity;
+    QHash<QPair<qint64, qint64>, QString> comuni;
+    QHash<qint64, QString> province;
+    QHash<QString, bool> activities;
     QString error;
 
-    // The run table joined to every statement: the selection in its order.
-    bool fillRun(const std::vector<qint64> &order)
+    // One text (or the presence of a row) of a reference table.
+    bool lookup(dbStatement &st, const char *sql, const QVariantList &params, QString *text, bool *found)
     {
-        if (!dbStatement::run(db, QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_verify_run "
-                                                 "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"), &error)
-            || !dbStatement::run(db, QStringLiteral("DELETE FROM qor_verify_run"), &error))
-            return false;
-        dbStatement ins(db, QStringLiteral("INSERT INTO qor_verify_run (ord, saID) VALUES (?, ?)"));
-        if (!ins.isValid()) {
-            error = ins.error() + QStringLiteral("\n") + ins.sql();
-            return false;
-        }
-        // In one transaction unless the caller has one open.
-        const bool own = db.transaction();
-        for (size_t i = 0; i < order.size(); ++i) {
-            ins.bindInt(0, qint64(i));
-            ins.bindInt(1, order[i]);
-            if (!ins.exec()) {
-                error = ins.error() + QStringLiteral("\n") + ins.sql();
-                if (own)
-                    db.rollback();
-                return false;
-            }
-            place.insert(order[i], qint64(i));
-        }
-        return !own || db.commit();
-    }
-
-    // sql: "SELECT <columns> FROM <tables> WHERE <condition> ORDER BY <order>"
-    // pieces, with the declaration's saID column given: the run joins it.
-    bool prepare(Cursor &c, const QString &columns, const QString &from, const QString &saID,
-                 const QString &where, const QString &order)
-    {
-        const QString sql = QStringLiteral("SELECT %1, run.ord AS qor_ord FROM %2 INNER JOIN qor_verify_run AS run "
-                                           "ON run.saID = %3%4 ORDER BY run.ord, %5")
-                                .arg(columns, from, saID,
-                                     where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where, order);
-        c.q = dbStatement(db, sql);
-        if (!c.q.isValid()) {
-            error = c.q.error() + QStringLiteral("\n") + sql;
+        if (!st.isValid())
+            st = dbStatement(db, QString::fromLatin1(sql));
+        for (qsizetype i = 0; i < params.size(); ++i)
+            st.bind(int(i), params.at(i));
+        if (!st.isValid() || !st.exec()) {
+            error = st.error() + QStringLiteral("\n") + st.sql();
             return false;
         }
+        *found = st.next();
+        if (*found && text && !st.isNull(0))
+            *text = st.string(0);
+        st.finish();
         return true;
     }
 };
 
-Loader::Loader(QSqlDatabase db, const std::vector<qint64> &order) : p_(std::make_unique<Impl>())
+Adapter::Adapter(const QSqlDatabase &db) : p_(std::make_unique<Impl>())
 {
     p_->db = db;
-    Impl &p = *p_;
-    bool ok = p.fillRun(order);
-    ok = ok && p.prepare(p.rif, pick(QStringLiteral("SezRif"), {"rifID", "rifCod"},
-                                              {{"qtaProd", "umiProd"}, {"qtaTerzi", "umiTerzi"}, {"qtaFuori", "umiFuori"},
-                                               {"qtaTras", "umiTras"}, {"qtaCons", "umiCons"}, {"qtaGiacRec", "umiGiacRec"},
-                                               {"qtaGiacSmalt", "umiGiacSmalt"}, {"qtaRec", "umiRec"}, {"qtaSmalt", "umiSmalt"}}), QStringLiteral("SezRif"), QStringLiteral("SezRif.saID"),
-                         {}, QStringLiteral("SezRif.rifCod, SezRif.rifID"));
-    // RT modules are numbered in Privati, mrID order; the other types by mrID.
-    ok = ok && p.prepare(p.rifMods, modulePick(QStringLiteral("ModRif"), "mrID", "rifID"),
-                         QStringLiteral("ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID"),
-                         QStringLiteral("SezRif.saID"), {},
-                         QStringLiteral("ModRif.rifID, ModRif.tipoMod, "
-                                        "CASE WHEN ModRif.tipoMod = 1 THEN ModRif.Privati ELSE 0 END, ModRif.mrID"));
-    ok = ok && p.prepare(p.rifOps,
-                         QStringLiteral("RecRif.mrID AS owner, RecRif.Posizione, RecRif.Codice, RecRif.qta, RecRif.umi"),
-                         QStringLiteral("(RecRif INNER JOIN ModRif ON RecRif.mrID = ModRif.mrID) "
-                                        "INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID"),
-                         QStringLiteral("SezRif.saID"), {},
-                         QStringLiteral("RecRif.mrID, RecRif.Posizione, RecRif.Codice"));
-    ok = ok && p.prepare(p.sint, pick(QStringLiteral("SezInt"), {"intID", "rifCod", "intQta", "intUmi"}), QStringLiteral("SezInt"), QStringLiteral("SezInt.saID"),
-                         {}, QStringLiteral("SezInt.rifCod, SezInt.intID"));
-    ok = ok && p.prepare(p.intMods, modulePick(QStringLiteral("ModInt"), "miID", "intID"),
-                         QStringLiteral("ModInt INNER JOIN SezInt ON ModInt.intID = SezInt.intID"),
-                         QStringLiteral("SezInt.saID"), {},
-                         QStringLiteral("ModInt.intID, ModInt.tipoMod, ModInt.miID"));
-    ok = ok && p.prepare(p.aut, pick(QStringLiteral("SaAut"),
-                                              {"suEstremi", "suDataRil", "suDataScad", "suEnte", "suTipo", "suRecupero",
-                                               "suSmaltimento", "suVFU", "suRAEE", "Incenerimento", "Coincenerimento",
-                                               "incQta", "conQta", "crClass1", "crClass2", "crClass3", "crQta1",
-                                               "crQta2", "crQta3"}), QStringLiteral("SaAut"), QStringLiteral("SaAut.saID"), {},
-                         QStringLiteral("SaAut.suID"));
-    for (const StreamTables *t : {&Vfu, &Imb, &Raee}) {
-        Impl::Stream s;
-        s.t = t;
-        const QString sez = QString::fromLatin1(t->sez), key = QString::fromLatin1(t->key);
-        const QString rows = QString::fromLatin1(t->rows), mods = QString::fromLatin1(t->mods);
-        const QString modKey = QString::fromLatin1(t->modKey), ops = QString::fromLatin1(t->ops);
-        const QString saID = sez + QStringLiteral(".saID");
-        std::vector<std::pair<const char *, const char *>> sezPairs = t->amounts;
-        for (int i = 1; i <= 15; ++i)
-            sezPairs.emplace_back(MaterialQta[i], MaterialUmi[i]);
-        ok = ok && p.prepare(s.sez, pick(sez, {t->key, "vfuTipo", "srTipo", "srRAEE"}, sezPairs), sez, saID, {},
-                             sez + u'.' + key);
-        ok = ok && p.prepare(s.rows, pick(rows, {t->key, "Posizione", "rifCod", "allAcc", "qta", "umi"}),
-                             QStringLiteral("%3 INNER JOIN %1 ON %3.%2 = %1.%2").arg(sez, key, rows), saID, {},
-                             QStringLiteral("%1.%2, %1.%3").arg(rows, key, QString::fromLatin1(t->rowOrder)));
-        ok = ok && p.prepare(s.mods, modulePick(mods, t->modKey, t->key),
-                             QStringLiteral("%3 INNER JOIN %1 ON %3.%2 = %1.%2").arg(sez, key, mods), saID, {},
-                             QStringLiteral("%1.%2, %1.tipoMod, %1.%3").arg(mods, key, modKey));
-        ok = ok && p.prepare(s.ops, QStringLiteral("%1.%2 AS owner, %1.Posizione, %1.Codice, %1.qta, %1.umi").arg(ops, modKey),
-                             QStringLiteral("(%5 INNER JOIN %3 ON %5.%4 = %3.%4) INNER JOIN %1 ON %3.%2 = %1.%2")
-                                 .arg(sez, key, mods, modKey, ops),
-                             saID, {}, QStringLiteral("%1.%2, %1.Posizione, %1.Codice").arg(ops, modKey));
-        p.streams.push_back(std::move(s));
-    }
-    if (!ok)
-        error_ = p.error;
 }
 
-Loader::~Loader() = default;
+Adapter::~Adapter() = default;
 
-namespace {
-
-// Reads the operation rows of the declaration at place k and hangs them on
-// their module.
-void attachOps(Cursor &cur, qint64 k, QHash<qint64, Module *> &byId)
+tree::ReadOptions Adapter::readOptions()
 {
-    Columns &c = cur.c;
-    for (; cur.here(k); cur.advance()) {
-        Module *m = byId.value(c.num(cur.q, "owner"));
-        if (!m)
-            continue;
-        m->ops.push_back({int(c.num(cur.q, "Posizione")), c.text(cur.q, "Codice").trimmed(),
-                          c.kg(cur.q, "qta", "umi")});
-    }
+    tree::ReadOptions o;
+    o.columns = readColumns();
+    o.tables = o.columns.keys();
+    o.tables.removeAll(QStringLiteral("SezAnag"));
+    return o;
 }
 
-} // namespace
-
-bool Loader::load(Declaration &d)
+bool Adapter::fill(Declaration &d, const Node &a)
 {
     Impl &p = *p_;
-    if (!error_.isEmpty())
-        return false;
-    d.rif.clear();
-    d.intermediation.clear();
-    d.aut.clear();
-    d.vfu.clear();
-    d.imb.clear();
-    d.raee.clear();
-    const auto at = p.place.constFind(d.saID);
-    if (at == p.place.constEnd()) {
-        error_ = QStringLiteral("Dichiarazione %1 fuori dalla selezione.").arg(d.saID);
-        return false;
-    }
-    const qint64 k = *at;
-    auto seek = [&](Cursor &c) {
-        if (c.seek(k, &p.error))
-            return true;
-        error_ = p.error;
-        return false;
-    };
+    Positions &pos = p.positions;
+    d = Declaration{};
+    const Row anag(a, pos);
+    d.saID = a.key();
 
-    // ---- scheda RIF and modules ----
-    if (!seek(p.rif))
-        return false;
-    {
-        Columns &c = p.rif.c;
-        dbStatement &q = p.rif.q;
-        for (; p.rif.here(k); p.rif.advance()) {
-            RifScheda s;
-            s.id = c.num(q, "rifID");
-            s.rifCod = c.text(q, "rifCod");
-            s.prod = c.kg(q, "qtaProd", "umiProd");
-            s.terzi = c.kg(q, "qtaTerzi", "umiTerzi");
-            s.fuori = c.kg(q, "qtaFuori", "umiFuori");
-            s.tras = c.kg(q, "qtaTras", "umiTras");
-            s.cons = c.kg(q, "qtaCons", "umiCons");
-            s.giacRec = c.kg(q, "qtaGiacRec", "umiGiacRec");
-            s.giacSmalt = c.kg(q, "qtaGiacSmalt", "umiGiacSmalt");
-            s.rec = c.kg(q, "qtaRec", "umiRec");
-            s.smalt = c.kg(q, "qtaSmalt", "umiSmalt");
-            d.rif.push_back(std::move(s));
-        }
-    }
-    if (!d.rif.empty()) {
-        QHash<qint64, RifScheda *> schede;
-        for (RifScheda &s : d.rif)
-            schede.insert(s.id, &s);
-        if (!seek(p.rifMods))
+    // ---- identity, with the names of the places and the activity ----
+    const QPair<qint64, qint64> place{anag.num("prvIstat"), anag.num("comIstat")};
+    bool found = false;
+    auto comune = p.comuni.constFind(place);
+    if (comune == p.comuni.constEnd()) {
+        QString name;
+        if (!p.lookup(p.comune, "SELECT comDesc FROM Comuni WHERE (prvIstat = ? AND comIstat = ?)",
+                      {place.first, place.second}, &name, &found)) {
+            error_ = p.error;
             return false;
-        Columns &c = p.rifMods.c;
-        for (; p.rifMods.here(k); p.rifMods.advance())
-            if (RifScheda *s = schede.value(c.num(p.rifMods.q, "rifID")))
-                s->mods.push_back(readModule(p.rifMods.q, c, "mrID"));
-        QHash<qint64, Module *> byId;
-        for (RifScheda &s : d.rif)
-            for (Module &m : s.mods)
-                byId.insert(m.id, &m);
-        if (!byId.isEmpty()) {
-            if (!seek(p.rifOps))
-                return false;
-            attachOps(p.rifOps, k, byId);
         }
+        comune = p.comuni.insert(place, name);
+    }
+    auto provincia = p.province.constFind(place.first);
+    if (provincia == p.province.constEnd()) {
+        QString name;
+        if (!p.lookup(p.provincia, "SELECT prvDesc FROM Province WHERE (prvIstat = ?)", {place.first}, &name,
+                      &found)) {
+            error_ = p.error;
+            return false;
+        }
+        provincia = p.province.insert(place.first, name);
+    }
+    const QVariant att = anag.raw("attIstat");
+    if (!att.isNull()) {
+        const QString code = att.toString();
+        auto known = p.activities.constFind(code);
+        if (known == p.activities.constEnd()) {
+            if (!p.lookup(p.activity, "SELECT 1 FROM Attivita WHERE (attCod = ?)", {code}, nullptr, &found)) {
+                error_ = p.error;
+                return false;
+            }
+            known = p.activities.insert(code, found);
+        }
+        d.activityFound = *known;
+    }
+    d.header = {anag.text("RagSoc"), anag.text("CodFisc"), *comune, *provincia, anag.text("Via"),
+                anag.text("Civico"), anag.text("REA")};
+    for (int i = 1; i <= 20; ++i)
+        d.materials[i] = anag.kg(MaterialQta[i], MaterialUmi[i]);
+
+    // ---- scheda RIF and modules: schede by waste code; RT modules in
+    // private-person order, the other types by key ----
+    static const schema::Table *sezRif = tableNamed("SezRif"), *modRif = tableNamed("ModRif"),
+                               *recRif = tableNamed("RecRif");
+    for (const Node *s : rowsOf(a, sezRif, pos, byWasteCode)) {
+        const Row r(*s, pos);
+        RifScheda sc;
+        sc.id = s->key();
+        sc.rifCod = r.text("rifCod");
+        Qty *amounts[] = {&sc.prod, &sc.terzi, &sc.fuori, &sc.tras, &sc.cons, &sc.giacRec, &sc.giacSmalt,
+                          &sc.rec, &sc.smalt};
+        for (size_t i = 0; i < RifAmounts.size(); ++i)
+            *amounts[i] = r.kg(RifAmounts[i].first, RifAmounts[i].second);
+        for (const Node *m : rowsOf(*s, modRif, pos, rtByPrivati)) {
+            sc.mods.push_back(readModule(Row(*m, pos)));
+            readOps(sc.mods.back(), *m, recRif, pos);
+        }
+        d.rif.push_back(std::move(sc));
     }
 
     // ---- scheda INT and modules ----
-    if (!seek(p.sint))
-        return false;
-    for (; p.sint.here(k); p.sint.advance()) {
-        Columns &c = p.sint.c;
-        d.intermediation.push_back({c.num(p.sint.q, "intID"), c.text(p.sint.q, "rifCod"),
-                                    c.kg(p.sint.q, "intQta", "intUmi"), {}});
-    }
-    if (!d.intermediation.empty()) {
-        if (!seek(p.intMods))
-            return false;
-        Columns &c = p.intMods.c;
-        for (; p.intMods.here(k); p.intMods.advance()) {
-            const qint64 parent = c.num(p.intMods.q, "intID");
-            for (IntScheda &s : d.intermediation)
-                if (s.id == parent)
-                    s.mods.push_back(readModule(p.intMods.q, c, "miID"));
-        }
+    static const schema::Table *sezInt = tableNamed("SezInt"), *modInt = tableNamed("ModInt");
+    for (const Node *s : rowsOf(a, sezInt, pos, byWasteCode)) {
+        const Row r(*s, pos);
+        IntScheda sc{s->key(), r.text("rifCod"), r.kg("intQta", "intUmi"), {}};
+        for (const Node *m : rowsOf(*s, modInt, pos, byType))
+            sc.mods.push_back(readModule(Row(*m, pos)));
+        d.intermediation.push_back(std::move(sc));
     }
 
     // ---- SA-AUT ----
-    if (!seek(p.aut))
-        return false;
-    for (; p.aut.here(k); p.aut.advance()) {
-        Columns &c = p.aut.c;
-        const dbStatement &q = p.aut.q;
-        Authorisation a;
-        a.estremi = c.text(q, "suEstremi").trimmed();
-        a.dataRil = c.text(q, "suDataRil").trimmed();
-        a.dataScad = c.text(q, "suDataScad").trimmed();
-        a.ente = int(c.num(q, "suEnte"));
-        a.tipo = int(c.num(q, "suTipo"));
-        a.recupero = c.text(q, "suRecupero");
-        a.smaltimento = c.text(q, "suSmaltimento");
-        a.vfu = c.num(q, "suVFU") != 0;
-        a.raee = c.num(q, "suRAEE") != 0;
-        a.inc = c.num(q, "Incenerimento") != 0;
-        a.coinc = c.num(q, "Coincenerimento") != 0;
-        a.incQta = c.num(q, "incQta");
-        a.conQta = c.num(q, "conQta");
+    static const schema::Table *saAut = tableNamed("SaAut");
+    for (const Node *s : rowsOf(a, saAut, pos)) {
+        const Row r(*s, pos);
+        Authorisation au;
+        au.estremi = r.text("suEstremi").trimmed();
+        au.dataRil = r.text("suDataRil").trimmed();
+        au.dataScad = r.text("suDataScad").trimmed();
+        au.ente = int(r.num("suEnte"));
+        au.tipo = int(r.num("suTipo"));
+        au.recupero = r.text("suRecupero");
+        au.smaltimento = r.text("suSmaltimento");
+        au.vfu = r.num("suVFU") != 0;
+        au.raee = r.num("suRAEE") != 0;
+        au.inc = r.num("Incenerimento") != 0;
+        au.coinc = r.num("Coincenerimento") != 0;
+        au.incQta = r.num("incQta");
+        au.conQta = r.num("conQta");
         const char *cls[3] = {"crClass1", "crClass2", "crClass3"};
         const char *qta[3] = {"crQta1", "crQta2", "crQta3"};
         for (int i = 0; i < 3; ++i) {
-            a.crClass[i] = int(c.num(q, cls[i]));
-            a.crQta[i] = c.num(q, qta[i]);
+            au.crClass[i] = int(r.num(cls[i]));
+            au.crQta[i] = r.num(qta[i]);
         }
-        d.aut.push_back(std::move(a));
+        d.aut.push_back(std::move(au));
     }
 
-    // ---- vehicle, packaging and electrical-equipment sections ----
+    // ---- vehicle, packaging and electrical-equipment sections: schede by
+    // key, rows by position, modules by type ----
     std::vector<StreamScheda> *targets[3] = {&d.vfu, &d.imb, &d.raee};
-    for (size_t n = 0; n < p.streams.size(); ++n) {
-        Impl::Stream &s = p.streams[n];
-        std::vector<StreamScheda> &list = *targets[n];
-        if (!seek(s.sez))
-            return false;
-        for (; s.sez.here(k); s.sez.advance()) {
-            Columns &c = s.sez.c;
-            const dbStatement &q = s.sez.q;
+    for (size_t n = 0; n < 3; ++n) {
+        const StreamTables &t = Streams[n];
+        static const auto tables = [] {
+            std::array<std::array<const schema::Table *, 4>, 3> out;
+            for (size_t i = 0; i < 3; ++i)
+                out[i] = {tableNamed(Streams[i].sez), tableNamed(Streams[i].rows), tableNamed(Streams[i].mods),
+                          tableNamed(Streams[i].ops)};
+            return out;
+        }();
+        const auto [sez, rows, mods, ops] = tables[n];
+        const Order rowOrder = t.rowsByWaste ? byPositionAndWaste : byPosition;
+        for (const Node *s : rowsOf(a, sez, pos)) {
+            const Row r(*s, pos);
             StreamScheda sc;
-            sc.id = c.num(q, s.t->key);
-            sc.tipo = int(c.num(q, n == 0 ? "vfuTipo" : "srTipo"));
-            sc.category = int(c.num(q, "srRAEE"));
-            for (const auto &[qc, uc] : s.t->amounts)
-                sc.amounts.emplace_back(QString::fromLatin1(qc), c.kg(q, qc, uc));
+            sc.id = s->key();
+            sc.tipo = int(r.num(t.tipo));
+            sc.category = int(r.num("srRAEE"));
+            for (const auto &[qc, uc] : t.amounts)
+                sc.amounts.emplace_back(QString::fromLatin1(qc), r.kg(qc, uc));
             for (int i = 1; i <= 15; ++i)
-                sc.materials[i] = c.kg(q, MaterialQta[i], MaterialUmi[i]);
-            list.push_back(std::move(sc));
-        }
-        if (list.empty())
-            continue;
-        QHash<qint64, StreamScheda *> byKey;
-        for (StreamScheda &sc : list)
-            byKey.insert(sc.id, &sc);
-        if (!seek(s.rows))
-            return false;
-        for (; s.rows.here(k); s.rows.advance()) {
-            Columns &c = s.rows.c;
-            const dbStatement &q = s.rows.q;
-            if (StreamScheda *sc = byKey.value(c.num(q, s.t->key)))
-                sc->rows.push_back({int(c.num(q, "Posizione")), c.text(q, "rifCod").trimmed(),
-                                    int(c.num(q, "allAcc")), c.kg(q, "qta", "umi")});
-        }
-        if (!seek(s.mods))
-            return false;
-        for (; s.mods.here(k); s.mods.advance())
-            if (StreamScheda *sc = byKey.value(s.mods.c.num(s.mods.q, s.t->key)))
-                sc->mods.push_back(readModule(s.mods.q, s.mods.c, s.t->modKey));
-        QHash<qint64, Module *> byId;
-        for (StreamScheda &sc : list)
-            for (Module &m : sc.mods)
-                byId.insert(m.id, &m);
-        if (!byId.isEmpty()) {
-            if (!seek(s.ops))
-                return false;
-            attachOps(s.ops, k, byId);
+                sc.materials[i] = r.kg(MaterialQta[i], MaterialUmi[i]);
+            for (const Node *w : rowsOf(*s, rows, pos, rowOrder)) {
+                const Row wr(*w, pos);
+                sc.rows.push_back({int(wr.num("Posizione")), wr.text("rifCod").trimmed(), int(wr.num("allAcc")),
+                                   wr.kg("qta", "umi")});
+            }
+            for (const Node *m : rowsOf(*s, mods, pos, byType)) {
+                sc.mods.push_back(readModule(Row(*m, pos)));
+                readOps(sc.mods.back(), *m, ops, pos);
+            }
+            targets[n]->push_back(std::move(sc));
         }
     }
     return true;

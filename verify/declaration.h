@@ -1,13 +1,12 @@
 #pragma once
-// What the rules read of one declaration, loaded with a fixed number of
-// queries per declaration (one per table of the tree, never one per row).
-// Amounts are brought to kilograms on loading.
+// What the rules read of one declaration, filled from the declaration tree.
+// Amounts are brought to kilograms on filling.
 
 #include "shell/qty.h"
+#include "shell/tree/tree.h"
 #include "verify/report.h"
 
 #include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QString>
 #include <QStringList>
 #include <functional>
@@ -120,17 +119,25 @@ struct Declaration {
     bool onlyAnagrafica() const;
 };
 
-// Reads declarations. Queries are prepared once and reused.
-class Loader {
+// Fills the structs above from a declaration as tree::Reader hands it over,
+// with the rows in the order the checks read them. The names of the
+// municipality and province and the activity code are looked up once each
+// and kept for the run: what is kept depends on the reference tables, not on
+// the selection.
+class Adapter {
 public:
-    // order: the saIDs of the declarations to load, in the order they will
-    // be loaded (each section table is read once for all of them).
-    Loader(QSqlDatabase db, const std::vector<qint64> &order);
-    ~Loader();
-    // Fills d (saID already set, one of the order) from the store; false on a
-    // database error. Declarations are loaded in the order given.
-    bool load(Declaration &d);
-    QString lastError() const { return error_; }
+    explicit Adapter(const QSqlDatabase &db);
+    ~Adapter();
+    Adapter(const Adapter &) = delete;
+    Adapter &operator=(const Adapter &) = delete;
+
+    // The tables and columns the checks read, for the reader.
+    static tree::ReadOptions readOptions();
+
+    // Fills d (cleared first) from a SezAnag row and the rows under it;
+    // false on a database error (error()).
+    bool fill(Declaration &d, const tree::Node &declaration);
+    QString error() const { return error_; }
 
 private:
     struct Impl;

@@ -10,7 +10,6 @@
 
 #include <QSqlError>
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace verify {
 
@@ -101,19 +100,13 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
             return fail(mark.error(), mark.sql());
     }
 
-    // Only the columns read below: fetching a row converts every column.
-    QString columns = QStringLiteral("SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.Via, "
-                                     "SezAnag.Civico, SezAnag.REA");
-    for (int i = 1; i <= 20; ++i) {
-        const QString d2 = QString::number(i).rightJustified(2, u'0');
-        columns += QStringLiteral(", SezAnag.msQta%1, SezAnag.msUmi%1").arg(d2);
-    }
+    // The selection, in the order of the report: only the keys are kept, the
+    // reader brings each declaration as the run reaches it.
     QString sql = QStringLiteral(
-        "SELECT %1, Comuni.comDesc, Comuni.comCCIAA, Province.prvDesc, Attivita.attCod "
-        "FROM ((SezAnag INNER JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) "
+        "SELECT SezAnag.saID "
+        "FROM (SezAnag INNER JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) "
         "AND (SezAnag.prvIstat = Comuni.prvIstat)) "
-        "INNER JOIN Province ON SezAnag.prvIstat = Province.prvIstat) "
-        "LEFT JOIN Attivita ON SezAnag.attIstat = Attivita.attCod ").arg(columns);
+        "INNER JOIN Province ON SezAnag.prvIstat = Province.prvIstat ");
     QVariantList params;
     const QString notExported = includeExported ? QStringLiteral(")") : QStringLiteral(" AND SezAnag.ExpID = 0)");
     switch (mode) {
@@ -131,49 +124,28 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
         break;
     }
     sql += QStringLiteral(" ORDER BY SezAnag.CodFisc, SezAnag.RagSoc, SezAnag.saID");
-
-    // The selection is read whole first: the checks below run their own
-    // queries on the same connection.
-    std::vector<Declaration> selected;
+    QList<qint64> keys;
     {
         dbStatement q(db, sql);
         for (int i = 0; i < params.size(); ++i)
             q.bind(i, params.at(i));
         if (!q.isValid() || !q.exec())
             return fail(q.error(), sql);
-        auto col = [&](const char *name) { return q.columnIndex(QString::fromLatin1(name)); };
-        auto text = [&](int i) { return i < 0 || q.isNull(i) ? QString() : q.string(i); };
-        const int iSaID = col("saID"), iRag = col("RagSoc"), iCf = col("CodFisc"), iCom = col("comDesc"),
-                  iPrv = col("prvDesc"), iVia = col("Via"), iCiv = col("Civico"), iRea = col("REA"),
-                  iAtt = col("attCod");
-        int iQta[21], iUmi[21];
-        for (int i = 1; i <= 20; ++i) {
-            const QString d2 = QString::number(i).rightJustified(2, u'0');
-            iQta[i] = q.columnIndex(QStringLiteral("msQta") + d2);
-            iUmi[i] = q.columnIndex(QStringLiteral("msUmi") + d2);
-        }
-        while (q.next()) {
-            Declaration d;
-            d.saID = q.toInt(iSaID);
-            d.header = {text(iRag), text(iCf), text(iCom), text(iPrv), text(iVia), text(iCiv), text(iRea)};
-            d.activityFound = !q.isNull(iAtt);
-            for (int i = 1; i <= 20; ++i)
-                d.materials[i] = qtyKg(q.value(iQta[i]), q.value(iUmi[i]));
-            selected.push_back(std::move(d));
-        }
+        while (q.next())
+            keys << q.toInt(0);
         if (!q.error().isEmpty())
             return fail(q.error(), sql);
     }
-    progress_.total = int(selected.size());
+    progress_.total = int(keys.size());
 
-    std::vector<qint64> order;
-    order.reserve(selected.size());
-    for (const Declaration &d : selected)
-        order.push_back(d.saID);
-    Loader loader(db, order);
-    for (Declaration &d : selected) {
-        if (!loader.load(d))
-            return fail(QStringLiteral("Lettura della dichiarazione non riuscita."), loader.lastError());
+    const QString readFailure = QStringLiteral("Lettura della dichiarazione non riuscita.");
+    Adapter adapter(db);
+    tree::Reader reader(db, Adapter::readOptions());
+    reader.select(keys);
+    Declaration d;
+    while (const tree::Node *node = reader.next()) {
+        if (!adapter.fill(d, *node))
+            return fail(readFailure, adapter.error());
         report_.beginDeclaration(d.header);
 
         if (!d.activityFound)
@@ -216,14 +188,13 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
         (level > 0 ? progress_.withRemarks : progress_.withoutRemarks)++;
         if (level == 2)
             ++progress_.withErrors;
-        // Free what the rules read; only the header stays until the end.
-        d.rif.clear(); d.intermediation.clear(); d.aut.clear();
-        d.vfu.clear(); d.imb.clear(); d.raee.clear();
         if (progressFn && !progressFn(progress_)) {
             cancelled_ = true;
             break;
         }
     }
+    if (reader.failed())
+        return fail(readFailure, reader.error());
     report_.close();
     return progress_.withErrors > 0;
 }
