@@ -73,6 +73,7 @@ struct Reader::Plan {
     int parent = -1;              // position of the parent's plan
     std::vector<int> columns;     // schema positions read, in select order
     int keyAt = -1, parentAt = -1; // their places in the select list
+    bool parentOfOthers = false;  // rows of other plans (or the roots) are found by its keys
     dbStatement st;
     QHash<qint64, Node *> rows;   // of the current window, by key
 };
@@ -203,6 +204,10 @@ bool Reader::prepare()
     }
     if (plans_.empty() || plans_.front()->table->name != QLatin1String("SezAnag"))
         return fail(QStringLiteral("tabella SezAnag mancante"), 0);
+    plans_.front()->parentOfOthers = true;
+    for (const auto &p : plans_)
+        if (p->parent >= 0)
+            plans_[size_t(p->parent)]->parentOfOthers = true;
     return true;
 }
 
@@ -266,10 +271,13 @@ bool Reader::fill()
             Node &node = arena_.emplace_back();
             node.table = p.table;
             node.values.resize(width);
-            for (size_t c = 0; c < p.columns.size(); ++c)
-                if (!p.st.isNull(int(c)))
-                    node.values[p.columns[c]] = p.st.value(int(c));
-            p.rows.insert(p.st.toInt(p.keyAt), &node);
+            for (size_t c = 0; c < p.columns.size(); ++c) {
+                QVariant v = p.st.value(int(c));
+                if (!v.isNull()) // a typed null from the server is left plain null
+                    node.values[p.columns[c]] = std::move(v);
+            }
+            if (p.parentOfOthers)
+                p.rows.insert(p.st.toInt(p.keyAt), &node);
             if (up)
                 up->children.push_back(&node);
         }
