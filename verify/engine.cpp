@@ -4,6 +4,7 @@
 #include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
+#include "shell/transaction.h"
 #include "verify/declaration.h"
 #include "verify/outcome.h"
 #include "verify/rules.h"
@@ -69,15 +70,17 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
     // has none open): one write to disk instead of one per declaration. It is
     // committed however the run ends, so the marks of the declarations
     // checked before a stop or a failure are kept, as they would be one by one.
+    // Inside a transaction of the caller it is a savepoint of it (a plain
+    // BEGIN there would end the caller's transaction early on PostgreSQL).
     struct Marks {
-        QSqlDatabase db;
-        bool own = false;
+        explicit Marks(const QSqlDatabase &db) : tx(db) {}
+        dbTransaction tx;
         ~Marks()
         {
-            if (own)
-                db.commit();
+            if (tx.isActive())
+                tx.commit();
         }
-    } marks{db, db.transaction()};
+    } marks(db);
     // the outcome of each declaration is kept for the list of declarations
     if (!ensureOutcomeTable(db_)) {
         failed_ = true;
