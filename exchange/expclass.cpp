@@ -134,7 +134,7 @@ int compareValues(const QVariant &a, const QVariant &b)
     if (ra != rb || ra == 0)
         return ra - rb;
     if (ra == 2)
-        return a.toString().compare(b.toString());
+        return static_cast<const QString *>(a.constData())->compare(*static_cast<const QString *>(b.constData()));
     if (ra == 3)
         return a.toByteArray().compare(b.toByteArray());
     if (a.typeId() == QMetaType::Double || b.typeId() == QMetaType::Double) {
@@ -154,15 +154,24 @@ void rowsOf(const tree::Node &n, const schema::Table *t, Rows &out)
             out.push_back(c);
 }
 
+// A value of a row; null when the column was not read.
+const QVariant &cell(const tree::Node &n, int column)
+{
+    static const QVariant none;
+    return column >= 0 && column < n.values.size() ? n.values.at(column) : none;
+}
+
 // The rows in the order of the file.
 void sortRows(Rows &rows)
 {
     if (rows.size() < 2)
         return;
     const std::vector<int> &order = info(rows.front()->table).order;
+    if (order.size() == 1)
+        return; // by key, as read
     std::stable_sort(rows.begin(), rows.end(), [&](const tree::Node *a, const tree::Node *b) {
         for (int c : order)
-            if (const int r = compareValues(a->values.value(c), b->values.value(c)))
+            if (const int r = compareValues(cell(*a, c), cell(*b, c)))
                 return r < 0;
         return false;
     });
@@ -215,7 +224,8 @@ void put(Record &r, int k, const QVariant &v)
     case QMetaType::ULongLong: r.set(k, qint64(v.toULongLong())); break;
     case QMetaType::Double: r.keep(k, realText(v.toDouble())); break;
     case QMetaType::QByteArray: r.keep(k, v.toByteArray()); break;
-    default: r.keep(k, v.toString().toUtf8()); break;
+    case QMetaType::QString: r.keep(k, QStringView(*static_cast<const QString *>(v.constData()))); break;
+    default: r.keep(k, v.toString()); break;
     }
 }
 
@@ -311,11 +321,11 @@ void expClass::load(const tree::Node &n, Record &rec, bool nation) const
     rec.clear();
     const TableInfo &t = info(n.table);
     for (size_t i = 0; i < t.keys.size(); ++i)
-        put(rec, t.keys[i], n.values.value(qsizetype(i)));
+        put(rec, t.keys[i], cell(n, int(i)));
     renew(rec, key<"prvistat">(), key<"comistat">());
     if (nation) {
         Val desc;
-        if (const auto id = number(n.values.value(t.nazID))) {
+        if (const auto id = number(cell(n, t.nazID))) {
             auto it = nations_.constFind(*id);
             if (it != nations_.constEnd())
                 desc = Val::text(*it);
@@ -526,9 +536,9 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
         std::vector<int> byGrid[3];
         for (int i = 0; i < n; ++i) {
             const tree::Node &row = *r[size_t(i)];
-            int g = int(row.values.value(t.posizione).toLongLong());
+            int g = int(cell(row, t.posizione).toLongLong());
             if (g < codes::GridRecupero || g > codes::GridSmaltimento191)
-                g = row.values.value(t.codice).toString().startsWith(u'R') ? codes::GridRecupero
+                g = cell(row, t.codice).toString().startsWith(u'R') ? codes::GridRecupero
                                                                            : codes::GridSmaltimento;
             byGrid[g - 1].push_back(i);
         }
@@ -552,9 +562,9 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
             const int count = part == 0 ? First : Second;
             for (int i = 0; i < count && first + i < int(rows.size()); ++i) {
                 const tree::Node &row = *r[size_t(rows[size_t(first + i)])];
-                put(m, k.cod[i], row.values.value(t.codice));
-                put(m, k.qta[i], row.values.value(t.qta));
-                put(m, k.qtaU[i], row.values.value(t.umi));
+                put(m, k.cod[i], cell(row, t.codice));
+                put(m, k.qta[i], cell(row, t.qta));
+                put(m, k.qtaU[i], cell(row, t.umi));
             }
             if (!emit(d, part == 0 ? c1 : c2, m, scheda))
                 return false;
@@ -736,7 +746,7 @@ bool expClass::writeRif(Decl &d, const tree::Node &declaration)
         auto ofType = [&](auto test) {
             mods.clear();
             for (const tree::Node *m : all)
-                if (const auto t = number(m->values.value(mi.tipoMod)); t && test(*t))
+                if (const auto t = number(cell(*m, mi.tipoMod)); t && test(*t))
                     mods.push_back(m);
         };
         int perKind[6] = {};
