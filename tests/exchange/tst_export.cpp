@@ -269,12 +269,13 @@ private Q_SLOTS:
         QVERIFY(checkFile(path).ok);
     }
 
-    void runReadingWritesWhatStatementByStatementWrites()
+    void windowedReadingWritesWhatSingleReadingWrites()
     {
-        // exportDeclarations reads each table once for the whole order; a
-        // declaration written outside an order is read statement by
-        // statement. Both must give the same bytes, in a shuffled order that
-        // is not the order of the keys, with every kind of scheda and module.
+        // exportDeclarations reads the declarations a window at a time; a
+        // declaration written by its key is read alone. Both must give the
+        // same bytes, in a shuffled order that is not the order of the keys,
+        // with windows that do not divide the selection, with every kind of
+        // scheda and module.
         TestDb t(dir.path(), QStringLiteral("run.db"));
         QVERIFY(t.ok);
         demo::Options o;
@@ -294,19 +295,20 @@ private Q_SLOTS:
         const QString byRun = dir.filePath(QStringLiteral("run.000"));
         expClass a(t.db, t.msg);
         a.setClock([&] { return fixed; });
+        a.setWindow(3);
         QCOMPARE(exportDeclarations(t.db, t.msg, byRun, ids, {}, &a), ExportResult::Done);
 
-        const QString byStatement = dir.filePath(QStringLiteral("statement.000"));
+        const QString oneByOne = dir.filePath(QStringLiteral("onebyone.000"));
         expClass b(t.db, t.msg);
         b.setClock([&] { return fixed; });
-        QVERIFY(b.open(byStatement));
+        QVERIFY(b.open(oneByOne));
         for (qint64 id : ids)
             QVERIFY(b.write(id));
         QVERIFY(b.close());
 
         const QByteArray run = readAll(byRun);
         QVERIFY(run.size() > 12 * 1000);
-        QCOMPARE(run, readAll(byStatement));
+        QCOMPARE(run, readAll(oneByOne));
     }
 
     void valueThatDoesNotFitStopsTheExport()
@@ -333,6 +335,31 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(path));
         QVERIFY(t.msg.last().contains(QStringLiteral("SA1")));
         QVERIFY(t.msg.last().contains(QStringLiteral("campo Addetti")));
+    }
+
+    void missingDeclarationStopsTheExport()
+    {
+        // The reader passes over a key the store does not hold; the export
+        // must not: a declaration chosen and gone is an error, wherever it
+        // falls in a window.
+        TestDb t(dir.path(), QStringLiteral("missing.db"));
+        QVERIFY(t.ok);
+        demo::Options o;
+        o.declarations = 5;
+        QList<qint64> ids;
+        QVERIFY(demo::generate(t.db, o, &ids));
+        for (qsizetype at : {qsizetype(0), qsizetype(3), ids.size()}) {
+            QList<qint64> chosen = ids;
+            chosen.insert(at, 999999);
+            t.msg.clear();
+            const QString path = dir.filePath(QStringLiteral("missing.000"));
+            expClass e(t.db, t.msg);
+            e.setWindow(2);
+            QCOMPARE(exportDeclarations(t.db, t.msg, path, chosen, {}, &e), ExportResult::Failed);
+            QVERIFY(!QFile::exists(path));
+            QCOMPARE(t.msg.texts(), QStringList{QStringLiteral(
+                                        "Attenzione, dichiarazione 999999 non trovata: esportazione interrotta.")});
+        }
     }
 
     void cancelDeletesTheFile()
