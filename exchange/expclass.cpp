@@ -122,9 +122,8 @@ const schema::Table *tableOf(const char *name)
 int compareValues(const QVariant &a, const QVariant &b)
 {
     auto rank = [](const QVariant &v) {
-        if (v.isNull())
-            return 0;
         switch (v.typeId()) {
+        case QMetaType::UnknownType: return 0;
         case QMetaType::QString: return 2;
         case QMetaType::QByteArray: return 3;
         default: return 1;
@@ -188,9 +187,12 @@ void sortedRows(const tree::Node &n, const schema::Table *t, Rows &out)
 // matches no number.
 std::optional<qint64> number(const QVariant &v)
 {
-    if (v.isNull() || v.typeId() == QMetaType::QString || v.typeId() == QMetaType::QByteArray)
-        return std::nullopt;
-    return v.toLongLong();
+    switch (v.typeId()) {
+    case QMetaType::UnknownType:
+    case QMetaType::QString:
+    case QMetaType::QByteArray: return std::nullopt;
+    default: return v.toLongLong();
+    }
 }
 
 // A real number as the store writes it as text ("%!.15g": "2.0", "1.0e+20").
@@ -205,14 +207,12 @@ QByteArray realText(double d)
 }
 
 // A value of the tree in a record: whole numbers as numbers, everything
-// else as the text the store gives.
+// else as the text the store gives. The reader leaves a null column an
+// empty (invalid) value.
 void put(Record &r, int k, const QVariant &v)
 {
-    if (v.isNull()) {
-        r.setNull(k);
-        return;
-    }
     switch (v.typeId()) {
+    case QMetaType::UnknownType: r.setNull(k); break;
     case QMetaType::LongLong:
     case QMetaType::Int:
     case QMetaType::UInt:
