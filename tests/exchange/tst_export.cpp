@@ -337,6 +337,45 @@ private Q_SLOTS:
         QVERIFY(t.msg.last().contains(QStringLiteral("campo Addetti")));
     }
 
+    void rowsGoInTheOrderOfTheFile()
+    {
+        // Rows stored in another order than the file's: the file sorts them
+        // (schede RIF by code, modules by kind and flag, schede RAEE by kind
+        // and category, schede VFU by kind).
+        TestDb t(dir.path(), QStringLiteral("order.db"));
+        QVERIFY(t.ok);
+        const qint64 sa = add(t.db, "SezAnag", V{{"CodFisc", "01234567897"}});
+        add(t.db, "SezRif", V{{"saID", sa}, {"rifCod", "200101"}});
+        const qint64 rif = add(t.db, "SezRif", V{{"saID", sa}, {"rifCod", "150101"}});
+        for (const auto &[kind, privati, name] : {std::tuple{3, 0, "TRASPORTI"}, {1, 1, "PRIVATO"},
+                                                  {1, 0, "DITTA"}, {2, 0, "DESTINO"}})
+            add(t.db, "ModRif", V{{"rifID", rif}, {"tipoMod", kind}, {"Privati", privati}, {"RagSoc", name}});
+        for (const auto &[kind, category] : {std::pair{2, 1}, {1, 3}, {1, 2}})
+            add(t.db, "SezRaee", V{{"saID", sa}, {"srTipo", kind}, {"srRAEE", category}});
+        for (int kind : {3, 1, 2})
+            add(t.db, "SezVfu", V{{"saID", sa}, {"vfuTipo", kind}});
+
+        const QString path = dir.filePath(QStringLiteral("order.000"));
+        QCOMPARE(exportDeclarations(t.db, t.msg, path, {sa}), ExportResult::Done);
+        QList<QByteArray> got;
+        for (const QByteArray &l : readAll(path).split('\n')) {
+            const QByteArray type = l.left(2);
+            if (type == "BA")
+                got << "BA " + l.mid(46, 6);
+            else if (type == "BB")
+                for (const char *name : {"TRASPORTI", "PRIVATO", "DITTA", "DESTINO"})
+                    if (l.contains(name))
+                        got << QByteArray("BB ") + name;
+            if (type == "RA")
+                got << "RA " + l.mid(41, 3) + l.mid(45, 2);
+            else if (type == "VC")
+                got << "VC " + l.mid(41, 3);
+        }
+        QCOMPARE(got, QList<QByteArray>({"BA 150101", "BB DITTA", "BB PRIVATO", "BB DESTINO", "BB TRASPORTI",
+                                         "BA 200101", "RA TRA02", "RA TRA03", "RA CRR01", "VC AUT", "VC ROT",
+                                         "VC FRA"}));
+    }
+
     void missingDeclarationStopsTheExport()
     {
         // The reader passes over a key the store does not hold; the export
