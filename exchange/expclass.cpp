@@ -27,7 +27,6 @@ namespace exch {
 int expClass::maxPerType = 99999;
 
 struct expClass::Decl {
-    qint64 saID = 0;
     QString codFisc, ragSoc;
     QByteArray tail;                 // year;codFisc;key;  (38 characters)
     QByteArray *out = nullptr;       // the declaration's lines, CR LF ended
@@ -629,7 +628,6 @@ bool expClass::write(const tree::Node &declaration)
         return false;
     const qint64 saID = declaration.key();
     Decl d;
-    d.saID = saID;
     out_.resize(0);
     d.out = &out_;
     Record &a = a_;
