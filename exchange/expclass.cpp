@@ -1,7 +1,7 @@
 #include "exchange/expclass.h"
 
 #include "exchange/layouts.h"
-#include "exchange/statements.h"
+#include "sections/anag/schede.h"
 #include "sections/codes.h"
 #include "shell/dbclass.h"
 #include "shell/dbstatement.h"
@@ -16,6 +16,8 @@
 #include <QSqlRecord>
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -25,143 +27,205 @@ namespace exch {
 int expClass::maxPerType = 99999;
 
 struct expClass::Decl {
-    qint64 saID = 0;
     QString codFisc, ragSoc;
     QByteArray tail;                 // year;codFisc;key;  (38 characters)
     QByteArray *out = nullptr;       // the declaration's lines, CR LF ended
     std::array<int, 29> counts{};
-    int vfuKinds[4] = {};    // schede AUT, ROT, FRA by vfuTipo
-    int raeeKinds[3] = {};   // schede TRA, CR by srTipo
-};
-
-// Rows of a statement for one parent, in the statement's order.
-struct expClass::Rows {
-    const RowSet *set = nullptr;
-    std::vector<int> idx;
-    int size() const { return int(idx.size()); }
-    Val value(int i, int k) const { return set->value(idx[size_t(i)], k); }
 };
 
 namespace {
 
-// The statements of the export. Each reads the rows of one table for a parent
-// key; the run statement standing for it reads them for every declaration of
-// the order at once (place, parent key, then the same columns), ordered by the
-// declaration's place and then as the statement per parent orders them.
-enum Query : int {
-    QAnag, QAut, QRif, QRifMods, QRifRe, QRifMg, QRifOps, QInt, QIntMods, QImb, QRaee, QVfu,
-    QFamRows,                  // RecImb, RecRaee, RecVfu
-    QFamMods = QFamRows + 3,   // ModImb, ModRaee, ModVfu
-    QFamOps = QFamMods + 3,    // RecModImb, RecModRaee, RecModVfu
-    QCount = QFamOps + 3
-};
+using Rows = std::vector<const tree::Node *>;
 
 // Families of packaging, electrical equipment and vehicles.
 constexpr int FImb = 0, FRaee = 1, FVfu = 2;
 
-struct QueryText {
-    QString perParent, run;
+// The order of each table's rows in the file; the last column is the key,
+// so no two rows are ever equal.
+const struct {
+    const char *table, *columns;
+} fileOrder[] = {
+    {"SaAut", "suID"},
+    {"SezRif", "rifCod, rifID"},
+    {"ModRif", "tipoMod, Privati, mrID"},   // modules RT, DR, TE; RE and MG go by key
+    {"RecRif", "Posizione, Codice, rrID"},
+    {"SezInt", "rifCod, intID"},
+    {"ModInt", "tipoMod, miID"},
+    {"SezImb", "siID"},
+    {"RecImb", "rifCod, Posizione, riID"},
+    {"ModImb", "rifCod, tipoMod, mbFlag, mbID"},
+    {"RecModImb", "Posizione, Codice, rmiID"},
+    {"SezRaee", "srTipo, srRAEE, srID"},
+    {"RecRaee", "rifCod, Posizione, rsrID"},
+    {"ModRaee", "rifCod, tipoMod, msrID"},
+    {"RecModRaee", "Posizione, Codice, rmrID"},
+    {"SezVfu", "vfuTipo, vfuID"},
+    {"RecVfu", "rifCod, Posizione, rvID"},
+    {"ModVfu", "rifCod, tipoMod, mvID"},
+    {"RecModVfu", "Posizione, Codice, rmvID"},
 };
 
-const std::vector<QueryText> &queries()
+// What the engine knows of a table of the tree: the record key of each of
+// its columns, the positions of its sort columns, and of the columns the
+// engine itself reads.
+struct TableInfo {
+    const schema::Table *table = nullptr;
+    std::vector<int> keys;    // by schema position
+    std::vector<int> order;   // schema positions
+    int tipoMod = -1, posizione = -1, codice = -1, qta = -1, umi = -1, nazID = -1;
+};
+
+int position(const schema::Table &t, const QString &column)
 {
-    static const std::vector<QueryText> q = [] {
-        std::vector<QueryText> v(QCount);
-        const QString run = QStringLiteral(" INNER JOIN qor_export_run AS run ON run.saID = ");
-        // A section table hanging from SezAnag.
-        auto section = [&](int id, const char *table, const char *order) {
-            const QString t = QString::fromLatin1(table);
-            QString qualified;
-            for (const QString &o : QString::fromLatin1(order).split(QStringLiteral(", ")))
-                qualified += QStringLiteral(", ") + t + u'.' + o;
-            v[size_t(id)] = {QStringLiteral("SELECT * FROM %1 WHERE (saID = ?) ORDER BY %2").arg(t, QLatin1String(order)),
-                             QStringLiteral("SELECT run.ord, %1.saID, %1.* FROM %1").arg(t) + run + t +
-                                 QStringLiteral(".saID ORDER BY run.ord") + qualified};
-        };
-        v[QAnag] = {QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"),
-                    QStringLiteral("SELECT run.ord, SezAnag.saID, SezAnag.* FROM SezAnag") + run +
-                        QStringLiteral("SezAnag.saID ORDER BY run.ord")};
-        section(QAut, "SaAut", "suID");
-        section(QRif, "SezRif", "rifCod, rifID");
-        section(QInt, "SezInt", "rifCod, intID");
-        section(QImb, "SezImb", "siID");
-        section(QRaee, "SezRaee", "srTipo, srRAEE, srID");
-        section(QVfu, "SezVfu", "vfuTipo, vfuID");
+    for (size_t i = 0; i < t.columns.size(); ++i)
+        if (t.columns[i].name.compare(column, Qt::CaseInsensitive) == 0)
+            return int(i);
+    return -1;
+}
 
-        const QString rifJoin = QStringLiteral(" INNER JOIN SezRif ON SezRif.rifID = ModRif.rifID") + run +
-                                QStringLiteral("SezRif.saID");
-        v[QRifMods] = {QStringLiteral("SELECT ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif LEFT JOIN "
-                                      "Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.rifID = ? "
-                                      "AND ModRif.tipoMod < 4) ORDER BY ModRif.tipoMod, ModRif.Privati, ModRif.mrID"),
-                       QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.*, Nazioni.nazDesc AS nazDesc FROM ModRif") +
-                           rifJoin +
-                           QStringLiteral(" LEFT JOIN Nazioni ON ModRif.nazID = Nazioni.nazID WHERE (ModRif.tipoMod < 4) "
-                                          "ORDER BY run.ord, ModRif.tipoMod, ModRif.Privati, ModRif.mrID")};
-        v[QRifRe] = {QStringLiteral("SELECT * FROM ModRif WHERE (rifID = ? AND tipoMod = 5) ORDER BY mrID"),
-                     QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.* FROM ModRif") + rifJoin +
-                         QStringLiteral(" WHERE (ModRif.tipoMod = 5) ORDER BY run.ord, ModRif.mrID")};
-        v[QRifMg] = {QStringLiteral("SELECT mrID, Privati, qtaMod, umiMod, qtaSmalt, umiSmalt, qtaDep, umiDep, discDep, "
-                                    "qta191, umi191, disc191 FROM ModRif WHERE (rifID = ? AND tipoMod = 4) ORDER BY mrID"),
-                     QStringLiteral("SELECT run.ord, ModRif.rifID, ModRif.mrID, ModRif.Privati, ModRif.qtaMod, ModRif.umiMod, "
-                                    "ModRif.qtaSmalt, ModRif.umiSmalt, ModRif.qtaDep, ModRif.umiDep, ModRif.discDep, "
-                                    "ModRif.qta191, ModRif.umi191, ModRif.disc191 FROM ModRif") + rifJoin +
-                         QStringLiteral(" WHERE (ModRif.tipoMod = 4) ORDER BY run.ord, ModRif.mrID")};
-        v[QIntMods] = {QStringLiteral("SELECT ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt LEFT JOIN "
-                                      "Nazioni ON ModInt.nazID = Nazioni.nazID WHERE (ModInt.intID = ?) "
-                                      "ORDER BY ModInt.tipoMod, ModInt.miID"),
-                       QStringLiteral("SELECT run.ord, ModInt.intID, ModInt.*, Nazioni.nazDesc AS nazDesc FROM ModInt "
-                                      "INNER JOIN SezInt ON SezInt.intID = ModInt.intID") + run +
-                           QStringLiteral("SezInt.saID LEFT JOIN Nazioni ON ModInt.nazID = Nazioni.nazID "
-                                          "ORDER BY run.ord, ModInt.tipoMod, ModInt.miID")};
-
-        // Operation rows of the MG modules of the schede RIF.
-        const QString recRifKey = schema::table(QStringLiteral("RecRif"))->key;
-        v[QRifOps] = {QStringLiteral("SELECT Posizione, Codice, qta, umi FROM RecRif WHERE (mrID = ?) ORDER BY Posizione, Codice, %1")
-                          .arg(recRifKey),
-                      QStringLiteral("SELECT run.ord, RecRif.mrID, RecRif.Posizione, RecRif.Codice, RecRif.qta, RecRif.umi FROM RecRif "
-                                     "INNER JOIN ModRif ON ModRif.mrID = RecRif.mrID") + rifJoin +
-                          QStringLiteral(" ORDER BY run.ord, RecRif.Posizione, RecRif.Codice, RecRif.") + recRifKey};
-
-        // Packaging, electrical equipment and vehicles: rows, modules, operations.
-        struct Fam {
-            const char *name, *sez, *key, *modKey, *rowKey, *modOrder;
-        };
-        const Fam fams[] = {{"Imb", "SezImb", "siID", "mbID", "riID", "rifCod, tipoMod, mbFlag, mbID"},
-                            {"Raee", "SezRaee", "srID", "msrID", "rsrID", "rifCod, tipoMod, msrID"},
-                            {"Vfu", "SezVfu", "vfuID", "mvID", "rvID", "rifCod, tipoMod, mvID"}};
-        for (int i = 0; i < 3; ++i) {
-            const Fam &f = fams[i];
-            const QString fam = QString::fromLatin1(f.name), sez = QString::fromLatin1(f.sez);
-            const QString key = QString::fromLatin1(f.key), modKey = QString::fromLatin1(f.modKey);
-            const QString rec = QStringLiteral("Rec") + fam, mod = QStringLiteral("Mod") + fam;
-            const QString recMod = QStringLiteral("RecMod") + fam;
-            const QString sezJoin = QStringLiteral(" INNER JOIN %1 ON %1.%2 = ").arg(sez, key);
-            v[size_t(QFamRows + i)] = {
-                QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?) ORDER BY rifCod, Posizione, %3").arg(rec, key, QLatin1String(f.rowKey)),
-                QStringLiteral("SELECT run.ord, %1.%2, %1.* FROM %1").arg(rec, key) + sezJoin + rec + u'.' + key + run + sez +
-                    QStringLiteral(".saID ORDER BY run.ord, %1.rifCod, %1.Posizione, %1.%2").arg(rec, QLatin1String(f.rowKey))};
-            QString modOrder;
-            for (const QString &o : QString::fromLatin1(f.modOrder).split(QStringLiteral(", ")))
-                modOrder += QStringLiteral(", ") + mod + u'.' + o;
-            v[size_t(QFamMods + i)] = {
-                QStringLiteral("SELECT %1.*, Nazioni.nazDesc AS nazDesc FROM %1 LEFT JOIN Nazioni ON "
-                               "%1.nazID = Nazioni.nazID WHERE (%1.%2 = ?) ORDER BY %3")
-                    .arg(mod, key, QLatin1String(f.modOrder)),
-                QStringLiteral("SELECT run.ord, %1.%2, %1.*, Nazioni.nazDesc AS nazDesc FROM %1").arg(mod, key) + sezJoin +
-                    mod + u'.' + key + run + sez +
-                    QStringLiteral(".saID LEFT JOIN Nazioni ON %1.nazID = Nazioni.nazID ORDER BY run.ord").arg(mod) + modOrder};
-            const QString opKey = schema::table(recMod)->key;
-            v[size_t(QFamOps + i)] = {
-                QStringLiteral("SELECT Posizione, Codice, qta, umi FROM %1 WHERE (%2 = ?) ORDER BY Posizione, Codice, %3")
-                    .arg(recMod, modKey, opKey),
-                QStringLiteral("SELECT run.ord, %1.%2, %1.Posizione, %1.Codice, %1.qta, %1.umi FROM %1 INNER JOIN %3 ON %3.%2 = %1.%2")
-                        .arg(recMod, modKey, mod) +
-                    sezJoin + mod + u'.' + key + run + sez +
-                    QStringLiteral(".saID ORDER BY run.ord, %1.Posizione, %1.Codice, %1.%2").arg(recMod, opKey)};
+const TableInfo &info(const schema::Table *t)
+{
+    static const std::vector<TableInfo> all = [] {
+        std::vector<TableInfo> v(schema::tables().size());
+        for (size_t i = 0; i < v.size(); ++i) {
+            const schema::Table &t = schema::tables()[i];
+            TableInfo &x = v[i];
+            x.table = &t;
+            for (const schema::Column &c : t.columns)
+                x.keys.push_back(keyOf(c.name));
+            for (const auto &o : fileOrder)
+                if (t.name == QLatin1String(o.table))
+                    for (const QString &c : QString::fromLatin1(o.columns).split(QStringLiteral(", ")))
+                        x.order.push_back(position(t, c));
+            if (x.order.empty())
+                x.order.push_back(position(t, t.key));
+            x.tipoMod = position(t, QStringLiteral("tipoMod"));
+            x.posizione = position(t, QStringLiteral("Posizione"));
+            x.codice = position(t, QStringLiteral("Codice"));
+            x.qta = position(t, QStringLiteral("qta"));
+            x.umi = position(t, QStringLiteral("umi"));
+            x.nazID = position(t, QStringLiteral("nazID"));
         }
         return v;
     }();
-    return q;
+    return all[size_t(t - &schema::tables().front())];
+}
+
+const schema::Table *tableOf(const char *name)
+{
+    return schema::table(QString::fromLatin1(name));
+}
+
+// Two values in the order the store sorts them: nulls, then numbers, then
+// texts by their characters.
+int compareValues(const QVariant &a, const QVariant &b)
+{
+    auto rank = [](const QVariant &v) {
+        switch (v.typeId()) {
+        case QMetaType::UnknownType: return 0;
+        case QMetaType::QString: return 2;
+        case QMetaType::QByteArray: return 3;
+        default: return 1;
+        }
+    };
+    const int ra = rank(a), rb = rank(b);
+    if (ra != rb || ra == 0)
+        return ra - rb;
+    if (ra == 2)
+        return static_cast<const QString *>(a.constData())->compare(*static_cast<const QString *>(b.constData()));
+    if (ra == 3)
+        return a.toByteArray().compare(b.toByteArray());
+    if (a.typeId() == QMetaType::Double || b.typeId() == QMetaType::Double) {
+        const double x = a.toDouble(), y = b.toDouble();
+        return x < y ? -1 : x > y ? 1 : 0;
+    }
+    const qint64 x = a.toLongLong(), y = b.toLongLong();
+    return x < y ? -1 : x > y ? 1 : 0;
+}
+
+// The rows of table t hanging from n, by key (as the reader gives them).
+void rowsOf(const tree::Node &n, const schema::Table *t, Rows &out)
+{
+    out.clear();
+    for (const tree::Node *c : n.children)
+        if (c->table == t)
+            out.push_back(c);
+}
+
+// A value of a row; null when the column was not read.
+const QVariant &cell(const tree::Node &n, int column)
+{
+    static const QVariant none;
+    return column >= 0 && column < n.values.size() ? n.values.at(column) : none;
+}
+
+// The rows in the order of the file.
+void sortRows(Rows &rows)
+{
+    if (rows.size() < 2)
+        return;
+    const std::vector<int> &order = info(rows.front()->table).order;
+    if (order.size() == 1)
+        return; // by key, as read
+    std::stable_sort(rows.begin(), rows.end(), [&](const tree::Node *a, const tree::Node *b) {
+        for (int c : order)
+            if (const int r = compareValues(cell(*a, c), cell(*b, c)))
+                return r < 0;
+        return false;
+    });
+}
+
+// The rows of table t hanging from n, in the order of the file.
+void sortedRows(const tree::Node &n, const schema::Table *t, Rows &out)
+{
+    rowsOf(n, t, out);
+    sortRows(out);
+}
+
+// A module type as the store compares it with a number: a null or a text
+// matches no number.
+std::optional<qint64> number(const QVariant &v)
+{
+    switch (v.typeId()) {
+    case QMetaType::UnknownType:
+    case QMetaType::QString:
+    case QMetaType::QByteArray: return std::nullopt;
+    default: return v.toLongLong();
+    }
+}
+
+// A real number as the store writes it as text ("%!.15g": "2.0", "1.0e+20").
+QByteArray realText(double d)
+{
+    QByteArray t = QByteArray::number(d, 'g', 15);
+    if (std::isfinite(d) && !t.contains('.')) {
+        const qsizetype e = t.indexOf('e');
+        t.insert(e < 0 ? t.size() : e, ".0");
+    }
+    return t;
+}
+
+// A value of the tree in a record: whole numbers as numbers, everything
+// else as the text the store gives. The reader leaves a null column an
+// empty (invalid) value.
+void put(Record &r, int k, const QVariant &v)
+{
+    switch (v.typeId()) {
+    case QMetaType::UnknownType: r.setNull(k); break;
+    case QMetaType::LongLong:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Bool:
+        r.set(k, v.toLongLong());
+        break;
+    case QMetaType::ULongLong: r.set(k, qint64(v.toULongLong())); break;
+    case QMetaType::Double: r.keep(k, realText(v.toDouble())); break;
+    case QMetaType::QByteArray: r.keep(k, v.toByteArray()); break;
+    case QMetaType::QString: r.keep(k, QStringView(*static_cast<const QString *>(v.constData()))); break;
+    default: r.keep(k, v.toString()); break;
+    }
 }
 
 const char *kindOf(qint64 tipoMod)
@@ -230,46 +294,8 @@ const NumberedKeys &numbered()
 
 } // namespace
 
-// A run statement: the rows of the declaration being written are read when it
-// starts and handed out by parent key; rows of one parent keep their order, so
-// the lines are the same as with one statement per parent. Executing a
-// statement costs far more than reading its rows.
-struct expClass::Source {
-    dbStatement st;
-    RowSet rows;
-    bool started = false, has = false;
-    qint64 place = -1, loaded = -1;
-    QHash<qint64, std::vector<int>> groups;
-
-    void advance()
-    {
-        has = st.next();
-        place = has ? st.toInt(0) : -1;
-    }
-    bool load(qint64 k)
-    {
-        if (loaded == k)
-            return true;
-        groups.clear();
-        rows.clearRows();
-        if (!started) {
-            started = true;
-            if (!st.exec())
-                return false;
-            rows.columnsOf(st, 2);
-            advance();
-        }
-        while (has && place < k)
-            advance();
-        for (; has && place == k; advance())
-            groups[st.toInt(1)].push_back(rows.append(st, 2));
-        loaded = k;
-        return true;
-    }
-};
-
 expClass::expClass(dbClass &db, Messages &msg)
-    : db_(db), msg_(msg), single_(QCount), clock_([] { return QDateTime::currentDateTime(); })
+    : db_(db), msg_(msg), clock_([] { return QDateTime::currentDateTime(); })
 {
 }
 
@@ -277,91 +303,35 @@ expClass::~expClass()
 {
     if (file_.isOpen())
         abort();
-    endRun();
 }
 
-void expClass::addSources()
+tree::ReadOptions expClass::readOptions() const
 {
-    sources_.clear();
-    sources_.resize(QCount);
-    for (int q = 0; q < QCount; ++q) {
-        auto src = std::make_unique<Source>();
-        src->st = dbStatement(db_.current(), queries()[size_t(q)].run);
-        // Without it the statement per parent does the work.
-        if (src->st.isValid())
-            sources_[size_t(q)] = std::move(src);
-    }
+    // Every table of the tree goes into the file, with nearly every column.
+    tree::ReadOptions o;
+    o.window = window_;
+    return o;
 }
 
-bool expClass::setOrder(const QList<qint64> &saIDs)
-{
-    endRun();
-    QSqlDatabase db = db_.current();
-    if (!dbStatement::run(db, QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS qor_export_run "
-                                             "(ord INTEGER PRIMARY KEY, saID INTEGER NOT NULL)"))
-        || !dbStatement::run(db, QStringLiteral("DELETE FROM qor_export_run")))
-        return false;   // every declaration is read statement by statement then
-    dbStatement ins(db, QStringLiteral("INSERT INTO qor_export_run (ord, saID) VALUES (?, ?)"));
-    if (!ins.isValid())
-        return false;
-    const bool own = db.transaction();
-    for (qint64 i = 0; i < saIDs.size(); ++i) {
-        ins.bindInt(0, i);
-        ins.bindInt(1, saIDs.at(i));
-        if (!ins.exec()) {
-            if (own)
-                db.rollback();
-            place_.clear();
-            return false;
-        }
-        if (!place_.contains(saIDs.at(i)))
-            place_.insert(saIDs.at(i), i);
-    }
-    if (own && !db.commit()) {
-        place_.clear();
-        return false;
-    }
-    addSources();
-    return true;
-}
-
-bool expClass::rows(int query, qint64 parent, Rows &out)
-{
-    out.idx.clear();
-    Source *s = current_ >= 0 && size_t(query) < sources_.size() ? sources_[size_t(query)].get() : nullptr;
-    if (s && s->load(current_)) {
-        out.set = &s->rows;
-        auto it = s->groups.find(parent);
-        if (it != s->groups.end()) {
-            out.idx = std::move(*it);
-            s->groups.erase(it);
-        }
-        return true;
-    }
-    dbStatement *st = st_->get(queries()[size_t(query)].perParent);
-    if (!st)
-        return false;
-    st->bindInt(0, parent);
-    if (!st_->exec(st))
-        return false;
-    RowSet &set = single_[size_t(query)];
-    if (set.columns() == 0)   // the same statement every time: its columns once
-        set.columnsOf(*st, 0);
-    else
-        set.clearRows();
-    while (st->next())
-        out.idx.push_back(set.append(*st, 0));
-    out.set = &set;
-    return true;
-}
-
-void expClass::load(const Rows &r, int i, Record &rec) const
+// A row of the tree in a record, municipalities renewed; with nation, the
+// description of its nation as a join with Nazioni would give it.
+void expClass::load(const tree::Node &n, Record &rec, bool nation) const
 {
     rec.clear();
-    rec.setBase(r.set, r.idx[size_t(i)]);
+    const TableInfo &t = info(n.table);
+    for (size_t i = 0; i < t.keys.size(); ++i)
+        put(rec, t.keys[i], cell(n, int(i)));
     renew(rec, key<"prvistat">(), key<"comistat">());
-    if (rec.has(key<"nazdesc">()))
-        rec.set(key<"#nazdesc">(), rec.get(key<"nazdesc">()));
+    if (nation) {
+        Val desc;
+        if (const auto id = number(cell(n, t.nazID))) {
+            auto it = nations_.constFind(*id);
+            if (it != nations_.constEnd())
+                desc = Val::text(*it);
+        }
+        rec.set(key<"nazdesc">(), desc);
+        rec.set(key<"#nazdesc">(), desc);
+    }
 }
 
 int expClass::controlValue(const QByteArray &start30, qint32 total)
@@ -392,8 +362,6 @@ bool expClass::open(const QString &path)
     total_ = 0;
     if (!openPart())
         return false;
-    st_ = std::make_unique<Statements>(db_.current(), msg_);
-
     renewal_.clear();
     bool ok = false;
     QSqlQuery q = db_.query(QStringLiteral("SELECT prvIstat, comIstat, newComIstat FROM Comuni "
@@ -403,6 +371,15 @@ bool expClass::open(const QString &path)
         const qint64 k = q.value(0).toLongLong() * 1000 + q.value(1).toLongLong();
         if (!renewal_.contains(k))   // the first match wins
             renewal_.insert(k, {q.value(0).toInt(), q.value(2).toInt()});
+    }
+    // The nations the modules name, by key (a key without a row, or with no
+    // description, gives none).
+    nations_.clear();
+    if (ok) {
+        q = db_.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni"), {}, dbClass::Which::Current, &ok);
+        while (ok && q.next())
+            if (!q.value(1).isNull() && !nations_.contains(q.value(0).toLongLong()))
+                nations_.insert(q.value(0).toLongLong(), q.value(1).toString().toUtf8());
     }
     if (!ok) {
         abort();
@@ -462,17 +439,8 @@ QList<int> expClass::fileDeclarations() const
     return l;
 }
 
-void expClass::endRun()
-{
-    sources_.clear();
-    place_.clear();
-    current_ = -1;
-}
-
 void expClass::abort()
 {
-    endRun();
-    st_.reset();
     if (file_.isOpen())
         file_.close();
     // Only the temporary files of the run go: never a file it did not create.
@@ -550,7 +518,8 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
                            bool grids)
 {
     const NumberedKeys &k = numbered();
-    const int n = r.size();
+    const int n = int(r.size());
+    const TableInfo &t = n > 0 ? info(r.front()->table) : info(tableOf("RecRif"));
     constexpr int First = 9, Second = 6, PerPair = First + Second;
     base.set(key<"#nrows">(), n);
     // Pairs to write: (number of the pair, rows in it).
@@ -565,9 +534,10 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
     if (grids) {
         std::vector<int> byGrid[3];
         for (int i = 0; i < n; ++i) {
-            int g = int(r.value(i, key<"posizione">()).toInt());
+            const tree::Node &row = *r[size_t(i)];
+            int g = int(cell(row, t.posizione).toLongLong());
             if (g < codes::GridRecupero || g > codes::GridSmaltimento191)
-                g = r.value(i, key<"codice">()).toString().startsWith(u'R') ? codes::GridRecupero
+                g = cell(row, t.codice).toString().startsWith(u'R') ? codes::GridRecupero
                                                                            : codes::GridSmaltimento;
             byGrid[g - 1].push_back(i);
         }
@@ -590,10 +560,10 @@ bool expClass::detailLines(Decl &d, int c1, int c2, Record &base, const Rows &r,
             const int first = part == 0 ? 0 : First;
             const int count = part == 0 ? First : Second;
             for (int i = 0; i < count && first + i < int(rows.size()); ++i) {
-                const int row = rows[size_t(first + i)];
-                m.set(k.cod[i], r.value(row, key<"codice">()));
-                m.set(k.qta[i], r.value(row, key<"qta">()));
-                m.set(k.qtaU[i], r.value(row, key<"umi">()));
+                const tree::Node &row = *r[size_t(rows[size_t(first + i)])];
+                put(m, k.cod[i], cell(row, t.codice));
+                put(m, k.qta[i], cell(row, t.qta));
+                put(m, k.qtaU[i], cell(row, t.umi));
             }
             if (!emit(d, part == 0 ? c1 : c2, m, scheda))
                 return false;
@@ -621,22 +591,47 @@ bool expClass::materials(Decl &d, const Record &row, const char *kind, int categ
 
 bool expClass::write(qint64 saID)
 {
+    tree::ReadOptions o = readOptions();
+    o.window = 1;
+    tree::Reader r(db_.current(), o);
+    r.select({saID});
+    return write(r, saID);
+}
+
+bool expClass::write(tree::Reader &r, qint64 saID)
+{
     if (!file_.isOpen())
         return false;
-    Decl d;
-    d.saID = saID;
-    out_.resize(0);
-    d.out = &out_;
-    current_ = place_.value(saID, -1);
-    Rows r;
-    if (!rows(QAnag, saID, r) || r.idx.empty()) {
+    // The reader passes over a key not in the store: then the declaration
+    // expected is missing.
+    const tree::Node *n = r.next();
+    if (!n || n->key() != saID)
+        return readFailure(r, saID);
+    return write(*n);
+}
+
+bool expClass::readFailure(const tree::Reader &r, qint64 saID)
+{
+    if (r.failed())
+        msg_.critical(QStringLiteral("Attenzione, lettura delle dichiarazioni non riuscita: ") + r.error() +
+                      QStringLiteral(". Esportazione interrotta."));
+    else
         msg_.critical(QStringLiteral("Attenzione, dichiarazione ") + QString::number(saID) +
                       QStringLiteral(" non trovata: esportazione interrotta."));
-        abort();
+    abort();
+    return false;
+}
+
+bool expClass::write(const tree::Node &declaration)
+{
+    if (!file_.isOpen())
         return false;
-    }
+    const qint64 saID = declaration.key();
+    Decl d;
+    out_.resize(0);
+    d.out = &out_;
     Record &a = a_;
-    load(r, 0, a);
+    load(declaration, a, false);
     renew(a, key<"slprvistat">(), key<"slcomistat">());
     d.codFisc = a.get(key<"codfisc">()).toString();
     d.ragSoc = a.get(key<"ragsoc">()).toString();
@@ -649,12 +644,12 @@ bool expClass::write(qint64 saID)
     const qsizetype ab = reserve(d, rt::AB);
 
     // SA-AUT
-    if (!rows(QAut, saID, r))
-        return fail(d, QStringLiteral("SA-AUT"), QStringLiteral("SaAut"), QStringLiteral("lettura non riuscita"));
+    Rows r;
+    sortedRows(declaration, tableOf("SaAut"), r);
     int prog = 0;
-    for (int i = 0; i < r.size(); ++i) {
+    for (const tree::Node *row : r) {
         Record &u = m_;
-        load(r, i, u);
+        load(*row, u, false);
         u.set(key<"#prog">(), ++prog);
         const QString rec = u.get(key<"surecupero">()).toString() + QStringLiteral("000000000000000");
         const QString smal = u.get(key<"susmaltimento">()).toString() + QStringLiteral("000000000000000");
@@ -670,24 +665,28 @@ bool expClass::write(qint64 saID)
         if (!emit(d, rt::AU, u, QStringLiteral("SA-AUT")))
             return false;
     }
-    const int nAu = prog;
 
-    if (!writeRif(d) || !materials(d, a, "RIF", 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT"))
-        || !writeInt(d) || !writeImb(d) || !writeRaee(d) || !writeVfu(d))
+    if (!writeRif(d, declaration) ||
+        !materials(d, a, "RIF", 0, materialSlots(MatKind::Declaration), QStringLiteral("MAT")) ||
+        !writeInt(d, declaration) || !writeImb(d, declaration) || !writeRaee(d, declaration) ||
+        !writeVfu(d, declaration))
         return false;
 
-    // AB: counts of schede.
+    // AB: counts of schede. A vehicle scheda of no known kind goes into the
+    // file as FRA, an electrical-equipment one as CR (see writeVfu,
+    // writeRaee): so they are counted here.
+    const anag::SchedeCount n = anag::countSchede(declaration);
     Record &b = ab_;
     b.clear();
-    b.set(key<"#nrif">(), d.counts[rt::BA]);
-    b.set(key<"#nint">(), d.counts[rt::DA]);
-    b.set(key<"#nau">(), nAu);
-    b.set(key<"#nimb">(), d.counts[rt::IA]);
-    b.set(key<"#naut">(), d.vfuKinds[1]);
-    b.set(key<"#nrot">(), d.vfuKinds[2]);
-    b.set(key<"#nfra">(), d.vfuKinds[3]);
-    b.set(key<"#ntra">(), d.raeeKinds[1]);
-    b.set(key<"#ncr">(), d.raeeKinds[2]);
+    b.set(key<"#nrif">(), n[anag::Count::Rif]);
+    b.set(key<"#nint">(), n[anag::Count::Int]);
+    b.set(key<"#nau">(), n[anag::Count::SaAut]);
+    b.set(key<"#nimb">(), n[anag::Count::Imb]);
+    b.set(key<"#naut">(), n[anag::Count::Aut]);
+    b.set(key<"#nrot">(), n[anag::Count::Rot]);
+    b.set(key<"#nfra">(), n[anag::Count::Fra] + n[anag::Count::VfuOther]);
+    b.set(key<"#ntra">(), n[anag::Count::TraRaee]);
+    b.set(key<"#ncr">(), n[anag::Count::CrRaee] + n[anag::Count::RaeeOther]);
     if (!fill(d, ab, rt::AB, b, sa1))
         return false;
 
@@ -721,15 +720,16 @@ bool expClass::write(qint64 saID)
     return true;
 }
 
-bool expClass::writeRif(Decl &d)
+bool expClass::writeRif(Decl &d, const tree::Node &declaration)
 {
-    Rows schede, mods, ops;
-    if (!rows(QRif, d.saID, schede))
-        return fail(d, QStringLiteral("RIF"), QStringLiteral("SezRif"), QStringLiteral("lettura non riuscita"));
+    Rows schede, all, mods, ops;
+    sortedRows(declaration, tableOf("SezRif"), schede);
+    const schema::Table *modRif = tableOf("ModRif");
+    const TableInfo &mi = info(modRif);
     int prog = 0;
-    for (int si = 0; si < schede.size(); ++si) {
+    for (const tree::Node *sn : schede) {
         Record &s = s_;
-        load(schede, si, s);
+        load(*sn, s, false);
         const QString scheda = QStringLiteral("RIF ") + s.get(key<"rifcod">()).toString();
         s.set(key<"#prog">(), ++prog);
         const qsizetype slot = reserve(d, rt::BA);
@@ -737,14 +737,22 @@ bool expClass::writeRif(Decl &d)
         start.clear();
         start.set(key<"#sprog">(), prog);
         start.copy(key<"#scod">(), s, key<"rifcod">());
-        const qint64 rifID = s.get(key<"rifid">()).toInt();
 
+        // Three passes over the modules: RT, DR and TE in the order of the
+        // file; then RE, then MG, by key.
+        rowsOf(*sn, modRif, all);
+        auto ofType = [&](auto test) {
+            mods.clear();
+            for (const tree::Node *m : all)
+                if (const auto t = number(cell(*m, mi.tipoMod)); t && test(*t))
+                    mods.push_back(m);
+        };
         int perKind[6] = {};
-        if (!rows(QRifMods, rifID, mods))
-            return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
-        for (int i = 0; i < mods.size(); ++i) {
+        ofType([](qint64 t) { return t < 4; });
+        sortRows(mods);
+        for (const tree::Node *mn : mods) {
             Record &m = m_;
-            load(mods, i, m);
+            load(*mn, m, true);
             const qint64 t = m.get(key<"tipomod">()).toInt();
             if (t < 1)
                 continue;
@@ -756,19 +764,17 @@ bool expClass::writeRif(Decl &d)
             if (!emit(d, rt::BB, m, scheda))
                 return false;
         }
-        if (!rows(QRifRe, rifID, mods))
-            return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
-        for (int i = 0; i < mods.size(); ++i) {
+        ofType([](qint64 t) { return t == 5; });
+        for (const tree::Node *mn : mods) {
             Record &m = m_;
-            load(mods, i, m);
+            load(*mn, m, false);
             m.merge(start);
             m.set(key<"#prog">(), ++perKind[5]);
             if (!emit(d, rt::BC, m, scheda))
                 return false;
         }
-        if (!rows(QRifMg, rifID, mods))
-            return fail(d, scheda, QStringLiteral("ModRif"), QStringLiteral("lettura non riuscita"));
-        for (int i = 0; i < mods.size(); ++i) {
+        ofType([](qint64 t) { return t == 4; });
+        for (const tree::Node *mn : mods) {
             Record &base = base_;
             base.clear();
             base.merge(start);
@@ -776,12 +782,11 @@ bool expClass::writeRif(Decl &d)
             base.set(key<"#prog">(), ++perKind[4]);
             {
                 Record &mg = m_;
-                load(mods, i, mg);
+                load(*mn, mg, false);
                 for (int c : mgModuleKeys())
                     base.copy(c, mg, c);
             }
-            if (!rows(QRifOps, mods.value(i, key<"mrid">()).toInt(), ops))
-                return fail(d, scheda, QStringLiteral("RecRif"), QStringLiteral("lettura non riuscita"));
+            sortedRows(*mn, tableOf("RecRif"), ops);
             if (!detailLines(d, rt::BD, rt::BE, base, ops, scheda, true))
                 return false;
         }
@@ -795,24 +800,22 @@ bool expClass::writeRif(Decl &d)
     return true;
 }
 
-bool expClass::writeInt(Decl &d)
+bool expClass::writeInt(Decl &d, const tree::Node &declaration)
 {
     Rows schede, mods;
-    if (!rows(QInt, d.saID, schede))
-        return fail(d, QStringLiteral("INT"), QStringLiteral("SezInt"), QStringLiteral("lettura non riuscita"));
+    sortedRows(declaration, tableOf("SezInt"), schede);
     int prog = 0;
-    for (int si = 0; si < schede.size(); ++si) {
+    for (const tree::Node *sn : schede) {
         Record &s = s_;
-        load(schede, si, s);
+        load(*sn, s, false);
         const QString scheda = QStringLiteral("INT ") + s.get(key<"rifcod">()).toString();
         s.set(key<"#prog">(), ++prog);
         const qsizetype slot = reserve(d, rt::DA);
-        if (!rows(QIntMods, s.get(key<"intid">()).toInt(), mods))
-            return fail(d, scheda, QStringLiteral("ModInt"), QStringLiteral("lettura non riuscita"));
+        sortedRows(*sn, tableOf("ModInt"), mods);
         int nUO = 0, nUD = 0;
-        for (int i = 0; i < mods.size(); ++i) {
+        for (const tree::Node *mn : mods) {
             Record &m = m_;
-            load(mods, i, m);
+            load(*mn, m, true);
             const bool uo = m.get(key<"tipomod">()).toInt() == 1;
             m.set(key<"#sprog">(), prog);
             m.copy(key<"#scod">(), s, key<"rifcod">());
@@ -830,13 +833,12 @@ bool expClass::writeInt(Decl &d)
 }
 
 // Modules of a packaging, RAEE or vehicle scheda.
-bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint64 parent, int *nRT,
+bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, const tree::Node &parent, int *nRT,
                                   int *nTE, int *nDR, const QString &scheda)
 {
     const bool imb = family == FImb;
     static const char *const modTables[] = {"ModImb", "ModRaee", "ModVfu"};
     static const char *const opTables[] = {"RecModImb", "RecModRaee", "RecModVfu"};
-    const int modKey = family == FImb ? key<"mbid">() : family == FRaee ? key<"msrid">() : key<"mvid">();
     // Record types of the family: RT/TE, DR, detail 1, detail 2.
     static const int types[3][4] = {{rt::IC, rt::ID, rt::IE, rt::IF},
                                     {rt::RC, rt::RD, rt::RE, rt::RF},
@@ -845,12 +847,11 @@ bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint
     const int flagCol = imb ? key<"mbflag">() : key<"privati">();
 
     Rows mods, ops;
-    if (!rows(QFamMods + family, parent, mods))
-        return fail(d, scheda, QString::fromLatin1(modTables[family]), QStringLiteral("lettura non riuscita"));
+    sortedRows(parent, tableOf(modTables[family]), mods);
     int perKind[5] = {};
-    for (int i = 0; i < mods.size(); ++i) {
+    for (const tree::Node *mn : mods) {
         Record &m = m_;
-        load(mods, i, m);
+        load(*mn, m, true);
         const qint64 t = m.get(key<"tipomod">()).toInt();
         if (t < 1 || t > 4)
             continue;
@@ -858,7 +859,6 @@ bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint
         m.set(key<"#kind">(), lit(kindOf(t)));
         m.set(key<"#prog">(), ++perKind[t]);
         m.copy(key<"#modflag">(), m, flagCol);
-        const qint64 id = m.get(modKey).toInt();
         if (t == 1 || t == 3) {
             if (t == 3) {
                 m.set(key<"discdep">(), 0);
@@ -867,10 +867,9 @@ bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint
             if (!emit(d, rec[0], m, scheda))
                 return false;
         } else {
-            if (!rows(QFamOps + family, id, ops))
-                return fail(d, scheda, QString::fromLatin1(opTables[family]), QStringLiteral("lettura non riuscita"));
+            sortedRows(*mn, tableOf(opTables[family]), ops);
             if (t == 2) {
-                m.set(key<"#nrows">(), ops.size());
+                m.set(key<"#nrows">(), qint64(ops.size()));
                 if (!emit(d, rec[1], m, scheda))
                     return false;
             }
@@ -892,22 +891,19 @@ bool expClass::writeFamilyModules(Decl &d, int family, const Record &start, qint
     return true;
 }
 
-bool expClass::writeImb(Decl &d)
+bool expClass::writeImb(Decl &d, const tree::Node &declaration)
 {
     Rows schede, r;
     const QString scheda = QStringLiteral("IMB");
-    if (!rows(QImb, d.saID, schede))
-        return fail(d, scheda, QStringLiteral("SezImb"), QStringLiteral("lettura non riuscita"));
-    for (int si = 0; si < schede.size(); ++si) {
+    sortedRows(declaration, tableOf("SezImb"), schede);
+    for (const tree::Node *sn : schede) {
         Record &s = s_;
-        load(schede, si, s);
-        const qint64 siID = s.get(key<"siid">()).toInt();
+        load(*sn, s, false);
         const qsizetype slot = reserve(d, rt::IA);
-        if (!rows(QFamRows + FImb, siID, r))
-            return fail(d, scheda, QStringLiteral("RecImb"), QStringLiteral("lettura non riuscita"));
-        for (int i = 0; i < r.size(); ++i) {
+        sortedRows(*sn, tableOf("RecImb"), r);
+        for (const tree::Node *rn : r) {
             Record &x = m_;
-            load(r, i, x);
+            load(*rn, x, false);
             const qint64 p = x.get(key<"posizione">()).toInt();
             x.set(key<"#pos">(), lit(p == 1 ? "RC" : p == 2 ? "RX" : p == 3 ? "P1" : "PP"));
             if (!emit(d, rt::IB, x, scheda))
@@ -916,11 +912,11 @@ bool expClass::writeImb(Decl &d)
         Record &start = start_;
         start.clear();
         int nRT = 0, nTE = 0, nDR = 0;
-        if (!writeFamilyModules(d, FImb, start, siID, &nRT, &nTE, &nDR, scheda))
+        if (!writeFamilyModules(d, FImb, start, *sn, &nRT, &nTE, &nDR, scheda))
             return false;
         if (!materials(d, s, "IMB", 0, materialSlots(MatKind::Imb), scheda))
             return false;
-        s.set(key<"#nrows">(), r.size());
+        s.set(key<"#nrows">(), qint64(r.size()));
         s.set(key<"#nrt">(), nRT);
         s.set(key<"#nte">(), nTE);
         s.set(key<"#ndr">(), nDR);
@@ -930,31 +926,28 @@ bool expClass::writeImb(Decl &d)
     return true;
 }
 
-bool expClass::writeRaee(Decl &d)
+bool expClass::writeRaee(Decl &d, const tree::Node &declaration)
 {
     Rows schede, r;
-    if (!rows(QRaee, d.saID, schede))
-        return fail(d, QStringLiteral("RAEE"), QStringLiteral("SezRaee"), QStringLiteral("lettura non riuscita"));
-    for (int si = 0; si < schede.size(); ++si) {
+    sortedRows(declaration, tableOf("SezRaee"), schede);
+    for (const tree::Node *sn : schede) {
         Record &s = s_;
-        load(schede, si, s);
+        load(*sn, s, false);
+        // Any kind but TRA-RAEE is written as CR-RAEE.
         const bool tra = s.get(key<"srtipo">()).toInt() == 1;
-        d.raeeKinds[tra ? 1 : 2]++;
         const char *kind = tra ? "TRA" : "CRR";
         const QString scheda = (tra ? QStringLiteral("TRA-RAEE ") : QStringLiteral("CR-RAEE ")) +
                                s.get(key<"srraee">()).toString();
-        const qint64 srID = s.get(key<"srid">()).toInt();
         Record &start = start_;
         start.clear();
         start.set(key<"#skind">(), lit(kind));
         start.copy(key<"#scat">(), s, key<"srraee">());
         s.set(key<"#skind">(), lit(kind));
         const qsizetype slot = reserve(d, rt::RA);
-        if (!rows(QFamRows + FRaee, srID, r))
-            return fail(d, scheda, QStringLiteral("RecRaee"), QStringLiteral("lettura non riuscita"));
-        for (int i = 0; i < r.size(); ++i) {
+        sortedRows(*sn, tableOf("RecRaee"), r);
+        for (const tree::Node *rn : r) {
             Record &x = m_;
-            load(r, i, x);
+            load(*rn, x, false);
             const qint64 p = x.get(key<"posizione">()).toInt();
             x.merge(start);
             x.set(key<"#pos">(), lit(!tra ? "  " : p == 1 ? "DR" : p == 2 ? "PR" : "PP"));
@@ -962,11 +955,11 @@ bool expClass::writeRaee(Decl &d)
                 return false;
         }
         int nRT = 0, nTE = 0, nDR = 0;
-        if (!writeFamilyModules(d, FRaee, start, srID, &nRT, &nTE, &nDR, scheda))
+        if (!writeFamilyModules(d, FRaee, start, *sn, &nRT, &nTE, &nDR, scheda))
             return false;
         if (!materials(d, s, kind, int(s.get(key<"srraee">()).toInt()), materialSlots(MatKind::Raee), scheda))
             return false;
-        s.set(key<"#nrows">(), r.size());
+        s.set(key<"#nrows">(), qint64(r.size()));
         s.set(key<"#nrt">(), nRT);
         s.set(key<"#nte">(), nTE);
         s.set(key<"#ndr">(), nDR);
@@ -976,19 +969,17 @@ bool expClass::writeRaee(Decl &d)
     return true;
 }
 
-bool expClass::writeVfu(Decl &d)
+bool expClass::writeVfu(Decl &d, const tree::Node &declaration)
 {
     Rows schede, r;
-    if (!rows(QVfu, d.saID, schede))
-        return fail(d, QStringLiteral("VFU"), QStringLiteral("SezVfu"), QStringLiteral("lettura non riuscita"));
-    for (int si = 0; si < schede.size(); ++si) {
+    sortedRows(declaration, tableOf("SezVfu"), schede);
+    for (const tree::Node *sn : schede) {
         Record &s = s_;
-        load(schede, si, s);
+        load(*sn, s, false);
+        // Any kind but AUT and ROT is written as FRA.
         const qint64 t = s.get(key<"vfutipo">()).toInt();
-        d.vfuKinds[t >= 1 && t <= 3 ? t : 3]++;
         const char *kind = t == 1 ? "AUT" : t == 2 ? "ROT" : "FRA";
         const QString scheda = QString::fromLatin1(kind);
-        const qint64 vfuID = s.get(key<"vfuid">()).toInt();
         Record &start = start_;
         start.clear();
         start.set(key<"#skind">(), lit(kind));
@@ -1022,22 +1013,21 @@ bool expClass::writeVfu(Decl &d)
             slotQty(key<"#veh3">(), key<"#veh3u">(), key<"qta104">(), key<"umi104">());
         }
         const qsizetype slot = reserve(d, rt::VC);
-        if (!rows(QFamRows + FVfu, vfuID, r))
-            return fail(d, scheda, QStringLiteral("RecVfu"), QStringLiteral("lettura non riuscita"));
-        for (int i = 0; i < r.size(); ++i) {
+        sortedRows(*sn, tableOf("RecVfu"), r);
+        for (const tree::Node *rn : r) {
             Record &x = m_;
-            load(r, i, x);
+            load(*rn, x, false);
             x.merge(start);
             x.set(key<"#pos">(), lit(x.get(key<"posizione">()).toInt() == 1 ? "RT" : "PP"));
             if (!emit(d, rt::VD, x, scheda))
                 return false;
         }
         int nRT = 0, nTE = 0, nDR = 0;
-        if (!writeFamilyModules(d, FVfu, start, vfuID, &nRT, &nTE, &nDR, scheda))
+        if (!writeFamilyModules(d, FVfu, start, *sn, &nRT, &nTE, &nDR, scheda))
             return false;
         if (!materials(d, s, kind, 0, materialSlots(MatKind::Vfu), scheda))
             return false;
-        s.set(key<"#nrows">(), r.size());
+        s.set(key<"#nrows">(), qint64(r.size()));
         s.set(key<"#nrt">(), nRT);
         s.set(key<"#nte">(), nTE);
         s.set(key<"#ndr">(), nDR);
@@ -1112,15 +1102,11 @@ bool expClass::close()
             for (size_t k = i; k < parts_.size(); ++k)
                 QFile::remove(parts_[k].temp);
             parts_.clear();
-            endRun();
-            st_.reset();
             return false;
         }
         // Permissions of an ordinary new file, not those of a temporary one.
         QFile::setPermissions(p.path, QFile::permissions(p.path) | QFileDevice::ReadGroup | QFileDevice::ReadOther);
     }
-    endRun();
-    st_.reset();
     return true;
 }
 
@@ -1133,10 +1119,12 @@ ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
     expClass &e = engine ? *engine : own;
     if (!e.open(path))
         return ExportResult::Failed;
-    e.setOrder(saIDs);
+    // The declarations come in the order given, a window at a time.
+    tree::Reader r(db.current(), e.readOptions());
+    r.select(saIDs);
     qint64 done = 0;
     for (qint64 id : saIDs) {
-        if (!e.write(id))
+        if (!e.write(r, id))
             return ExportResult::Failed;
         if (progress && !progress(++done, saIDs.size())) {
             e.abort();

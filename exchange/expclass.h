@@ -1,11 +1,13 @@
 #pragma once
 // The export engine: writes declarations into an exchange file. open() puts a
-// blank header line, write() adds one declaration (its lines are built in
-// memory and appended, so memory stays bounded by one declaration), close()
-// writes the header with the counters and the control value. Any failure
-// shows its message and deletes the partial file.
+// blank header line, write() adds one declaration read with its tree (its
+// lines are built in memory and appended, so memory stays bounded by the
+// reader's window of declarations), close() writes the header with the
+// counters and the control value. Any failure shows its message and deletes
+// the partial file.
 
 #include "exchange/record.h"
+#include "shell/tree/tree.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -23,8 +25,6 @@ class Messages;
 
 namespace exch {
 
-class Statements;
-
 // Progress of a long run: (done, total); returning false cancels.
 using Progress = std::function<bool(qint64 done, qint64 total)>;
 
@@ -34,10 +34,16 @@ public:
     ~expClass();
 
     bool open(const QString &path);
-    // The declarations the run will write, in order: each table is then read
-    // once for all of them instead of once per declaration and scheda
-    // (optional; write() of a declaration outside the order still works).
-    bool setOrder(const QList<qint64> &saIDs);
+    // What a reader of the declarations to write must read.
+    tree::ReadOptions readOptions() const;
+    // Declarations read together (the tests lower it).
+    void setWindow(int declarations) { window_ = declarations; }
+    // The next declaration of a reader with readOptions(), which must be
+    // saID (one not in the store, or a read failure, ends the run).
+    bool write(tree::Reader &r, qint64 saID);
+    // A declaration read with readOptions().
+    bool write(const tree::Node &declaration);
+    // Declaration saID, read alone.
     bool write(qint64 saID);
     bool close();
     // Closes and deletes the file (cancel or failure).
@@ -68,42 +74,33 @@ public:
 
 private:
     struct Decl;
-    struct Rows;
-    struct Source;
 
     bool fail(const Decl &d, const QString &scheda, const QString &field, const QString &why);
     bool emit(Decl &d, int type, const Record &row, const QString &scheda);
     qsizetype reserve(Decl &d, int type);
     bool fill(Decl &d, qsizetype at, int type, const Record &row, const QString &scheda);
-    bool detailLines(Decl &d, int c1, int c2, Record &base, const Rows &ops, const QString &scheda, bool grids);
+    bool detailLines(Decl &d, int c1, int c2, Record &base, const std::vector<const tree::Node *> &ops,
+                     const QString &scheda, bool grids);
     bool materials(Decl &d, const Record &row, const char *kind, int category, const int *slots,
                    const QString &scheda);
     void renew(Record &row, int prv, int com) const;
-    // The rows of one of the statements below for a parent key.
-    bool rows(int query, qint64 parent, Rows &out);
-    // Row i of rows in a record, municipalities renewed, nation copied.
-    void load(const Rows &rows, int i, Record &rec) const;
+    void load(const tree::Node &row, Record &rec, bool nation) const;
+    bool readFailure(const tree::Reader &r, qint64 saID);
 
     bool openPart();
     bool finishPart();
 
-    bool writeRif(Decl &d);
-    bool writeInt(Decl &d);
-    bool writeImb(Decl &d);
-    bool writeRaee(Decl &d);
-    bool writeVfu(Decl &d);
-    bool writeFamilyModules(Decl &d, int family, const Record &start, qint64 parent, int *nRT,
+    bool writeRif(Decl &d, const tree::Node &declaration);
+    bool writeInt(Decl &d, const tree::Node &declaration);
+    bool writeImb(Decl &d, const tree::Node &declaration);
+    bool writeRaee(Decl &d, const tree::Node &declaration);
+    bool writeVfu(Decl &d, const tree::Node &declaration);
+    bool writeFamilyModules(Decl &d, int family, const Record &start, const tree::Node &parent, int *nRT,
                             int *nTE, int *nDR, const QString &scheda);
-
-    void addSources();
-    void endRun();
 
     dbClass &db_;
     Messages &msg_;
-    std::vector<std::unique_ptr<Source>> sources_;   // by query, when the run has an order
-    std::vector<RowSet> single_;                     // rows of the statements per parent, by query
-    QHash<qint64, qint64> place_;         // saID -> place in the order
-    qint64 current_ = -1;                 // place of the declaration being written
+    int window_ = tree::ReadOptions().window;
     QFile file_;
     QString path_;
     // The files of the run: temporary name, final name, declarations.
@@ -117,7 +114,7 @@ private:
     std::array<int, 29> counters_{};
     int declarations_ = 0;
     QHash<qint64, std::pair<int, int>> renewal_;
-    std::unique_ptr<Statements> st_;
+    QHash<qint64, QByteArray> nations_;   // nazDesc by nazID
     std::function<QDateTime()> clock_;
     // Records reused from line to line: anagrafica, scheda, start of the
     // family lines, module or row, base of the detail lines, detail line,

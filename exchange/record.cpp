@@ -85,6 +85,26 @@ void Record::keep(int k, QByteArrayView utf8)
     slot(k) = {v, gen_, true};
 }
 
+void Record::keep(int k, QStringView s)
+{
+    // Most texts are plain ASCII: copied as they are, with no conversion
+    // through a temporary.
+    for (QChar c : s)
+        if (c.unicode() >= 0x80) {
+            keep(k, QByteArrayView(s.toUtf8()));
+            return;
+        }
+    Val v;
+    v.kind = Val::Kind::Text;
+    v.n = int(s.size());
+    v.i = qint64(arena_.size());
+    arena_.resize(arena_.size() + size_t(s.size()));
+    char *out = arena_.data() + v.i;
+    for (QChar c : s)
+        *out++ = char(c.unicode());
+    slot(k) = {v, gen_, true};
+}
+
 void Record::merge(const Record &o)
 {
     for (int k : o.keys_) {

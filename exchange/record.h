@@ -107,7 +107,7 @@ public:
     // A text copied into the record.
     void keep(int k, QByteArrayView utf8);
     void keep(int k, const QByteArray &utf8) { keep(k, QByteArrayView(utf8)); }
-    void keep(int k, const QString &s) { keep(k, s.toUtf8()); }
+    void keep(int k, QStringView s);
     // Sets every value set in another record (texts it keeps are copied; its
     // base row is not looked at).
     void merge(const Record &o);

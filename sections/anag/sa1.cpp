@@ -1,5 +1,7 @@
 #include "sections/anag/sa1.h"
 
+#include "sections/anag/schede.h"
+
 #include "refdata/lookups.h"
 #include "refdata/validators.h"
 #include "shell/dbclass.h"
@@ -268,32 +270,15 @@ QString labelOf(AppContext &ctx, qint64 saID)
 
 QVector<SummaryLine> summary(AppContext &ctx, qint64 saID)
 {
-    // What, and the statement counting it for one declaration.
-    static const std::pair<const char *, const char *> lines[] = {
-        {"Schede SA-AUT", "SELECT COUNT(suID) FROM SaAut WHERE (saID = ?)"},
-        {"Schede RIF", "SELECT COUNT(rifID) FROM SezRif WHERE (saID = ?)"},
-        {"Moduli RT", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 1)"},
-        {"Moduli DR", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 2)"},
-        {"Moduli TE", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 3)"},
-        {"Moduli MG", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 4)"},
-        {"Moduli RE", "SELECT COUNT(mrID) FROM ModRif INNER JOIN SezRif ON ModRif.rifID = SezRif.rifID WHERE (SezRif.saID = ? AND tipoMod = 5)"},
-        {"Schede INT", "SELECT COUNT(intID) FROM SezInt WHERE (saID = ?)"},
-        {"Moduli UO", "SELECT COUNT(miID) FROM ModInt INNER JOIN SezInt ON ModInt.intID = SezInt.intID WHERE (SezInt.saID = ? AND tipoMod = 1)"},
-        {"Moduli UD", "SELECT COUNT(miID) FROM ModInt INNER JOIN SezInt ON ModInt.intID = SezInt.intID WHERE (SezInt.saID = ? AND tipoMod = 2)"},
-        {"Schede AUT", "SELECT COUNT(vfuID) FROM SezVfu WHERE (saID = ? AND vfuTipo = 1)"},
-        {"Schede ROT", "SELECT COUNT(vfuID) FROM SezVfu WHERE (saID = ? AND vfuTipo = 2)"},
-        {"Schede FRA", "SELECT COUNT(vfuID) FROM SezVfu WHERE (saID = ? AND vfuTipo = 3)"},
-        {"Moduli VEIC", "SELECT COUNT(mvID) FROM ModVfu INNER JOIN SezVfu ON ModVfu.vfuID = SezVfu.vfuID WHERE (SezVfu.saID = ?)"},
-        {"Schede IMB", "SELECT COUNT(siID) FROM SezImb WHERE (saID = ?)"},
-        {"Moduli IMB", "SELECT COUNT(mbID) FROM ModImb INNER JOIN SezImb ON ModImb.siID = SezImb.siID WHERE (SezImb.saID = ?)"},
-        {"Schede TRA-RAEE", "SELECT COUNT(srID) FROM SezRaee WHERE (saID = ? AND srTipo = 1)"},
-        {"Schede CR-RAEE", "SELECT COUNT(srID) FROM SezRaee WHERE (saID = ? AND srTipo = 2)"},
-        {"Moduli RAEE", "SELECT COUNT(msrID) FROM ModRaee INNER JOIN SezRaee ON ModRaee.srID = SezRaee.srID WHERE (SezRaee.saID = ?)"},
-    };
+    anag::SchedeCount n;
+    QString error;
+    qint64 code = 0;
+    if (saID > 0 && !anag::countSchede(ctx.db.current(), saID, &n, &error, &code))
+        ctx.msg.databaseErrorReport(QStringLiteral("Riepilogo delle schede"), code, error, QString());
     QVector<SummaryLine> out;
-    for (const auto &[what, sql] : lines)
-        out.append({QString::fromUtf8(what),
-                    saID > 0 ? ctx.db.scalar(QString::fromLatin1(sql), {saID}).toInt() : 0});
+    for (const anag::CountName &k : anag::countNames())
+        if (k.summary)
+            out.append({QString::fromUtf8(k.summary), n[k.count]});
     return out;
 }
 

@@ -269,12 +269,13 @@ private Q_SLOTS:
         QVERIFY(checkFile(path).ok);
     }
 
-    void runReadingWritesWhatStatementByStatementWrites()
+    void windowedReadingWritesWhatSingleReadingWrites()
     {
-        // exportDeclarations reads each table once for the whole order; a
-        // declaration written outside an order is read statement by
-        // statement. Both must give the same bytes, in a shuffled order that
-        // is not the order of the keys, with every kind of scheda and module.
+        // exportDeclarations reads the declarations a window at a time; a
+        // declaration written by its key is read alone. Both must give the
+        // same bytes, in a shuffled order that is not the order of the keys,
+        // with windows that do not divide the selection, with every kind of
+        // scheda and module.
         TestDb t(dir.path(), QStringLiteral("run.db"));
         QVERIFY(t.ok);
         demo::Options o;
@@ -294,19 +295,20 @@ private Q_SLOTS:
         const QString byRun = dir.filePath(QStringLiteral("run.000"));
         expClass a(t.db, t.msg);
         a.setClock([&] { return fixed; });
+        a.setWindow(3);
         QCOMPARE(exportDeclarations(t.db, t.msg, byRun, ids, {}, &a), ExportResult::Done);
 
-        const QString byStatement = dir.filePath(QStringLiteral("statement.000"));
+        const QString oneByOne = dir.filePath(QStringLiteral("onebyone.000"));
         expClass b(t.db, t.msg);
         b.setClock([&] { return fixed; });
-        QVERIFY(b.open(byStatement));
+        QVERIFY(b.open(oneByOne));
         for (qint64 id : ids)
             QVERIFY(b.write(id));
         QVERIFY(b.close());
 
         const QByteArray run = readAll(byRun);
         QVERIFY(run.size() > 12 * 1000);
-        QCOMPARE(run, readAll(byStatement));
+        QCOMPARE(run, readAll(oneByOne));
     }
 
     void valueThatDoesNotFitStopsTheExport()
@@ -333,6 +335,70 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(path));
         QVERIFY(t.msg.last().contains(QStringLiteral("SA1")));
         QVERIFY(t.msg.last().contains(QStringLiteral("campo Addetti")));
+    }
+
+    void rowsGoInTheOrderOfTheFile()
+    {
+        // Rows stored in another order than the file's: the file sorts them
+        // (schede RIF by code, modules by kind and flag, schede RAEE by kind
+        // and category, schede VFU by kind).
+        TestDb t(dir.path(), QStringLiteral("order.db"));
+        QVERIFY(t.ok);
+        const qint64 sa = add(t.db, "SezAnag", V{{"CodFisc", "01234567897"}});
+        add(t.db, "SezRif", V{{"saID", sa}, {"rifCod", "200101"}});
+        const qint64 rif = add(t.db, "SezRif", V{{"saID", sa}, {"rifCod", "150101"}});
+        for (const auto &[kind, privati, name] : {std::tuple{3, 0, "TRASPORTI"}, {1, 1, "PRIVATO"},
+                                                  {1, 0, "DITTA"}, {2, 0, "DESTINO"}})
+            add(t.db, "ModRif", V{{"rifID", rif}, {"tipoMod", kind}, {"Privati", privati}, {"RagSoc", name}});
+        for (const auto &[kind, category] : {std::pair{2, 1}, {1, 3}, {1, 2}})
+            add(t.db, "SezRaee", V{{"saID", sa}, {"srTipo", kind}, {"srRAEE", category}});
+        for (int kind : {3, 1, 2})
+            add(t.db, "SezVfu", V{{"saID", sa}, {"vfuTipo", kind}});
+
+        const QString path = dir.filePath(QStringLiteral("order.000"));
+        QCOMPARE(exportDeclarations(t.db, t.msg, path, {sa}), ExportResult::Done);
+        QList<QByteArray> got;
+        for (const QByteArray &l : readAll(path).split('\n')) {
+            const QByteArray type = l.left(2);
+            if (type == "BA")
+                got << "BA " + l.mid(46, 6);
+            else if (type == "BB")
+                for (const char *name : {"TRASPORTI", "PRIVATO", "DITTA", "DESTINO"})
+                    if (l.contains(name))
+                        got << QByteArray("BB ") + name;
+            if (type == "RA")
+                got << "RA " + l.mid(41, 3) + l.mid(45, 2);
+            else if (type == "VC")
+                got << "VC " + l.mid(41, 3);
+        }
+        QCOMPARE(got, QList<QByteArray>({"BA 150101", "BB DITTA", "BB PRIVATO", "BB DESTINO", "BB TRASPORTI",
+                                         "BA 200101", "RA TRA02", "RA TRA03", "RA CRR01", "VC AUT", "VC ROT",
+                                         "VC FRA"}));
+    }
+
+    void missingDeclarationStopsTheExport()
+    {
+        // The reader passes over a key the store does not hold; the export
+        // must not: a declaration chosen and gone is an error, wherever it
+        // falls in a window.
+        TestDb t(dir.path(), QStringLiteral("missing.db"));
+        QVERIFY(t.ok);
+        demo::Options o;
+        o.declarations = 5;
+        QList<qint64> ids;
+        QVERIFY(demo::generate(t.db, o, &ids));
+        for (qsizetype at : {qsizetype(0), qsizetype(3), ids.size()}) {
+            QList<qint64> chosen = ids;
+            chosen.insert(at, 999999);
+            t.msg.clear();
+            const QString path = dir.filePath(QStringLiteral("missing.000"));
+            expClass e(t.db, t.msg);
+            e.setWindow(2);
+            QCOMPARE(exportDeclarations(t.db, t.msg, path, chosen, {}, &e), ExportResult::Failed);
+            QVERIFY(!QFile::exists(path));
+            QCOMPARE(t.msg.texts(), QStringList{QStringLiteral(
+                                        "Attenzione, dichiarazione 999999 non trovata: esportazione interrotta.")});
+        }
     }
 
     void cancelDeletesTheFile()
