@@ -38,16 +38,8 @@ QStringList cols(std::initializer_list<const char *> names)
 }
 
 const QStringList Subject = cols({"CodFisc", "RagSoc", "Via", "Civico", "Cap", "prvIstat", "comIstat", "nazID", "RegCE"});
-// Its first five: the company and its street.
-const QStringList SubjectStreet = Subject.mid(0, 5);
 const QStringList Treatment = cols({"qtaSmalt", "umiSmalt", "qtaDep", "umiDep", "qta191", "umi191", "qtaInc", "umiInc",
                                     "qtaDisc", "umiDisc"});
-
-QStringList operator+(QStringList a, const QStringList &b)
-{
-    a += b;
-    return a;
-}
 
 const std::vector<NotCarried> &exceptions()
 {
@@ -61,7 +53,7 @@ const std::vector<NotCarried> &exceptions()
         {"ModRif", 3, cols({"Privati"}), "BB writes Privati for RT modules only"},
         {"ModRif", 4, Subject + cols({"qtaInc", "umiInc", "qtaDisc", "umiDisc"}),
          "an MG module has no counterpart and no incineration or landfill-only quantities"},
-        {"ModRif", 5, SubjectStreet + cols({"nazID", "RegCE", "discDep", "disc191"}) + Treatment,
+        {"ModRif", 5, Subject.mid(0, 5) + cols({"nazID", "RegCE", "discDep", "disc191"}) + Treatment,
          "BC carries only the municipality, the activity and the quantity"},
         {"ModInt", 0, cols({"Cap"}), "the short subject block of DB has no postcode"},
     };
