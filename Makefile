@@ -56,6 +56,7 @@ bench: build
 	$(BUILD)/bench/startup_bench
 	$(BUILD)/bench/takeover_bench 1000
 	$(BUILD)/bench/scale_bench 1000 10000 100000
+	$(BUILD)/bench/elenco_bench 10000
 
 # The Debian package qor2019_*.deb, in the build folder.
 package: build

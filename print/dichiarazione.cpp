@@ -7,6 +7,7 @@
 #include "sections/anag/setup.h"
 #include "shell/dbclass.h"
 #include "shell/qorclass.h"
+#include "shell/tree/tree.h"
 
 #include <QRegularExpression>
 #include <QSqlQuery>
@@ -215,13 +216,15 @@ QString activityCode(const QString &code)
 bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, PageHeading *heading)
 {
     frames->clear();
-    bool ok = false;
-    QSqlQuery q = db.query(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {saID},
-                           dbClass::Which::Current, &ok);
-    if (!ok || !q.next())
-        return false;
-    auto v = [&](const char *column) { return q.value(QLatin1String(column)).toString(); };
-    auto n = [&](const char *column) { return q.value(QLatin1String(column)).toInt(); };
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return sa1Frames(db, d, frames, heading); });
+}
+
+bool sa1Frames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames, PageHeading *heading)
+{
+    frames->clear();
+    const qint64 saID = declaration.key();
+    auto v = [&](const char *column) { return declaration.value(QLatin1String(column)).toString(); };
+    auto n = [&](const char *column) { return declaration.value(QLatin1String(column)).toInt(); };
     const int prv = n("prvIstat"), com = n("comIstat");
     heading->company = v("RagSoc") + QStringLiteral(" - C.F. ") + v("CodFisc");
     const QString place = municipalityText(db, prv, com);
@@ -235,7 +238,7 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, PageHeading *
     const int slPrv = n("slPrvIstat"), slCom = n("slComIstat");
     const QString rea = n("REA") > 0 ? QString::number(n("REA")) : QString();
     const QString mesi = n("Mesi") > 0 ? QString::number(n("Mesi")) : QString();
-    const qint64 exp = q.value(QStringLiteral("ExpID")).toLongLong();
+    const qint64 exp = declaration.value(QStringLiteral("ExpID")).toLongLong();
 
     FormFrame sa1{QStringLiteral("SA1 - Sezione anagrafica"), {}};
     sa1.rows = {
@@ -288,7 +291,7 @@ bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, PageHeading *
     const QString schede = schedePresent(db, saID).value(saID, QStringLiteral("nessuna"));
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
     const qsizetype contents = frames->size();
-    if (!(saAutFrames(db, saID, frames) && rifFrames(db, saID, frames) && matFrames(db, saID, frames)
+    if (!(saAutFrames(db, declaration, frames) && rifFrames(db, saID, frames) && matFrames(db, declaration, frames)
           && intFrames(db, saID, frames) && vfuFrames(db, saID, frames) && imbFrames(db, saID, frames)
           && raeeFrames(db, saID, frames)))
         return false;

@@ -10,6 +10,9 @@
 #include <QString>
 
 class dbClass;
+namespace tree {
+struct Node;
+}
 
 namespace print {
 
@@ -57,6 +60,8 @@ struct PageHeading {
 // AUT, ROT, FRA, IMB, TRA-RAEE, CR-RAEE), the index of the schede (after the
 // schede present) and the closing block to sign; false when it does not exist.
 bool sa1Frames(dbClass &db, qint64 saID, QList<FormFrame> *frames, PageHeading *heading);
+// The same from the declaration already read whole.
+bool sa1Frames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames, PageHeading *heading);
 
 // Writes frames page by page on an opened writer (set up by setupDeclaration)
 // and finishes the document.

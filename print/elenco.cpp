@@ -3,8 +3,11 @@
 #include "print/printcommon.h"
 #include "sections/mat/mat.h"
 #include "shell/dbclass.h"
+#include "shell/dbstatement.h"
+#include "shell/messages.h"
 #include "verify/outcome.h"
 
+#include <QFile>
 #include <QHash>
 #include <QSqlQuery>
 #include <QSqlRecord>
@@ -36,7 +39,23 @@ const Column columns[] = {
 
 } // namespace
 
+// The order of the list: the company name whatever its case and the blanks
+// around it, then the name as written, the tax code and the key. SezAnag has
+// an index on the first three (the schema's), so each window of the list is a
+// short walk of it whatever the number of declarations.
+const QString ElencoOrder[4] = {
+    QStringLiteral("lower(trim(COALESCE(SezAnag.RagSoc, '')))"),
+    QStringLiteral("COALESCE(SezAnag.RagSoc, '')"),
+    QStringLiteral("COALESCE(SezAnag.CodFisc, '')"),
+    QStringLiteral("SezAnag.saID"),
+};
+
 QHash<qint64, QString> schedePresent(dbClass &db, qint64 saID)
+{
+    return schedePresent(db, saID > 0 ? QList<qint64>{saID} : QList<qint64>{});
+}
+
+QHash<qint64, QString> schedePresent(dbClass &db, const QList<qint64> &saIDs)
 {
     // scheda MAT is there when the declaration holds any of its materials
     QStringList anyMaterial;
@@ -58,23 +77,26 @@ QHash<qint64, QString> schedePresent(dbClass &db, qint64 saID)
         {"TRA-RAEE", "SezRaee", QStringLiteral("srTipo = 1")},
         {"CR-RAEE", "SezRaee", QStringLiteral("srTipo = 2")},
     };
+    // the keys bound straight to the store: many positional parameters
+    // through the driver cost it far more than the query
+    const QString only = saIDs.isEmpty() ? QString()
+                                         : QStringLiteral(" AND saID IN (?")
+                                               + QStringLiteral(", ?").repeated(saIDs.size() - 1) + u')';
     QHash<qint64, QStringList> found;
     for (const auto &k : kinds) {
-        bool ok = false;
-        QString sql = QStringLiteral("SELECT saID, COUNT(*) FROM %1 WHERE (%2")
-                          .arg(QLatin1String(k.table), k.filter);
-        QVariantList params;
-        if (saID > 0) {
-            sql += QStringLiteral(" AND saID = ?");
-            params.append(saID);
+        dbStatement q(db.database(dbClass::Which::Current),
+                      QStringLiteral("SELECT saID, COUNT(*) FROM %1 WHERE (%2%3) GROUP BY saID")
+                          .arg(QLatin1String(k.table), k.filter, only));
+        for (int i = 0; i < saIDs.size(); ++i)
+            q.bindInt(i, saIDs.at(i));
+        if (!q.isValid() || !q.exec()) {
+            db.messages().errorReport({}, q.errorCode(), q.error(), QStringLiteral("print.schedePresent"));
+            continue;
         }
-        sql += QStringLiteral(") GROUP BY saID");
-        QSqlQuery q = db.query(sql, params, dbClass::Which::Current, &ok);
-        while (ok && q.next()) {
-            const qint64 n = q.value(1).toLongLong();
+        while (q.next()) {
+            const qint64 n = q.toInt(1);
             const QString label = QLatin1String(k.label);
-            found[q.value(0).toLongLong()].append(n > 1 ? label + QStringLiteral(" (") + QString::number(n) + u')'
-                                                         : label);
+            found[q.toInt(0)].append(n > 1 ? label + QStringLiteral(" (") + QString::number(n) + u')' : label);
         }
     }
     QHash<qint64, QString> out;
@@ -140,59 +162,113 @@ Chamber chamberOf(dbClass &db, const QString &sigla)
     return c;
 }
 
+namespace {
+
+// The outcome table is made by the first verification; reading never makes it.
+bool hasOutcomeTable(dbClass &db)
+{
+    const QStringList tables = db.database(dbClass::Which::Current).tables();
+    return std::any_of(tables.cbegin(), tables.cend(), [](const QString &t) {
+        return t.compare(QLatin1String("VerEsito"), Qt::CaseInsensitive) == 0;
+    });
+}
+
+} // namespace
+
+QString elencoWindowSql(bool outcomes, int chamber, bool after)
+{
+    QString sql = QStringLiteral(
+        "SELECT SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.Via, SezAnag.Civico, "
+        "SezAnag.Cap, SezAnag.ExpID, Comuni.comDesc, Province.prvSigla, expTab.expData, SezAnag.saDataComp, "
+        "%1, %2, %3, %4 "
+        "FROM SezAnag LEFT JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) AND "
+        "(SezAnag.prvIstat = Comuni.prvIstat) LEFT JOIN Province ON SezAnag.prvIstat = "
+        "Province.prvIstat LEFT JOIN expTab ON SezAnag.ExpID = expTab.expID ")
+                      .arg(ElencoOrder[0], ElencoOrder[1], ElencoOrder[2],
+                           outcomes ? QStringLiteral("VerEsito.esito, VerEsito.verData")
+                                    : QStringLiteral("NULL, NULL"));
+    if (outcomes)
+        sql += QStringLiteral("LEFT JOIN VerEsito ON SezAnag.saID = VerEsito.saID ");
+    QStringList where;
+    // the chamber's own index would make the store sort its declarations
+    // again for every window ("+" keeps it off it): walking the order's
+    // index from window to window reads each declaration once
+    if (chamber > 0)
+        where.append(QStringLiteral("+Comuni.comCCIAA = ?"));
+    const QString order = QStringList(std::begin(ElencoOrder), std::end(ElencoOrder)).join(QStringLiteral(", "));
+    // keyset paging: a window starts after the last row of the one before;
+    // the first term alone lets the store start its walk of the index there
+    if (after)
+        where.append(QStringLiteral("%1 >= ? AND (%2) > (?, ?, ?, ?)").arg(ElencoOrder[0], order));
+    if (!where.isEmpty())
+        sql += QStringLiteral("WHERE ") + where.join(QStringLiteral(" AND ")) + u' ';
+    return sql + QStringLiteral("ORDER BY ") + order + QStringLiteral(" LIMIT ?");
+}
+
+bool forEachElencoRow(dbClass &db, int chamber, const ElencoVisit &visit, int window)
+{
+    const bool outcomes = hasOutcomeTable(db);
+    const QString first = elencoWindowSql(outcomes, chamber, false);
+    const QString next = elencoWindowSql(outcomes, chamber, true);
+    QList<ElencoRow> rows;
+    QVariantList last;   // the order's values of the last row read
+    for (;;) {
+        QVariantList params;
+        if (chamber > 0)
+            params.append(chamber);
+        if (!last.isEmpty())
+            params << last.first() << last;
+        params.append(window);
+        bool ok = false;
+        QSqlQuery q = db.query(last.isEmpty() ? first : next, params, dbClass::Which::Current, &ok);
+        if (!ok)
+            return false;
+        rows.clear();
+        while (q.next()) {
+            ElencoRow r;
+            r.saID = q.value(0).toLongLong();
+            r.ragSoc = q.value(1).toString();
+            r.codFisc = q.value(2).toString();
+            r.unita = q.value(3).toString();
+            const QString civico = q.value(4).toString().trimmed();
+            if (!civico.isEmpty())
+                r.unita += QStringLiteral(", ") + civico;
+            const QString cap = q.value(5).toString().trimmed();
+            if (!cap.isEmpty())
+                r.unita += QStringLiteral(" - ") + cap;
+            r.comune = q.value(7).toString();
+            const QString sigla = q.value(8).toString();
+            if (!sigla.isEmpty())
+                r.comune += QStringLiteral(" (") + sigla + u')';
+            const qint64 exp = q.value(6).toLongLong();
+            r.esportazione = exp > 0 ? QStringLiteral("n. ") + QString::number(exp) + QStringLiteral(" del ")
+                                           + italianDate(q.value(9).toString())
+                                     : QStringLiteral("non esportata");
+            r.compilata = italianDate(q.value(10).toString().trimmed());
+            r.verifica = verify::outcomeText(verify::outcomeOf(q.value(14), q.value(15)));
+            last = {q.value(11), q.value(12), q.value(13), r.saID};
+            rows.append(r);
+        }
+        if (rows.isEmpty())
+            return true;
+        QList<qint64> keys;
+        keys.reserve(rows.size());
+        for (const ElencoRow &r : std::as_const(rows))
+            keys.append(r.saID);
+        const QHash<qint64, QString> schede = schedePresent(db, keys);
+        for (ElencoRow &r : rows) {
+            r.schede = schede.value(r.saID, QStringLiteral("nessuna"));
+            visit(r);
+        }
+        if (rows.size() < window)
+            return true;
+    }
+}
+
 bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows)
 {
     rows->clear();
-    QString sql = QStringLiteral(
-        "SELECT SezAnag.saID, SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.Via, SezAnag.Civico, "
-        "SezAnag.Cap, SezAnag.ExpID, Comuni.comDesc, Province.prvSigla, expTab.expData, SezAnag.saDataComp "
-        "FROM SezAnag LEFT JOIN Comuni ON (SezAnag.comIstat = Comuni.comIstat) AND "
-        "(SezAnag.prvIstat = Comuni.prvIstat) LEFT JOIN Province ON SezAnag.prvIstat = "
-        "Province.prvIstat LEFT JOIN expTab ON SezAnag.ExpID = expTab.expID ");
-    QVariantList params;
-    if (chamber > 0) {
-        sql += QStringLiteral("WHERE (Comuni.comCCIAA = ?) ");
-        params.append(chamber);
-    }
-    sql += QStringLiteral("ORDER BY SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.saID");
-    bool ok = false;
-    QSqlQuery q = db.query(sql, params, dbClass::Which::Current, &ok);
-    if (!ok)
-        return false;
-    while (q.next()) {
-        ElencoRow r;
-        r.saID = q.value(0).toLongLong();
-        r.ragSoc = q.value(1).toString();
-        r.codFisc = q.value(2).toString();
-        r.unita = q.value(3).toString();
-        const QString civico = q.value(4).toString().trimmed();
-        if (!civico.isEmpty())
-            r.unita += QStringLiteral(", ") + civico;
-        const QString cap = q.value(5).toString().trimmed();
-        if (!cap.isEmpty())
-            r.unita += QStringLiteral(" - ") + cap;
-        r.comune = q.value(7).toString();
-        const QString sigla = q.value(8).toString();
-        if (!sigla.isEmpty())
-            r.comune += QStringLiteral(" (") + sigla + u')';
-        const qint64 exp = q.value(6).toLongLong();
-        r.esportazione = exp > 0 ? QStringLiteral("n. ") + QString::number(exp) + QStringLiteral(" del ")
-                                       + italianDate(q.value(9).toString())
-                                 : QStringLiteral("non esportata");
-        r.compilata = italianDate(q.value(10).toString().trimmed());
-        rows->append(r);
-    }
-    const QHash<qint64, QString> schede = schedePresent(db);
-    const QHash<qint64, verify::LastOutcome> outcomes = verify::lastOutcomes(db);
-    for (ElencoRow &r : *rows) {
-        r.schede = schede.value(r.saID, QStringLiteral("nessuna"));
-        r.verifica = verify::outcomeText(outcomes.value(r.saID));
-    }
-    // by company name whatever its case, then tax code and key as read
-    std::stable_sort(rows->begin(), rows->end(), [](const ElencoRow &a, const ElencoRow &b) {
-        return a.ragSoc.trimmed().compare(b.ragSoc.trimmed(), Qt::CaseInsensitive) < 0;
-    });
-    return true;
+    return forEachElencoRow(db, chamber, [rows](const ElencoRow &r) { rows->append(r); });
 }
 
 void setupElenco(clsPDFCreator &pdf)
@@ -203,94 +279,150 @@ void setupElenco(clsPDFCreator &pdf)
     pdf.setAuthor(QStringLiteral("Qor 2019"));
 }
 
-bool writeElenco(clsPDFCreator &pdf, const QList<ElencoRow> &rows, const QString &subtitle,
-                 const QDateTime &printed)
+namespace {
+
+// Lays the rows out page by page: a row goes on the next page when it does
+// not fit, and so does the closing count line. Without `drawing` it only
+// counts (the first pass, for the page count every footer shows); with it,
+// it draws the pages, which must number *pages.
+struct Drawing {
+    const QString &subtitle;
+    const QDateTime &printed;
+    int pages;
+};
+
+bool layOut(clsPDFCreator &pdf, const ElencoSource &source, const Drawing *drawing, int *pages,
+            qint64 *count)
 {
-    if (!addPrintFonts(pdf))
-        return false;
-
-    // measure every row first: the page count goes in every footer
-    pdf.setFont(Regular, FontSize);
-    QList<PlacedRow> placed;
-    for (const ElencoRow &r : rows) {
-        PlacedRow p;
-        int lines = 1;
-        for (const Column &c : columns) {
-            p.cells.append(wrapText(pdf, r.*(c.field), c.width - 1));
-            lines = std::max(lines, int(p.cells.last().size()));
-        }
-        p.height = lines * LineStep + RowPadding;
-        placed.append(p);
-    }
-    const double totalHeight = 8;   // the closing count line
-    QList<int> pageOf;
-    int page = 1;
+    int page = 0;
     double y = BodyTop;
-    for (const PlacedRow &p : placed) {
-        if (y + p.height > BodyBottom && y > BodyTop) {
-            ++page;
-            y = BodyTop;
-        }
-        pageOf.append(page);
-        y += p.height;
-    }
-    if (y + totalHeight > BodyBottom && y > BodyTop)
-        ++page;
-    const int pages = page;
-
-    page = 0;
-    y = BodyTop;
+    qint64 n = 0;
     auto newPage = [&] {
-        if (page > 0)
-            pdf.endPage();
+        if (drawing) {
+            if (page > 0)
+                pdf.endPage();
+            pdf.beginPage();
+            pageHeader(pdf, drawing->subtitle, drawing->printed);
+            pageFooter(pdf, page + 1, drawing->pages);
+        }
         ++page;
-        pdf.beginPage();
-        pageHeader(pdf, subtitle, printed);
-        pageFooter(pdf, page, pages);
         y = BodyTop;
     };
     newPage();
-    pdf.setStrokeGray(0.6);
-    for (int i = 0; i < placed.size(); ++i) {
-        if (pageOf.at(i) != page) {
-            newPage();
-            pdf.setStrokeGray(0.6);
-        }
-        const PlacedRow &p = placed.at(i);
+    if (drawing)
+        pdf.setStrokeGray(0.6);
+    QList<QStringList> cells;
+    const bool read = source([&](const ElencoRow &r) {
         pdf.setFont(Regular, FontSize);
-        for (int c = 0; c < p.cells.size(); ++c)
-            for (int l = 0; l < p.cells.at(c).size(); ++l)
-                pdf.text(columns[c].x, y + l * LineStep, p.cells.at(c).at(l));
-        pdf.setLineWidth(0.1);
-        pdf.line(Left, y + p.height - LineStep + 0.4, Right, y + p.height - LineStep + 0.4);
-        y += p.height;
-    }
-    pdf.setStrokeGray(0);
+        cells.clear();
+        int lines = 1;
+        for (const Column &c : columns) {
+            cells.append(wrapText(pdf, r.*(c.field), c.width - 1));
+            lines = std::max(lines, int(cells.last().size()));
+        }
+        const double height = lines * LineStep + RowPadding;
+        if (y + height > BodyBottom && y > BodyTop) {
+            newPage();
+            if (drawing)
+                pdf.setStrokeGray(0.6);
+        }
+        if (drawing) {
+            pdf.setFont(Regular, FontSize);
+            for (int c = 0; c < cells.size(); ++c)
+                for (int l = 0; l < cells.at(c).size(); ++l)
+                    pdf.text(columns[c].x, y + l * LineStep, cells.at(c).at(l));
+            pdf.setLineWidth(0.1);
+            pdf.line(Left, y + height - LineStep + 0.4, Right, y + height - LineStep + 0.4);
+        }
+        y += height;
+        ++n;
+    });
+    if (!read)
+        return false;
+    const double totalHeight = 8;   // the closing count line
+    if (drawing)
+        pdf.setStrokeGray(0);
     if (y + totalHeight > BodyBottom && y > BodyTop)
         newPage();
-    pdf.setFont(Bold, 9);
-    pdf.text(Left, y + 3,
-             rows.isEmpty() ? QStringLiteral("Nessuna dichiarazione.")
-                            : QStringLiteral("Totale dichiarazioni: ") + QString::number(rows.size()));
-    return pdf.finish();
+    if (drawing) {
+        pdf.setFont(Bold, 9);
+        pdf.text(Left, y + 3,
+                 n == 0 ? QStringLiteral("Nessuna dichiarazione.")
+                        : QStringLiteral("Totale dichiarazioni: ") + QString::number(n));
+    }
+    *pages = page;
+    *count = n;
+    return true;
 }
 
-bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QString &path, QString *error)
+} // namespace
+
+bool writeElencoFrom(clsPDFCreator &pdf, const ElencoSource &source, const QString &subtitle,
+                 const QDateTime &printed, QString *error)
 {
-    QList<ElencoRow> rows;
-    if (!readElenco(db, chamber, &rows)) {
+    if (!addPrintFonts(pdf)) {
+        if (error)
+            *error = pdf.errorString();
+        return false;
+    }
+    int pages = 0, drawnPages = 0;
+    qint64 counted = 0, drawn = 0;
+    if (!layOut(pdf, source, nullptr, &pages, &counted)) {
         if (error)
             *error = QStringLiteral("Lettura delle dichiarazioni non riuscita.");
         return false;
     }
-    clsPDFCreator pdf;
-    setupElenco(pdf);
-    if (!pdf.open(path) || !writeElenco(pdf, rows, subtitle, QDateTime::currentDateTime())) {
+    const Drawing drawing{subtitle, printed, pages};
+    if (!layOut(pdf, source, &drawing, &drawnPages, &drawn)) {
+        if (error)
+            *error = QStringLiteral("Lettura delle dichiarazioni non riuscita.");
+        return false;
+    }
+    // the footers were numbered after the first reading
+    if (drawnPages != pages || drawn != counted) {
+        if (error)
+            *error = QStringLiteral("Le dichiarazioni sono cambiate durante la stampa: ripetere la stampa.");
+        return false;
+    }
+    if (!pdf.finish()) {
         if (error)
             *error = pdf.errorString();
         return false;
     }
     return true;
+}
+
+bool writeElenco(clsPDFCreator &pdf, const QList<ElencoRow> &rows, const QString &subtitle,
+                 const QDateTime &printed)
+{
+    return writeElencoFrom(
+        pdf,
+        [&rows](const ElencoVisit &visit) {
+            for (const ElencoRow &r : rows)
+                visit(r);
+            return true;
+        },
+        subtitle, printed);
+}
+
+bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QString &path, QString *error)
+{
+    bool ok = false;
+    {
+        clsPDFCreator pdf;
+        setupElenco(pdf);
+        if (!pdf.open(path)) {
+            if (error)
+                *error = pdf.errorString();
+            return false;
+        }
+        ok = writeElencoFrom(
+            pdf, [&db, chamber](const ElencoVisit &visit) { return forEachElencoRow(db, chamber, visit); },
+            subtitle, QDateTime::currentDateTime(), error);
+    }
+    if (!ok)   // no half-written list left behind
+        QFile::remove(path);
+    return ok;
 }
 
 } // namespace print

@@ -11,6 +11,7 @@
 #include <QHash>
 #include <QList>
 #include <QString>
+#include <functional>
 
 class dbClass;
 
@@ -39,16 +40,38 @@ Chamber chamberOf(dbClass &db, const QString &sigla);
 // the menu with their count when more than one: "SA-AUT, RIF (2), ROT".
 // Declarations without schede are absent.
 QHash<qint64, QString> schedePresent(dbClass &db, qint64 saID = 0);
+// The same for the declarations given (all of them when none is).
+QHash<qint64, QString> schedePresent(dbClass &db, const QList<qint64> &saIDs);
 
-// Reads the declarations in order of company name (whatever its case), tax
-// code, saID; chamber 0
-// takes them all, otherwise those whose local-unit municipality has that
-// competent chamber. False when a query failed (reported by the database object).
+// Sees the rows of the list one by one, in order.
+using ElencoVisit = std::function<void(const ElencoRow &)>;
+
+// Visits the declarations in order of company name (whatever its case), then
+// the name as written, tax code and saID; chamber 0 takes them all, otherwise
+// those whose local-unit municipality has that competent chamber. The list
+// is read a window of declarations at a time (keyset paging on that order),
+// so memory does not grow with the number of declarations. False when a
+// query failed (reported by the database object).
+bool forEachElencoRow(dbClass &db, int chamber, const ElencoVisit &visit, int window = 500);
+// The query of one window: with `after`, the window that follows the row
+// whose order values are bound (the name's key again first, then the four
+// values); the chamber, when any, is bound before them and the window's size
+// last. outcomes: whether the store has the table of verification outcomes.
+QString elencoWindowSql(bool outcomes, int chamber, bool after);
+// The whole list at once (small lists and tests).
 bool readElenco(dbClass &db, int chamber, QList<ElencoRow> *rows);
 
+// Runs a visit over every row of a list; false when reading failed. The
+// list is printed in two passes (the first counts the pages), so a source
+// must give the same rows each time it is run.
+using ElencoSource = std::function<bool(const ElencoVisit &)>;
+
 // Lays the list out on an opened writer (which it sets to millimetres and
-// A4 landscape: call before open()) and finishes the document.
+// A4 landscape: call before open()) and finishes the document. error gets
+// the reason of a failure.
 void setupElenco(clsPDFCreator &pdf);
+bool writeElencoFrom(clsPDFCreator &pdf, const ElencoSource &source, const QString &subtitle,
+                 const QDateTime &printed, QString *error = nullptr);
 bool writeElenco(clsPDFCreator &pdf, const QList<ElencoRow> &rows, const QString &subtitle,
                  const QDateTime &printed);
 

@@ -14,9 +14,13 @@ bool addPrintFonts(clsPDFCreator &pdf)
 
 QStringList wrapText(const clsPDFCreator &pdf, const QString &text, double width)
 {
+    // most texts fit whole: the words would all land on the one line
+    const QString simple = text.simplified();
+    if (pdf.textWidth(simple) <= width)
+        return {simple};
     QStringList lines;
     QString current;
-    const QStringList words = text.simplified().split(u' ', Qt::SkipEmptyParts);
+    const QStringList words = simple.split(u' ', Qt::SkipEmptyParts);
     for (QString word : words) {
         const QString candidate = current.isEmpty() ? word : current + u' ' + word;
         if (pdf.textWidth(candidate) <= width) {

@@ -8,9 +8,11 @@
 #include "sections/rif/modules.h"
 #include "sections/stream/stream.h"
 #include "shell/dbclass.h"
+#include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "sections/mat/mat.h"
 #include "shell/qty.h"
+#include "shell/tree/tree.h"
 
 #include <QMap>
 #include <QSqlQuery>
@@ -31,16 +33,16 @@ const std::pair<const char *, const char *> physicalStates[] = {
 
 QString u8(const char *s) { return QString::fromUtf8(s); }
 
-// Reads one row of a query by column name.
+// Reads one row, of a query or of the declaration tree, by column name.
 struct Row {
-    const QSqlQuery &q;
-    QString text(const char *c) const { return q.value(QLatin1String(c)).toString().trimmed(); }
-    int num(const char *c) const { return q.value(QLatin1String(c)).toInt(); }
+    std::function<QVariant(QLatin1String)> get;
+    explicit Row(const QSqlQuery &q) : get([&q](QLatin1String c) { return q.value(c); }) {}
+    explicit Row(const tree::Node &n) : get([&n](QLatin1String c) { return n.value(c); }) {}
+    QVariant value(const char *c) const { return get(QLatin1String(c)); }
+    QString text(const char *c) const { return value(c).toString().trimmed(); }
+    int num(const char *c) const { return value(c).toInt(); }
     QString flag(const char *c) const { return num(c) != 0 ? QStringLiteral("X") : QString(); }
-    QString qty(const char *q_, const char *u) const
-    {
-        return quantityText(q.value(QLatin1String(q_)), q.value(QLatin1String(u)));
-    }
+    QString qty(const char *q_, const char *u) const { return quantityText(value(q_), value(u)); }
 };
 
 FormField heading(const QString &text) { return {text, {}, 0}; }
@@ -60,9 +62,9 @@ void appendPhysicalState(FormFrame &f, const Row &r)
     f.rows.append(states);
 }
 
-QString number(const QSqlQuery &q, const char *column)
+QString number(const Row &r, const char *column)
 {
-    const QVariant v = q.value(QLatin1String(column));
+    const QVariant v = r.value(column);
     return v.isNull() || v.toLongLong() == 0 ? QString() : Qty::fromInt(v.toLongLong()).format(0);
 }
 
@@ -344,21 +346,42 @@ QString tickedOperations(const QString &stored, const QStringList &codes)
     return ticked.join(QStringLiteral(", "));
 }
 
+bool withDeclaration(dbClass &db, qint64 saID, const std::function<bool(const tree::Node &)> &build)
+{
+    tree::Reader reader(db.database(dbClass::Which::Current));
+    reader.select({saID});
+    const tree::Node *declaration = reader.next();
+    if (reader.failed())
+        db.messages().errorReport({}, reader.errorCode(), reader.error(), QStringLiteral("print.withDeclaration"));
+    return declaration && build(*declaration);
+}
+
+QVariantMap rowMap(const tree::Node &row)
+{
+    QVariantMap m;
+    for (qsizetype i = 0; i < qsizetype(row.table->columns.size()); ++i)
+        m.insert(row.table->columns.at(i).name, row.values.value(i));
+    return m;
+}
+
 bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    bool ok = false;
-    QSqlQuery q = db.query(QStringLiteral("SELECT * FROM SaAut WHERE (saID = ?) ORDER BY suID"), {saID},
-                           dbClass::Which::Current, &ok);
-    if (!ok)
-        return false;
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return saAutFrames(db, d, frames); });
+}
+
+bool saAutFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     const QStringList recovery = operationCodes(db, 1), disposal = operationCodes(db, 2);
-    const auto amount = [&q](const char *column, const char *unit) {
-        const QString n = number(q, column);
-        return n.isEmpty() ? n : n + u' ' + u8(unit);
-    };
     int n = 0;
-    while (q.next()) {
-        const Row r{q};
+    // in order of key, as the tree holds them
+    for (const tree::Node *row : declaration.children) {
+        if (row->table->name != QLatin1String("SaAut"))
+            continue;
+        const Row r{*row};
+        const auto amount = [&r](const char *column, const char *unit) {
+            const QString n = number(r, column);
+            return n.isEmpty() ? n : n + u' ' + u8(unit);
+        };
         const QString name = u8("Scheda SA-AUT n. ") + QString::number(++n);
         FormFrame f{name + u8(" - Autorizzazioni"), {}};
         f.rows.append({{u8("n° progressivo Scheda SA-AUT"), QString::number(n), 40},
@@ -412,11 +435,16 @@ bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 
 bool matFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    AppContext ctx = contextOf(db);
-    if (!mat::present(ctx, saID))
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return matFrames(db, d, frames); });
+}
+
+bool matFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
+    const fields::Record materials = mat::fromRow(rowMap(declaration));
+    if (!mat::present(materials))
         return true;
     const qsizetype first = frames->size();
-    for (const FieldFrame &g : fieldFrames(db, mat::schedaFields(), mat::load(ctx, saID)))
+    for (const FieldFrame &g : fieldFrames(db, mat::schedaFields(), materials))
         frames->append({u8("Scheda MAT - ") + g.title, packed(g.fields)});
     markScheda(frames, first, u8("Scheda MAT"));
     return true;

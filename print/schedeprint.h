@@ -8,9 +8,22 @@
 
 #include "print/dichiarazione.h"
 
+#include <QVariantMap>
+#include <functional>
+
 class dbClass;
+namespace tree {
+struct Node;
+}
 
 namespace print {
+
+// Reads the declaration saID whole, with one reader of the declaration tree,
+// and hands it to build; false when it is not there, when the reading failed
+// (reported) or when build fails.
+bool withDeclaration(dbClass &db, qint64 saID, const std::function<bool(const tree::Node &)> &build);
+// A row of the tree as column name -> value.
+QVariantMap rowMap(const tree::Node &row);
 
 // Appends the frames of every scheda RIF of the declaration (order of waste
 // code, then key), each followed by its modules. False when a query failed.
@@ -18,8 +31,10 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 
 // The authorisations of scheda SA-AUT (order of suID).
 bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool saAutFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 // Scheda MAT: the secondary materials of the declaration, when it has any.
 bool matFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool matFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 // The schede INT (order of waste code, then key), each with its modules UO, UD.
 bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 

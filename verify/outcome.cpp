@@ -53,13 +53,20 @@ QHash<qint64, LastOutcome> lastOutcomes(dbClass &db)
     bool ok = false;
     QSqlQuery q = db.query(QStringLiteral("SELECT saID, esito, verData FROM VerEsito"), {}, dbClass::Which::Current, &ok);
     while (ok && q.next()) {
-        const int level = q.value(1).toInt();
-        if (level < 0 || level > 2)
-            continue;
-        out.insert(q.value(0).toLongLong(),
-                   {Outcome(level), QDate::fromString(q.value(2).toString(), Qt::ISODate)});
+        const LastOutcome o = outcomeOf(q.value(1), q.value(2));
+        if (o.outcome != Outcome::Unknown)
+            out.insert(q.value(0).toLongLong(), o);
     }
     return out;
+}
+
+LastOutcome outcomeOf(const QVariant &level, const QVariant &day)
+{
+    bool ok = false;
+    const int l = level.toInt(&ok);
+    if (!ok || l < 0 || l > 2)
+        return {};
+    return {Outcome(l), QDate::fromString(day.toString(), Qt::ISODate)};
 }
 
 QString outcomeText(const LastOutcome &o)

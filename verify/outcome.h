@@ -43,6 +43,9 @@ bool recordOutcome(dbClass &db, qint64 saID, int level, const QDate &day);
 // The recorded outcome of every declaration that has one (none while the
 // table is missing).
 QHash<qint64, LastOutcome> lastOutcomes(dbClass &db);
+// The outcome of a stored level and day (read with the declaration): Unknown
+// for a null or out-of-range level.
+LastOutcome outcomeOf(const QVariant &level, const QVariant &day);
 // As the list of declarations shows it: "errori", "avvisi", "nessuna
 // segnalazione", each with the day, or "non verificata".
 QString outcomeText(const LastOutcome &o);

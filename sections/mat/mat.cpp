@@ -31,7 +31,11 @@ fields::Record load(AppContext &ctx, qint64 saID)
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT * FROM SezAnag WHERE (saID = ?)"), {saID});
     if (!q.next())
         return blank();
-    QVariantMap row = dbClass::rowMap(q);
+    return fromRow(dbClass::rowMap(q));
+}
+
+fields::Record fromRow(const QVariantMap &row)
+{
     fields::Record r = fields::fromStore(schedaFields(), row);
     fields::defaultQuantities(schedaFields(), r);
     return r;
@@ -39,7 +43,11 @@ fields::Record load(AppContext &ctx, qint64 saID)
 
 bool present(AppContext &ctx, qint64 saID)
 {
-    const fields::Record r = load(ctx, saID);
+    return present(load(ctx, saID));
+}
+
+bool present(const fields::Record &r)
+{
     for (const fields::Field &f : schedaFields())
         if (r.value(f.name).toLongLong() != 0)
             return true;

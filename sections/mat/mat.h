@@ -11,8 +11,11 @@ namespace mat {
 const fields::Table &schedaFields();
 fields::Record blank();
 fields::Record load(AppContext &ctx, qint64 saID);
+// The record of a SezAnag row already read (column name -> value).
+fields::Record fromRow(const QVariantMap &row);
 // Whether the declaration has any material quantity (the scheda exists).
 bool present(AppContext &ctx, qint64 saID);
+bool present(const fields::Record &r);
 
 // -1, or the position of the first quantity the exchange file cannot carry.
 int saveCheck(AppContext &ctx, const fields::Record &r);

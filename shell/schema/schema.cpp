@@ -116,9 +116,12 @@ std::vector<Table> build()
                num("ExpID"), text("CodFiscAnno", 20)};
         materials(c, 20);
         t.push_back({QStringLiteral("SezAnag"), QStringLiteral("saID"), {}, {}, c, false, {},
-                     // the last: the order of the list of declarations
+                     // the last two: the order of the list of declarations
+                     // on screen, and printed (the name whatever its case)
                      {QStringLiteral("CodFisc"), QStringLiteral("prvIstat,comIstat"),
-                      QStringLiteral("RagSoc,CodFisc")}});
+                      QStringLiteral("RagSoc,CodFisc"),
+                      QStringLiteral("lower(trim(COALESCE(RagSoc, ''))), COALESCE(RagSoc, ''), "
+                                     "COALESCE(CodFisc, '')")}});
     }
     {
         Cols c{key("suID"), num("saID"), text("suEstremi", 20), date("suDataRil"),

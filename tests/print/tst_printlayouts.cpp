@@ -21,6 +21,7 @@
 #include <QBuffer>
 #include <QRegularExpression>
 #include <QFile>
+#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -97,6 +98,9 @@ private Q_SLOTS:
     void listReadsDeclarations();
     void listIsPaginatedWithoutOverlaps();
     void listShowsLastVerification();
+    void listOrderHoldsAcrossWindows();
+    void listWindowWalksAnIndex();
+    void listPagesCountedBeforeDrawn();
     void declarationPrintsAnagrafica();
     void declarationPrintsSchedeRif();
     void declarationPrintsSaAutAndInt();
@@ -307,6 +311,126 @@ void TestPrintLayouts::listShowsLastVerification()
     QVERIFY(verify::recordOutcome(*db_, forli_, 2, QDate(2019, 3, 6)));
     QCOMPARE(shown(forli_), QStringLiteral("errori (06/03/2019)"));
     QVERIFY(db_->execute(QStringLiteral("DELETE FROM VerEsito")));
+}
+
+// The list is read a window at a time in the order of the SQL; it must be
+// the order the list always had: the rows by name, tax code and key, then
+// sorted again (stably) by the name trimmed and whatever its case.
+void TestPrintLayouts::listOrderHoldsAcrossWindows()
+{
+    QList<qint64> added;
+    int n = 0;
+    for (const char *name : {"beta", "Beta", "BETA", "  alfa", "Alfa", "alfa ", "ALFA", "Gamma", "Gamma", "gamma",
+                             "delta", "Delta", "", "_x", "Ditta 1", "DITTA 1", "ditta 10"}) {
+        for (const char *cf : {"BBB", "AAA"})
+            added.append(addDeclaration(QString::fromLatin1(cf) + QString::number(n / 3), QString::fromLatin1(name),
+                                        n % 2 ? 40 : 15, n % 2 ? 12 : 146));
+        ++n;
+    }
+    const int milano = print::chamberOf(*db_, QStringLiteral("MI")).code;
+    for (const int chamber : {0, milano}) {
+        // the rows as the list read them before it was read in windows
+        QString sql = QStringLiteral("SELECT SezAnag.saID, SezAnag.RagSoc FROM SezAnag LEFT JOIN Comuni ON "
+                                     "(SezAnag.comIstat = Comuni.comIstat) AND (SezAnag.prvIstat = Comuni.prvIstat) ");
+        if (chamber > 0)
+            sql += QStringLiteral("WHERE (Comuni.comCCIAA = %1) ").arg(chamber);
+        QSqlQuery q = db_->query(sql + QStringLiteral("ORDER BY SezAnag.RagSoc, SezAnag.CodFisc, SezAnag.saID"));
+        QList<std::pair<qint64, QString>> before;
+        while (q.next())
+            before.append({q.value(0).toLongLong(), q.value(1).toString()});
+        std::stable_sort(before.begin(), before.end(), [](const auto &a, const auto &b) {
+            return a.second.trimmed().compare(b.second.trimmed(), Qt::CaseInsensitive) < 0;
+        });
+        QList<qint64> expected;
+        for (const auto &r : before)
+            expected.append(r.first);
+        QVERIFY(expected.size() > 40);
+        // windows that end inside groups of equal names, and one for all
+        for (const int window : {1, 2, 3, 7, 500}) {
+            QList<qint64> got;
+            QVERIFY(print::forEachElencoRow(*db_, chamber, [&got](const print::ElencoRow &r) { got.append(r.saID); },
+                                            window));
+            QCOMPARE(got, expected);
+        }
+    }
+    // the rows of each window get their own schede
+    QList<print::ElencoRow> rows;
+    QVERIFY(print::forEachElencoRow(*db_, 0, [&rows](const print::ElencoRow &r) { rows.append(r); }, 2));
+    for (const print::ElencoRow &r : rows)
+        QCOMPARE(r.schede, r.saID == first_ ? QStringLiteral("SA-AUT, RIF (2), FRA, TRA-RAEE")
+                                            : QStringLiteral("nessuna"));
+    for (qint64 id : added)
+        QVERIFY(db_->execute(QStringLiteral("DELETE FROM SezAnag WHERE (saID = ?)"), {id}));
+}
+
+// Each window walks the order's index from where the last one ended: no sort
+// of the whole selection per window, whatever is asked.
+void TestPrintLayouts::listWindowWalksAnIndex()
+{
+    const int milano = print::chamberOf(*db_, QStringLiteral("MI")).code;
+    for (const bool outcomes : {false, true})
+        for (const int chamber : {0, milano})
+            for (const bool after : {false, true}) {
+                QVariantList params;
+                if (chamber > 0)
+                    params.append(chamber);
+                if (after)
+                    params << QStringLiteral("ditta") << QStringLiteral("ditta") << QStringLiteral("Ditta")
+                           << QStringLiteral("ZZ") << 1;
+                params.append(10);
+                if (outcomes)
+                    QVERIFY(verify::ensureOutcomeTable(*db_));
+                bool ok = false;
+                QSqlQuery q = db_->query(QStringLiteral("EXPLAIN QUERY PLAN ")
+                                             + print::elencoWindowSql(outcomes, chamber, after),
+                                         params, dbClass::Which::Current, &ok);
+                QVERIFY(ok);
+                QStringList plan;
+                while (q.next())
+                    plan.append(q.value(3).toString());
+                const QString text = plan.join(u'\n');
+                QVERIFY2(!text.contains(QStringLiteral("TEMP B-TREE")), qPrintable(text));
+                QVERIFY2(text.contains(after ? QStringLiteral("SEARCH SezAnag USING INDEX")
+                                             : QStringLiteral("SCAN SezAnag USING INDEX")),
+                         qPrintable(text));
+            }
+}
+
+// The footers carry the page count, so the list is laid out twice: a list
+// that changes in between is refused, not printed with wrong numbers.
+void TestPrintLayouts::listPagesCountedBeforeDrawn()
+{
+    QList<print::ElencoRow> rows;
+    QVERIFY(print::readElenco(*db_, 0, &rows));
+    int runs = 0;
+    QByteArray doc;
+    QBuffer buf(&doc);
+    buf.open(QIODevice::WriteOnly);
+    clsPDFCreator pdf;
+    print::setupElenco(pdf);
+    QVERIFY(pdf.open(&buf));
+    QString error;
+    QVERIFY(!print::writeElencoFrom(
+        pdf,
+        [&](const print::ElencoVisit &visit) {
+            for (qsizetype i = 0; i < rows.size() - (runs ? 40 : 0); ++i)
+                visit(rows.at(i));
+            ++runs;
+            return true;
+        },
+        QStringLiteral("x"), QDateTime::currentDateTime(), &error));
+    QCOMPARE(runs, 2);
+    QVERIFY2(error.contains(QStringLiteral("cambiate durante la stampa")), qPrintable(error));
+
+    // a failed reading ends the print with its reason
+    clsPDFCreator other;
+    print::setupElenco(other);
+    QBuffer sink;
+    sink.open(QIODevice::WriteOnly);
+    QVERIFY(other.open(&sink));
+    QVERIFY(!print::writeElencoFrom(other, [](const print::ElencoVisit &) { return false; }, QStringLiteral("x"),
+                                QDateTime::currentDateTime(), &error));
+    QCOMPARE(error, QStringLiteral("Lettura delle dichiarazioni non riuscita."));
 }
 
 void TestPrintLayouts::declarationPrintsAnagrafica()
