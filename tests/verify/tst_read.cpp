@@ -40,35 +40,38 @@ void TestRead::generatedSet()
     every.everySection = true;
     QVERIFY2(exch::demo::generate(*f.db, every, nullptr, &error), qPrintable(error));
 
+    // Each statement in a stated order (the one of the indexes SQLite used
+    // when the reference was written): the keys the new rows get must not
+    // hang on the index the engine happens to choose.
     for (const char *sql : {
              // schede and modules added after the others, read before them
              "INSERT INTO SezRif (saID, rifCod, qtaProd, umiProd) SELECT saID, '010101', 1000, 1 "
-             "FROM SezAnag WHERE saID % 3 = 0",
+             "FROM SezAnag WHERE saID % 3 = 0 ORDER BY prvIstat, comIstat, saID",
              "INSERT INTO ModRif (rifID, tipoMod, Privati, qtaMod, umiMod) SELECT rifID, 1, 1, 1500, 1 "
-             "FROM SezRif WHERE rifID % 2 = 0",
+             "FROM SezRif WHERE rifID % 2 = 0 ORDER BY saID, rifID",
              "INSERT INTO ModRif (rifID, tipoMod, Privati, qtaMod, umiMod) SELECT rifID, 1, 0, 250, 1 "
-             "FROM SezRif WHERE rifID % 4 = 0",
+             "FROM SezRif WHERE rifID % 4 = 0 ORDER BY saID, rifID",
              "INSERT INTO ModRif (rifID, tipoMod, nazID, qtaMod, umiMod, qtaDep, umiDep) "
-             "SELECT rifID, 2, 5, 2, 2, 1000, 1 FROM SezRif WHERE rifID % 5 = 0",
+             "SELECT rifID, 2, 5, 2, 2, 1000, 1 FROM SezRif WHERE rifID % 5 = 0 ORDER BY saID, rifID",
              "INSERT INTO RecRif (mrID, Posizione, Codice, qta, umi) SELECT mrID, 1, 'D1', 700, 1 "
-             "FROM ModRif WHERE tipoMod = 4",
+             "FROM ModRif WHERE tipoMod = 4 ORDER BY rifID, mrID",
              "INSERT INTO RecRif (mrID, Posizione, Codice, qta, umi) SELECT mrID, 1, 'R99', 3, 2 "
-             "FROM ModRif WHERE tipoMod = 4 AND mrID % 2 = 1",
+             "FROM ModRif WHERE tipoMod = 4 AND mrID % 2 = 1 ORDER BY rifID, mrID",
              "UPDATE ModRif SET Privati = NULL WHERE mrID % 11 = 0",
              "UPDATE ModRif SET qtaMod = qtaMod * 2 WHERE mrID % 7 = 0",
              "INSERT INTO SezInt (saID, rifCod, intQta, intUmi) SELECT saID, '020101', 400, 1 "
-             "FROM SezInt WHERE intID % 2 = 0",
-             "INSERT INTO ModInt (intID, tipoMod, qtaMod, umiMod) SELECT intID, 1, 300, 1 FROM SezInt",
-             "INSERT INTO RecVfu (vfuID, Posizione, rifCod, qta, umi) SELECT vfuID, 1, '160104', 100, 1 FROM SezVfu",
-             "INSERT INTO ModVfu (vfuID, tipoMod, rifCod, qtaMod, umiMod) SELECT vfuID, 1, '160104', 90, 1 FROM SezVfu",
+             "FROM SezInt WHERE intID % 2 = 0 ORDER BY saID, intID",
+             "INSERT INTO ModInt (intID, tipoMod, qtaMod, umiMod) SELECT intID, 1, 300, 1 FROM SezInt ORDER BY saID, intID",
+             "INSERT INTO RecVfu (vfuID, Posizione, rifCod, qta, umi) SELECT vfuID, 1, '160104', 100, 1 FROM SezVfu ORDER BY saID, vfuID",
+             "INSERT INTO ModVfu (vfuID, tipoMod, rifCod, qtaMod, umiMod) SELECT vfuID, 1, '160104', 90, 1 FROM SezVfu ORDER BY saID, vfuID",
              "INSERT INTO RecImb (siID, Posizione, rifCod, allAcc, qta, umi) SELECT siID, 1, '150102', 1, 800, 1 "
-             "FROM SezImb",
+             "FROM SezImb ORDER BY saID, siID",
              "INSERT INTO ModImb (siID, tipoMod, rifCod, mbFlag, qtaMod, umiMod) SELECT siID, 1, '150102', 1, 900, 1 "
-             "FROM SezImb",
+             "FROM SezImb ORDER BY saID, siID",
              "INSERT INTO RecModImb (mbID, Posizione, Codice, qta, umi) SELECT mbID, 1, 'R3', 50, 1 "
-             "FROM ModImb WHERE tipoMod = 4",
-             "INSERT INTO RecRaee (srID, Posizione, rifCod, qta, umi) SELECT srID, 1, '200135', 10, 1 FROM SezRaee",
-             "INSERT INTO ModRaee (srID, tipoMod, rifCod, qtaMod, umiMod) SELECT srID, 2, '200135', 10, 2 FROM SezRaee",
+             "FROM ModImb WHERE tipoMod = 4 ORDER BY siID, mbID",
+             "INSERT INTO RecRaee (srID, Posizione, rifCod, qta, umi) SELECT srID, 1, '200135', 10, 1 FROM SezRaee ORDER BY saID, srID",
+             "INSERT INTO ModRaee (srID, tipoMod, rifCod, qtaMod, umiMod) SELECT srID, 2, '200135', 10, 2 FROM SezRaee ORDER BY saID, srID",
              "UPDATE SaAut SET suRecupero = '1', crClass2 = 3 WHERE suID % 2 = 0",
          })
         QVERIFY2(f.db->execute(QString::fromLatin1(sql)), sql);
