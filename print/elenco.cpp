@@ -1,16 +1,15 @@
 #include "print/elenco.h"
 
 #include "print/printcommon.h"
-#include "sections/mat/mat.h"
+#include "sections/anag/schede.h"
 #include "shell/dbclass.h"
-#include "shell/dbstatement.h"
 #include "shell/messages.h"
+#include "shell/tree/tree.h"
 #include "verify/outcome.h"
 
 #include <QFile>
 #include <QHash>
 #include <QSqlQuery>
-#include <QSqlRecord>
 #include <algorithm>
 
 namespace print {
@@ -57,51 +56,27 @@ QHash<qint64, QString> schedePresent(dbClass &db, qint64 saID)
 
 QHash<qint64, QString> schedePresent(dbClass &db, const QList<qint64> &saIDs)
 {
-    // scheda MAT is there when the declaration holds any of its materials
-    QStringList anyMaterial;
-    for (const fields::Field &f : mat::schedaFields())
-        anyMaterial.append(QStringLiteral("COALESCE(%1, 0) <> 0").arg(f.name));
-    const QString matFilter = u'(' + anyMaterial.join(QStringLiteral(" OR ")) + u')';
-    const struct {
-        const char *label, *table;
-        QString filter;
-    } kinds[] = {
-        {"SA-AUT", "SaAut", QStringLiteral("1 = 1")},
-        {"RIF", "SezRif", QStringLiteral("1 = 1")},
-        {"MAT", "SezAnag", matFilter},
-        {"INT", "SezInt", QStringLiteral("1 = 1")},
-        {"AUT", "SezVfu", QStringLiteral("vfuTipo = 1")},
-        {"ROT", "SezVfu", QStringLiteral("vfuTipo = 2")},
-        {"FRA", "SezVfu", QStringLiteral("vfuTipo = 3")},
-        {"IMB", "SezImb", QStringLiteral("1 = 1")},
-        {"TRA-RAEE", "SezRaee", QStringLiteral("srTipo = 1")},
-        {"CR-RAEE", "SezRaee", QStringLiteral("srTipo = 2")},
-    };
-    // the keys bound straight to the store: many positional parameters
-    // through the driver cost it far more than the query
-    const QString only = saIDs.isEmpty() ? QString()
-                                         : QStringLiteral(" AND saID IN (?")
-                                               + QStringLiteral(", ?").repeated(saIDs.size() - 1) + u')';
-    QHash<qint64, QStringList> found;
-    for (const auto &k : kinds) {
-        dbStatement q(db.database(dbClass::Which::Current),
-                      QStringLiteral("SELECT saID, COUNT(*) FROM %1 WHERE (%2%3) GROUP BY saID")
-                          .arg(QLatin1String(k.table), k.filter, only));
-        for (int i = 0; i < saIDs.size(); ++i)
-            q.bindInt(i, saIDs.at(i));
-        if (!q.isValid() || !q.exec()) {
-            db.messages().errorReport({}, q.errorCode(), q.error(), QStringLiteral("print.schedePresent"));
-            continue;
-        }
-        while (q.next()) {
-            const qint64 n = q.toInt(1);
-            const QString label = QLatin1String(k.label);
-            found[q.toInt(0)].append(n > 1 ? label + QStringLiteral(" (") + QString::number(n) + u')' : label);
-        }
-    }
+    // Counted as the summary of SA1 and the exchange file count them.
+    // The schede alone (the list names no module), and of the declaration
+    // only its materials.
+    tree::ReadOptions options;
+    options.window = std::max<int>(1, int(std::min<qsizetype>(saIDs.size(), 500)));
+    options.tables = QStringList{QStringLiteral("SezAnag")};
+    options.columns.insert(QStringLiteral("SezAnag"), {});
+    anag::addCountColumns(options, anag::Counted::Schede);
+    tree::Reader reader(db.database(dbClass::Which::Current), options);
+    if (saIDs.isEmpty())
+        reader.selectAll();
+    else
+        reader.select(saIDs);
     QHash<qint64, QString> out;
-    for (auto it = found.cbegin(); it != found.cend(); ++it)
-        out.insert(it.key(), it.value().join(QStringLiteral(", ")));
+    while (const tree::Node *d = reader.next()) {
+        const QString present = anag::schedePresent(anag::countSchede(*d));
+        if (!present.isEmpty())
+            out.insert(d->key(), present);
+    }
+    if (reader.failed())
+        db.messages().errorReport({}, reader.errorCode(), reader.error(), QStringLiteral("print.schedePresent"));
     return out;
 }
 

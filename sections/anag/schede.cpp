@@ -170,7 +170,7 @@ void countInto(const tree::Node &n, const Places &p, SchedeCount &out)
 
 } // namespace
 
-void addCountColumns(tree::ReadOptions &options)
+void addCountColumns(tree::ReadOptions &options, Counted counted)
 {
     auto addColumns = [&](const QString &table, const QStringList &columns, bool added) {
         auto it = options.columns.find(table);
@@ -184,6 +184,8 @@ void addCountColumns(tree::ReadOptions &options)
     };
     for (const char *name : countedTables) {
         const QString table = QString::fromLatin1(name);
+        if (counted == Counted::Schede && table.startsWith(QLatin1String("Mod")))
+            continue;
         bool added = false;
         if (!options.tables.isEmpty() && !options.tables.contains(table, Qt::CaseInsensitive)) {
             options.tables << table;

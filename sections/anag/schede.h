@@ -51,8 +51,10 @@ struct CountName {
 const std::vector<CountName> &countNames();
 
 // The tables and columns counting reads, added to a reader's options (the
-// reader reads nothing else of those tables unless asked for it).
-void addCountColumns(tree::ReadOptions &options);
+// reader reads nothing else of those tables unless asked for it). With
+// Counted::Schede the modules are not read: their counts stay 0.
+enum class Counted { Everything, Schede };
+void addCountColumns(tree::ReadOptions &options, Counted counted = Counted::Everything);
 
 // A declaration read with at least addCountColumns().
 SchedeCount countSchede(const tree::Node &declaration);

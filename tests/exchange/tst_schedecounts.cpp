@@ -6,6 +6,7 @@
 #include "exchange/expclass.h"
 #include "exchange/layouts.h"
 #include "fixture.h"
+#include "print/elenco.h"
 #include "sections/anag/sa1.h"
 #include "sections/anag/schede.h"
 #include "shell/context.h"
@@ -201,6 +202,8 @@ private Q_SLOTS:
                                     ? s(n.scheda) + QStringLiteral(" (%1)").arg(value(expected, n.count))
                                     : s(n.scheda));
             QCOMPARE(anag::schedePresent(counted), present.join(QStringLiteral(", ")));
+            // ... as the printed list of declarations shows it.
+            QCOMPARE(print::schedePresent(t->db, QList<qint64>{sa}).value(sa), present.join(QStringLiteral(", ")));
         }
         QVERIFY2(t->msg.shown.isEmpty(), qPrintable(t->msg.texts().join(u'\n')));
     }
