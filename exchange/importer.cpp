@@ -69,6 +69,7 @@ class Loader {
 public:
     Loader(dbClass &db, Messages &msg) : db_(db), msg_(msg), st_(db.current(), msg), conv_(db), writer_(db.current())
     {
+        writer_.setUtf8Texts(true);
         QSqlQuery q = db_.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni ORDER BY nazID"));
         while (q.next()) {
             // The file carries the first 20 characters of the description.
@@ -114,9 +115,10 @@ private:
     // The columns of a layout (its fields that are not computed, with their
     // units) and the extra columns the loader sets.
     const Columns &layoutColumns(const Layout &l, const QString &table, std::initializer_list<int> extra);
-    // A new row under parent (the declaration when null) with the values of r.
+    // A new row with the values of r, under parent (none: a declaration).
     tree::Node *add(const Columns &c, const Record &r, tree::Node *parent);
-    static void fill(tree::Node &row, const Columns &c, const Record &r);
+    // Sets the columns of c in row from r; a fresh row is null throughout.
+    static void fill(tree::Node &row, const Columns &c, const Record &r, bool fresh = false);
     bool subjectRow(Record &row);
     bool pairs(const Record &v, int count, int slot, const QString &table, tree::Node *module);
     bool declaration(Record &v, const Layout &l);
@@ -200,10 +202,20 @@ const Loader::Columns &Loader::layoutColumns(const Layout &l, const QString &tab
     return columns(l.index, table, keys);
 }
 
-void Loader::fill(tree::Node &row, const Columns &c, const Record &r)
+void Loader::fill(tree::Node &row, const Columns &c, const Record &r, bool fresh)
 {
-    for (const auto &[k, i] : c.at)
-        row.values[i] = r.get(k).toVariant();
+    // Texts stay in UTF-8, as the line was decoded: the writer takes them so.
+    for (const auto &[k, i] : c.at) {
+        const Val v = r.get(k);
+        switch (v.kind) {
+        case Val::Kind::Null:
+            if (!fresh)
+                row.values[i] = QVariant();
+            break;
+        case Val::Kind::Int: row.values[i] = QVariant(v.i); break;
+        case Val::Kind::Text: row.values[i] = QVariant(QByteArray(v.s, v.n)); break;
+        }
+    }
 }
 
 tree::Node *Loader::add(const Columns &c, const Record &r, tree::Node *parent)
@@ -215,9 +227,10 @@ tree::Node *Loader::add(const Columns &c, const Record &r, tree::Node *parent)
     rowLines_[used_] = line_;
     tree::Node &row = rows_[used_++];
     row.table = c.table;
-    row.values.fill(QVariant(), qsizetype(c.table->columns.size()));
+    row.values.clear(); // keeps its room for the next row
+    row.values.resize(qsizetype(c.table->columns.size()));
     row.children.clear();
-    fill(row, c, r);
+    fill(row, c, r, true);
     if (parent)
         parent->children.push_back(&row);
     return &row;
