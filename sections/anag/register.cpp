@@ -5,6 +5,7 @@
 #include "shell/messages.h"
 #include "shell/schema/schema.h"
 
+#include <QHash>
 #include <QSqlQuery>
 
 namespace anag {
@@ -13,10 +14,18 @@ namespace {
 
 QVariant cut(const QString &column, const QString &value)
 {
+    // The widths of the register's columns, found once: an import adds
+    // companies by the ten thousand.
+    static const QHash<QString, int> widths = [] {
+        QHash<QString, int> w;
+        if (const schema::Table *t = schema::table(QStringLiteral("Ditte")))
+            for (const schema::Column &c : t->columns)
+                w.insert(c.name.toLower(), c.length);
+        return w;
+    }();
     QString v = value.trimmed();
-    const schema::Table *t = schema::table(QStringLiteral("Ditte"));
-    if (const schema::Column *c = t ? schema::column(*t, column) : nullptr; c && c->length > 0)
-        v.truncate(c->length);
+    if (const int length = widths.value(column.toLower()); length > 0)
+        v.truncate(length);
     return v.isEmpty() ? QVariant(QMetaType(QMetaType::QString)) : QVariant(v);
 }
 
