@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -205,15 +206,17 @@ const Loader::Columns &Loader::layoutColumns(const Layout &l, const QString &tab
 void Loader::fill(tree::Node &row, const Columns &c, const Record &r, bool fresh)
 {
     // Texts stay in UTF-8, as the line was decoded: the writer takes them so.
+    // Each value is made where it goes, not made aside and moved in.
+    QVariant *values = row.values.data();
     for (const auto &[k, i] : c.at) {
         const Val v = r.get(k);
+        if (v.kind == Val::Kind::Null && fresh)
+            continue;
+        std::destroy_at(values + i);
         switch (v.kind) {
-        case Val::Kind::Null:
-            if (!fresh)
-                row.values[i] = QVariant();
-            break;
-        case Val::Kind::Int: row.values[i] = QVariant(v.i); break;
-        case Val::Kind::Text: row.values[i] = QVariant(QByteArray(v.s, v.n)); break;
+        case Val::Kind::Null: std::construct_at(values + i); break;
+        case Val::Kind::Int: std::construct_at(values + i, v.i); break;
+        case Val::Kind::Text: std::construct_at(values + i, QByteArray(v.s, v.n)); break;
         }
     }
 }
