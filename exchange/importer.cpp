@@ -13,6 +13,7 @@
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
+#include "shell/tree/tree.h"
 
 #include <QFile>
 #include <QHash>
@@ -21,9 +22,12 @@
 #include <QSqlQuery>
 
 #include <algorithm>
+#include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 namespace exch {
 
@@ -58,23 +62,15 @@ int kindCode(const Val &k)
     return 0;
 }
 
-// Column lists of the updates of an MG module's columns, the row's key last.
-std::vector<int> mgUpdate(std::initializer_list<int> more)
-{
-    std::vector<int> v = mgModuleKeys();
-    v.insert(v.end(), more);
-    return v;
-}
-const std::vector<int> &mgRifColumns()
-{
-    static const std::vector<int> v = mgUpdate({key<"mrid">()});
-    return v;
-}
-
+// A declaration is read line by line into a tree of rows, the way the lines
+// give them (a detail line to the module before it, a second line's columns
+// or a materials line to a row already made), and written whole when the next
+// declaration begins or the file ends.
 class Loader {
 public:
-    Loader(dbClass &db, Messages &msg) : db_(db), st_(db.current(), msg), conv_(db)
+    Loader(dbClass &db, Messages &msg) : db_(db), msg_(msg), st_(db.current(), msg), conv_(db), writer_(db.current())
     {
+        writer_.setUtf8Texts(true);
         QSqlQuery q = db_.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni ORDER BY nazID"));
         while (q.next()) {
             // The file carries the first 20 characters of the description.
@@ -84,94 +80,82 @@ public:
         }
     }
 
-    // One line of the load pass; false on a database failure.
-    bool line(const Layout &l, QByteArrayView bytes);
-    // The load runs in one transaction (held by the caller) with a savepoint
-    // per declaration: a declaration is kept whole or not at all.
+    // Line number n of the load pass; false when it cannot be loaded (a
+    // failure of the store reported).
+    bool line(const Layout &l, QByteArrayView bytes, int n);
+    // Writes the declaration read so far, in a savepoint of its own inside
+    // the caller's transaction: it is kept whole or not at all.
     bool finishDeclaration();
-    void rollback();
+    // The line the row the store refused comes from; 0 when none was.
+    int refusedLine() const { return refusedLine_; }
     int imported = 0, skipped = 0, contained = 0;
 
 private:
-    // An INSERT of a fixed list of columns, each bound from a record by its
-    // key; a column the record leaves null takes what leaving it out would
-    // give: null, or 0 for a flag (never null).
-    struct Insert {
-        dbStatement *st = nullptr;
-        std::vector<int> keys;
-        std::vector<bool> flag;
-        bool returns = false;   // gives the counter key of the new row
-        bool rowid = false;     // read as the rowid, not returned by the statement
+    // Where the values of a record go in a row of a table: record key and
+    // column position, the row's key and parent key left out (the tree
+    // writer gives them).
+    struct Columns {
+        const schema::Table *table = nullptr;
+        std::vector<std::pair<int, qsizetype>> at;
     };
-    // Plans by slot: the record types, then the statements below.
+    // Column maps by slot: the record types, then the rows made or completed
+    // by the lines of another record type.
     enum Slot : int {
         SMgRif = RecordTypes, SMgFamily,                 // MG module (RIF, then the three families)
         SPairsRif = SMgFamily + 3, SPairsFamily,         // operation rows
-        SFlagFamily = SPairsFamily + 3,                  // flag of an MG module
+        SFlagFamily = SPairsFamily + 3,                  // second line of an MG module
         SMaterials = SFlagFamily + 3,                    // the four kinds of materials
-        SMgRifColumns = SMaterials + 4,                  // columns of an MG module of scheda RIF
+        SMgRifColumns = SMaterials + 4,                  // second line of an MG module of scheda RIF
         SCount
     };
-    // The statement of a slot, made the first time; an UPDATE when update is
-    // set (the last key names the row).
-    Insert *plan(int slot, const QString &table, std::initializer_list<int> keys, bool update = false)
+    const Columns &columns(int slot, const QString &table, const std::vector<int> &keys);
+    const Columns &columns(int slot, const QString &table, std::initializer_list<int> keys)
     {
-        return plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, update);
+        return columnsOf_[size_t(slot)] ? *columnsOf_[size_t(slot)] : columns(slot, table, std::vector<int>(keys));
     }
-    Insert *plan(int slot, const QString &table, const std::vector<int> &keys, bool update)
-    {
-        return plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, update);
-    }
-    Insert *build(int slot, const QString &table, const std::vector<int> &keys, bool update);
-    Insert *layoutPlan(const Layout &l, const QString &table, std::initializer_list<int> extra);
-    qint64 insert(Insert *p, const Record &r);
-    bool update(Insert *p, const Record &r);
+    // The columns of a layout (its fields that are not computed, with their
+    // units) and the extra columns the loader sets.
+    const Columns &layoutColumns(const Layout &l, const QString &table, std::initializer_list<int> extra);
+    // A new row with the values of r, under parent (none: a declaration).
+    tree::Node *add(const Columns &c, const Record &r, tree::Node *parent);
+    // Sets the columns of c in row from r; a fresh row is null throughout.
+    static void fill(tree::Node &row, const Columns &c, const Record &r, bool fresh = false);
     bool subjectRow(Record &row);
-    bool pairs(const Record &v, int count, int slot, const QString &table, int parentKey, qint64 parent);
+    bool pairs(const Record &v, int count, int slot, const QString &table, tree::Node *module);
     bool declaration(Record &v, const Layout &l);
     bool family(const Layout &l, Record &v);
 
-    // Savepoint commands run unprepared where the store cannot prepare them
-    // (PostgreSQL); SQLite runs them prepared once.
-    bool savepoint(const char *sql)
-    {
-        if (native_) {
-            dbStatement *st = st_.get(QString::fromLatin1(sql));
-            return st && st_.exec(st);
-        }
-        QString error;
-        qint64 code = 0;
-        if (dbStatement::run(db_.current(), QString::fromLatin1(sql), &error, &code))
-            return true;
-        db_.messages().errorReport({}, code, error, QString::fromLatin1(sql));
-        return false;
-    }
-
     dbClass &db_;
+    Messages &msg_;
     Statements st_;
-    const bool native_ = dbStatement::isNativeOn(db_.current());
     refdata::comChanged conv_;
+    tree::Writer writer_;
     QHash<QByteArray, qint64> nations_;   // by the description as the file has it
     // Counterparts known to be in the register: looked up once per run, not
-    // once per module. Emptied when a declaration is rolled back.
+    // once per module.
     struct TextHash {
         using is_transparent = void;
         size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
     };
     std::unordered_set<std::string, TextHash, std::equal_to<>> companies_;
     anag::CounterpartRegister register_{db_};
-    std::vector<std::unique_ptr<Insert>> plans_ = std::vector<std::unique_ptr<Insert>>(SCount);
+    std::vector<std::unique_ptr<Columns>> columnsOf_ = std::vector<std::unique_ptr<Columns>>(SCount);
     Record v_, aux_;
-    bool inTransaction_ = false;
+    // The rows of the declaration being read, kept from one declaration to
+    // the next; used_ of them are the current one's, each with its line.
+    std::deque<tree::Node> rows_;
+    std::vector<int> rowLines_;
+    size_t used_ = 0;
+    int line_ = 0, refusedLine_ = 0;
     bool skipping_ = false;
-    qint64 saID_ = 0, rifID_ = 0, intID_ = 0, siID_ = 0, srID_ = 0, vfuID_ = 0;
-    int vfuTipo_ = 0;
-    qint64 drModule_ = 0, mgModule_ = 0;   // modules the detail lines go to
+    tree::Node *sa_ = nullptr, *rif_ = nullptr, *int_ = nullptr, *si_ = nullptr, *sr_ = nullptr, *vfu_ = nullptr;
+    tree::Node *drModule_ = nullptr, *mgModule_ = nullptr;   // modules the detail lines go to
     // The MG module the last detail lines began: its scheda record type,
-    // parent key and progressive. A line of another begins a new module.
+    // parent row and progressive. A line of another begins a new module.
     struct MgKey {
         int family = -1;
-        qint64 parent = 0, prog = 0;
+        const tree::Node *parent = nullptr;
+        qint64 prog = 0;
         bool operator==(const MgKey &) const = default;
     } mgKey_;
     // Posizione of the rows of the line being read: the grid of an MG module
@@ -179,54 +163,34 @@ private:
     int detailPos_ = 0;
 };
 
-Loader::Insert *Loader::build(int slot, const QString &table, const std::vector<int> &keys, bool update)
+const Loader::Columns &Loader::columns(int slot, const QString &table, const std::vector<int> &keys)
 {
-    std::unique_ptr<Insert> &p = plans_[size_t(slot)];
-    const schema::Table *t = schema::table(table);
-    auto in = std::make_unique<Insert>();
-    QStringList cols, marks;
+    std::unique_ptr<Columns> &c = columnsOf_[size_t(slot)];
+    if (c)
+        return *c;
+    c = std::make_unique<Columns>();
+    c->table = schema::table(table);
+    Q_ASSERT(c->table);
+    const auto &cols = c->table->columns;
     for (int k : keys) {
-        if (std::find(in->keys.begin(), in->keys.end(), k) != in->keys.end())
-            continue;
         const QString name = keyName(k);
-        const schema::Column *c = t ? schema::column(*t, name) : nullptr;
-        in->keys.push_back(k);
-        in->flag.push_back(c && c->type == schema::Type::Flag);
-        cols << name;
-        marks << QStringLiteral("?");
+        const auto at = std::find_if(cols.begin(), cols.end(), [&](const schema::Column &x) {
+            return x.name.compare(name, Qt::CaseInsensitive) == 0;
+        });
+        Q_ASSERT_X(at != cols.end(), "import", qPrintable(table + u'.' + name));
+        if (at == cols.end() || at->name == c->table->key || at->name == c->table->parentKey)
+            continue;
+        const qsizetype i = at - cols.begin();
+        if (std::none_of(c->at.begin(), c->at.end(), [&](const auto &p) { return p.second == i; }))
+            c->at.emplace_back(k, i);
     }
-    QString sql;
-    if (update) {
-        const QString where = cols.takeLast();
-        for (QString &c : cols)
-            c += QStringLiteral(" = ?");
-        sql = QStringLiteral("UPDATE %1 SET %2 WHERE (%3 = ?)").arg(table, cols.join(QStringLiteral(", ")), where);
-    } else {
-        sql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                  .arg(table, cols.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")));
-        if (t && !t->key.isEmpty()) {
-            // The counter key of the new row. On SQLite it is the rowid the
-            // connection reports: a RETURNING clause would make every insert
-            // open a statement journal and copy the pages it touches.
-            in->returns = true;
-            in->rowid = dbStatement::isNativeOn(st_.db());
-            if (!in->rowid)
-                sql += QStringLiteral(" RETURNING ") + t->key;
-        }
-    }
-    in->st = st_.get(sql);
-    if (!in->st)
-        return nullptr;
-    p = std::move(in);
-    return p.get();
+    return *c;
 }
 
-// The columns of a layout (its fields that are not computed, with their
-// units) and the extra columns the loader sets.
-Loader::Insert *Loader::layoutPlan(const Layout &l, const QString &table, std::initializer_list<int> extra)
+const Loader::Columns &Loader::layoutColumns(const Layout &l, const QString &table, std::initializer_list<int> extra)
 {
-    if (plans_[size_t(l.index)])
-        return plans_[size_t(l.index)].get();
+    if (columnsOf_[size_t(l.index)])
+        return *columnsOf_[size_t(l.index)];
     std::vector<int> keys;
     for (const Field &f : l.fields) {
         if (f.computed())
@@ -236,60 +200,43 @@ Loader::Insert *Loader::layoutPlan(const Layout &l, const QString &table, std::i
             keys.push_back(f.unitKey);
     }
     keys.insert(keys.end(), extra);
-    return build(l.index, table, keys, false);
+    return columns(l.index, table, keys);
 }
 
-namespace {
-
-void bindValues(dbStatement &st, const std::vector<int> &keys, const std::vector<bool> &flag, const Record &r)
+void Loader::fill(tree::Node &row, const Columns &c, const Record &r, bool fresh)
 {
-    for (size_t i = 0; i < keys.size(); ++i) {
-        const Val v = r.get(keys[i]);
+    // Texts stay in UTF-8, as the line was decoded: the writer takes them so.
+    // Each value is made where it goes, not made aside and moved in.
+    QVariant *values = row.values.data();
+    for (const auto &[k, i] : c.at) {
+        const Val v = r.get(k);
+        if (v.kind == Val::Kind::Null && fresh)
+            continue;
+        std::destroy_at(values + i);
         switch (v.kind) {
-        case Val::Kind::Null:
-            if (flag[i])
-                st.bindInt(int(i), 0);
-            else
-                st.bindNull(int(i));
-            break;
-        case Val::Kind::Int: st.bindInt(int(i), v.i); break;
-        case Val::Kind::Text: st.bindText(int(i), v.bytes(), dbStatement::Until::Exec); break;
+        case Val::Kind::Null: std::construct_at(values + i); break;
+        case Val::Kind::Int: std::construct_at(values + i, v.i); break;
+        case Val::Kind::Text: std::construct_at(values + i, QByteArray(v.s, v.n)); break;
         }
     }
 }
 
-} // namespace
-
-qint64 Loader::insert(Insert *p, const Record &r)
+tree::Node *Loader::add(const Columns &c, const Record &r, tree::Node *parent)
 {
-    if (!p)
-        return -1;
-    bindValues(*p->st, p->keys, p->flag, r);
-    if (!st_.exec(p->st))
-        return -1;
-    qint64 rowId = 0;
-    if (p->rowid) {
-        rowId = p->st->lastInsertId();
-    } else if (p->returns) {
-        if (!p->st->next()) {
-            st_.report(*p->st);
-            return -1;
-        }
-        rowId = p->st->toInt(0);
+    if (used_ == rows_.size()) {
+        rows_.emplace_back();
+        rowLines_.push_back(0);
     }
-    p->st->finish();
-    return rowId;
-}
-
-bool Loader::update(Insert *p, const Record &r)
-{
-    if (!p)
-        return false;
-    bindValues(*p->st, p->keys, p->flag, r);
-    if (!st_.exec(p->st))
-        return false;
-    p->st->finish();
-    return true;
+    rowLines_[used_] = line_;
+    tree::Node &row = rows_[used_++];
+    row.table = c.table;
+    row.values.clear(); // keeps its room for the next row
+    row.values.resize(qsizetype(c.table->columns.size()));
+    row.children.clear();
+    fill(row, c, r, true);
+    if (parent)
+        parent->children.push_back(&row);
+    return &row;
 }
 
 bool Loader::subjectRow(Record &row)
@@ -336,7 +283,7 @@ bool Loader::subjectRow(Record &row)
     return true;
 }
 
-bool Loader::pairs(const Record &v, int count, int slot, const QString &table, int parentKey, qint64 parent)
+bool Loader::pairs(const Record &v, int count, int slot, const QString &table, tree::Node *module)
 {
     static const struct Keys {
         int cod[10], qta[10], qtaU[10];
@@ -350,43 +297,41 @@ bool Loader::pairs(const Record &v, int count, int slot, const QString &table, i
             }
         }
     } k;
-    Insert *p = plan(slot, table, {parentKey, key<"posizione">(), key<"codice">(), key<"qta">(), key<"umi">()});
+    const Columns &c = columns(slot, table, {key<"posizione">(), key<"codice">(), key<"qta">(), key<"umi">()});
     Record &r = aux_;
     for (int i = 0; i < count; ++i) {
         const Val code = v.get(k.cod[i]);
         if (code.isNull())
             continue;
         r.clear();
-        r.set(parentKey, parent);
         r.set(key<"posizione">(), detailPos_);
         r.set(key<"codice">(), code);
         r.set(key<"qta">(), v.get(k.qta[i]));
         r.set(key<"umi">(), v.get(k.qtaU[i]));
-        if (insert(p, r) < 0)
-            return false;
+        add(c, r, module);
     }
     return true;
 }
 
 bool Loader::finishDeclaration()
 {
-    if (inTransaction_) {
-        inTransaction_ = false;
-        return savepoint("RELEASE SAVEPOINT declaration");
-    }
-    return true;
-}
-
-void Loader::rollback()
-{
-    if (inTransaction_) {
-        savepoint("ROLLBACK TO SAVEPOINT declaration");
-        savepoint("RELEASE SAVEPOINT declaration");
-        inTransaction_ = false;
-        --imported;
-        companies_.clear();   // the companies it added are gone with it
-        register_.forget();
-    }
+    if (!sa_)
+        return true;
+    tree::Node *sa = std::exchange(sa_, nullptr);
+    const tree::Node *refused = nullptr;
+    const qint64 id = writer_.write(*sa, [&refused](tree::Node &row) {
+        refused = &row;   // the row about to be written
+        return true;
+    });
+    used_ = 0;
+    if (id >= 0)
+        return true;
+    for (size_t i = 0; refused && i < rows_.size(); ++i)
+        if (&rows_[i] == refused)
+            refusedLine_ = rowLines_[i];
+    msg_.errorReport({}, writer_.errorCode(), writer_.error(),
+                     refused ? QStringLiteral("INSERT INTO ") + refused->table->name : QStringLiteral("SAVEPOINT"));
+    return false;
 }
 
 bool Loader::declaration(Record &a, const Layout &l)
@@ -418,15 +363,10 @@ bool Loader::declaration(Record &a, const Layout &l)
         ++skipped;
         return true;
     }
-    if (!savepoint("SAVEPOINT declaration"))
-        return false;
-    inTransaction_ = true;
     ++imported;
-    saID_ = insert(layoutPlan(l, QStringLiteral("SezAnag"), {key<"codfisc">(), key<"saanno">()}), a);
-    if (saID_ < 0)
-        return false;
-    rifID_ = intID_ = siID_ = srID_ = vfuID_ = drModule_ = mgModule_ = 0;
+    rif_ = int_ = si_ = sr_ = vfu_ = drModule_ = mgModule_ = nullptr;
     mgKey_ = {};
+    sa_ = add(layoutColumns(l, QStringLiteral("SezAnag"), {key<"codfisc">(), key<"saanno">()}), a, nullptr);
     return true;
 }
 
@@ -441,25 +381,18 @@ bool Loader::family(const Layout &l, Record &v)
     static const QString opTables[] = {QStringLiteral("RecModImb"), QStringLiteral("RecModRaee"),
                                        QStringLiteral("RecModVfu")};
     const QString &modTable = modTables[f];
-    const int parentKey = imb ? key<"siid">() : fam == u'R' ? key<"srid">() : key<"vfuid">();
-    const int modKey = imb ? key<"mbid">() : fam == u'R' ? key<"msrid">() : key<"mvid">();
-    const qint64 parent = imb ? siID_ : fam == u'R' ? srID_ : vfuID_;
+    tree::Node *parent = imb ? si_ : fam == u'R' ? sr_ : vfu_;
     const int base = imb || fam == u'R' ? 'C' : 'E';   // RT/TE, DR, detail 1, detail 2
     const int k = rec.unicode() - base;
-    if (parent == 0)
+    if (!parent)
         return false;
     if (k == 0 || k == 1) {
-        v.set(parentKey, parent);
         v.set(key<"tipomod">(), kindCode(v.get(key<"#kind">())));
         if (!subjectRow(v))
             return false;
-        const qint64 id = insert(layoutPlan(l, modTable,
-                                            {parentKey, key<"tipomod">(), key<"nazid">()}),
-                                 v);
-        if (id < 0)
-            return false;
+        tree::Node *module = add(layoutColumns(l, modTable, {key<"tipomod">(), key<"nazid">()}), v, parent);
         if (k == 1)
-            drModule_ = id;
+            drModule_ = module;
         return true;
     }
     const bool mg = kindCode(v.get(key<"#kind">())) == 4;
@@ -468,18 +401,13 @@ bool Loader::family(const Layout &l, Record &v)
         mgKey_ = here;
         Record &r = aux_;
         r.clear();
-        r.set(parentKey, parent);
         r.copy(key<"rifcod">(), v, key<"rifcod">());
         r.set(key<"tipomod">(), 4);
-        mgModule_ = insert(plan(SMgFamily + f, modTable,
-                                {parentKey, key<"rifcod">(), key<"tipomod">()}),
-                           r);
-        if (mgModule_ < 0)
-            return false;
+        mgModule_ = add(columns(SMgFamily + f, modTable, {key<"rifcod">(), key<"tipomod">()}), r, parent);
     }
     detailPos_ = mg ? int(v.get(key<"#seq">()).toInt()) : 1;
-    const qint64 module = mg ? mgModule_ : drModule_;
-    if (module == 0)
+    tree::Node *module = mg ? mgModule_ : drModule_;
+    if (!module)
         return false;
     if (mg && k == 3) {
         // The module's own columns; packaging keeps its surface flag apart,
@@ -490,127 +418,107 @@ bool Loader::family(const Layout &l, Record &v)
             r.copy(c, v, c);
         if (imb)
             r.copy(key<"mbflag">(), v, key<"#modflag">());
-        r.set(modKey, module);
-        if (!update(plan(SFlagFamily + f, modTable,
-                         imb ? mgUpdate({key<"mbflag">(), modKey}) : mgUpdate({modKey}), true),
-                    r))
-            return false;
+        std::vector<int> keys = mgModuleKeys();
+        if (imb)
+            keys.push_back(key<"mbflag">());
+        fill(*module, columns(SFlagFamily + f, modTable, keys), r);
     }
-    return pairs(v, k == 2 ? 9 : 6, SPairsFamily + f, opTables[f], modKey, module);
+    return pairs(v, k == 2 ? 9 : 6, SPairsFamily + f, opTables[f], module);
 }
 
-bool Loader::line(const Layout &l, QByteArrayView bytes)
+bool Loader::line(const Layout &l, QByteArrayView bytes, int n)
 {
+    line_ = n;
     Record &v = v_;
     decodeLine(l, bytes, v);
     if (l.index == rt::AA)
         return declaration(v, l);
     if (skipping_ || l.index == rt::AB)
         return true;
+    if (!sa_)
+        return false;
 
     switch (l.index) {
     case rt::AU:
-        v.set(key<"said">(), saID_);
         v.keep(key<"surecupero">(), operationFlags(v.get(key<"#recupero">()).toString(), u'R'));
         v.keep(key<"susmaltimento">(), operationFlags(v.get(key<"#smaltimento">()).toString(), u'D'));
-        return insert(layoutPlan(l, QStringLiteral("SaAut"),
-                                 {key<"said">(), key<"surecupero">(), key<"susmaltimento">()}),
-                      v) >= 0;
+        add(layoutColumns(l, QStringLiteral("SaAut"), {key<"surecupero">(), key<"susmaltimento">()}), v, sa_);
+        return true;
     case rt::BA:
-    case rt::DA: {
-        v.set(key<"said">(), saID_);
-        qint64 &id = l.index == rt::BA ? rifID_ : intID_;
-        id = insert(layoutPlan(l, l.table, {key<"said">()}), v);
-        return id >= 0;
-    }
+    case rt::DA:
+        (l.index == rt::BA ? rif_ : int_) = add(layoutColumns(l, l.table, {}), v, sa_);
+        return true;
     case rt::BB:
     case rt::BC:
     case rt::DB: {
         const bool db = l.index == rt::DB;
-        if ((db ? intID_ : rifID_) == 0)
+        tree::Node *parent = db ? int_ : rif_;
+        if (!parent)
             return false;
-        const int parentKey = db ? key<"intid">() : key<"rifid">();
-        v.set(parentKey, db ? intID_ : rifID_);
         v.set(key<"tipomod">(), l.index == rt::BC ? 5 : kindCode(v.get(key<"#kind">())));
         if (l.index != rt::BC && !subjectRow(v))
             return false;
-        return insert(layoutPlan(l, db ? l.table : QStringLiteral("ModRif"),
-                                 {parentKey, key<"tipomod">(), key<"nazid">()}),
-                      v) >= 0;
+        add(layoutColumns(l, db ? l.table : QStringLiteral("ModRif"), {key<"tipomod">(), key<"nazid">()}), v, parent);
+        return true;
     }
     case rt::BD:
     case rt::BE:
-        if (rifID_ == 0)
+        if (!rif_)
             return false;
-        if (const MgKey here{3, rifID_, v.get(key<"#prog">()).toInt()}; l.index == rt::BD && !(here == mgKey_)) {
+        if (const MgKey here{3, rif_, v.get(key<"#prog">()).toInt()}; l.index == rt::BD && !(here == mgKey_)) {
             mgKey_ = here;
             Record &r = aux_;
             r.clear();
-            r.set(key<"rifid">(), rifID_);
             r.set(key<"tipomod">(), 4);
-            mgModule_ = insert(plan(SMgRif, QStringLiteral("ModRif"), {key<"rifid">(), key<"tipomod">()}), r);
-            if (mgModule_ < 0)
-                return false;
+            mgModule_ = add(columns(SMgRif, QStringLiteral("ModRif"), {key<"tipomod">()}), r, rif_);
         }
         detailPos_ = int(v.get(key<"#seq">()).toInt());
-        if (mgModule_ == 0)
+        if (!mgModule_)
             return false;
-        if (l.index == rt::BE) {
-            Record &r = aux_;
-            r.clear();
-            for (int c : mgModuleKeys())
-                r.copy(c, v, c);
-            r.set(key<"mrid">(), mgModule_);
-            if (!update(plan(SMgRifColumns, QStringLiteral("ModRif"), mgRifColumns(), true), r))
-                return false;
-        }
-        return pairs(v, l.index == rt::BD ? 9 : 6, SPairsRif, QStringLiteral("RecRif"), key<"mrid">(), mgModule_);
+        if (l.index == rt::BE)
+            fill(*mgModule_, columns(SMgRifColumns, QStringLiteral("ModRif"), mgModuleKeys()), v);
+        return pairs(v, l.index == rt::BD ? 9 : 6, SPairsRif, QStringLiteral("RecRif"), mgModule_);
     case rt::IA:
-        v.set(key<"said">(), saID_);
-        siID_ = insert(layoutPlan(l, QStringLiteral("SezImb"), {key<"said">()}), v);
-        return siID_ >= 0;
+        si_ = add(layoutColumns(l, QStringLiteral("SezImb"), {}), v, sa_);
+        return true;
     case rt::RA:
-        v.set(key<"said">(), saID_);
         v.set(key<"srtipo">(), v.get(key<"#skind">()).bytes() == "TRA" ? 1 : 2);
-        srID_ = insert(layoutPlan(l, QStringLiteral("SezRaee"), {key<"said">(), key<"srtipo">()}), v);
-        return srID_ >= 0;
+        sr_ = add(layoutColumns(l, QStringLiteral("SezRaee"), {key<"srtipo">()}), v, sa_);
+        return true;
     case rt::VC: {
-        v.set(key<"said">(), saID_);
         const QByteArrayView k = v.get(key<"#skind">()).bytes();
-        vfuTipo_ = k == "AUT" ? 1 : k == "ROT" ? 2 : 3;
-        v.set(key<"vfutipo">(), vfuTipo_);
+        const int vfuTipo = k == "AUT" ? 1 : k == "ROT" ? 2 : 3;
+        v.set(key<"vfutipo">(), vfuTipo);
         auto slot = [&](int s, int su, int q, int u) {
             v.copy(q, v, s);
             v.copy(u, v, su);
         };
         const int qtaProprio = key<"qtaproprio">(), umiProprio = key<"umiproprio">();
         const int qtaPost80 = key<"qtapost80">(), umiPost80 = key<"umipost80">();
-        if (vfuTipo_ == 3) {
+        if (vfuTipo == 3) {
             slot(key<"#own1">(), key<"#own1u">(), qtaProprio, umiProprio);
             slot(key<"#own2">(), key<"#own2u">(), qtaPost80, umiPost80);
         } else {
             slot(key<"#own3">(), key<"#own3u">(), qtaProprio, umiProprio);
         }
-        if (codes::vehicleSplit1980(vfuTipo_)) {
+        if (codes::vehicleSplit1980(vfuTipo)) {
             slot(key<"#veh1">(), key<"#veh1u">(), key<"qtapre80">(), key<"umipre80">());
             slot(key<"#veh2">(), key<"#veh2u">(), qtaPost80, umiPost80);
             slot(key<"#veh3">(), key<"#veh3u">(), key<"qta104">(), key<"umi104">());
         }
-        vfuID_ = insert(layoutPlan(l, QStringLiteral("SezVfu"),
-                                   {key<"said">(), key<"vfutipo">(), qtaProprio, umiProprio, qtaPost80, umiPost80,
-                                    key<"qtapre80">(), key<"umipre80">(), key<"qta104">(), key<"umi104">()}),
-                        v);
-        return vfuID_ >= 0;
+        vfu_ = add(layoutColumns(l, QStringLiteral("SezVfu"),
+                                 {key<"vfutipo">(), qtaProprio, umiProprio, qtaPost80, umiPost80, key<"qtapre80">(),
+                                  key<"umipre80">(), key<"qta104">(), key<"umi104">()}),
+                   v, sa_);
+        return true;
     }
     case rt::IB:
     case rt::RB:
     case rt::VD: {
         const QChar fam = l.code.at(0);
-        const qint64 parent = fam == u'I' ? siID_ : fam == u'R' ? srID_ : vfuID_;
-        if (parent == 0)
+        tree::Node *parent = fam == u'I' ? si_ : fam == u'R' ? sr_ : vfu_;
+        if (!parent)
             return false;
-        const int parentKey = fam == u'I' ? key<"siid">() : fam == u'R' ? key<"srid">() : key<"vfuid">();
-        v.set(parentKey, parent);
         // Row codes back to frame positions. The file keeps positions only up to
         // its last distinct code (IMB "PP" is 4, RAEE "PP" 3, VFU "PP" 2) and none
         // on CR schede ("  ", loaded as 1); rows of equal position keep the file
@@ -624,22 +532,22 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
         else
             pos = p == "RT" ? 1 : 2;
         v.set(key<"posizione">(), pos);
-        return insert(layoutPlan(l, l.table, {parentKey, key<"posizione">()}), v) >= 0;
+        add(layoutColumns(l, l.table, {key<"posizione">()}), v, parent);
+        return true;
     }
     case rt::MA: {
         const QByteArrayView k = v.get(key<"#mkind">()).bytes();
         QString table = QStringLiteral("SezAnag");
-        int idKey = key<"said">();
-        qint64 id = saID_;
+        tree::Node *row = sa_;
         MatKind mk = MatKind::Declaration;
         if (k == "IMB") {
-            table = QStringLiteral("SezImb"), idKey = key<"siid">(), id = siID_, mk = MatKind::Imb;
+            table = QStringLiteral("SezImb"), row = si_, mk = MatKind::Imb;
         } else if (k == "TRA" || k == "CRR") {
-            table = QStringLiteral("SezRaee"), idKey = key<"srid">(), id = srID_, mk = MatKind::Raee;
+            table = QStringLiteral("SezRaee"), row = sr_, mk = MatKind::Raee;
         } else if (k != "RIF") {
-            table = QStringLiteral("SezVfu"), idKey = key<"vfuid">(), id = vfuID_, mk = MatKind::Vfu;
+            table = QStringLiteral("SezVfu"), row = vfu_, mk = MatKind::Vfu;
         }
-        if (id == 0)
+        if (!row)
             return false;
         // Slot i of the line -> column of the material it holds.
         struct Slots {
@@ -672,10 +580,8 @@ bool Loader::line(const Layout &l, QByteArrayView bytes)
             keys.push_back(ms.to[kind][i]);
             keys.push_back(ms.toU[kind][i]);
         }
-        r.set(idKey, id);
-        keys.push_back(idKey);
-        const int slot = SMaterials + kind;
-        return update(plans_[size_t(slot)] ? plans_[size_t(slot)].get() : build(slot, table, keys, true), r);
+        fill(*row, columns(SMaterials + kind, table, keys), r);
+        return true;
     }
     default:
         return family(l, v);
@@ -827,7 +733,6 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
     LineReader lines(f, maxLineLength());
     QByteArrayView line;
     auto undoAll = [&](const QString &text) {
-        loader.rollback();
         all.rollback();
         if (!text.isEmpty())
             msg.critical(text);
@@ -835,6 +740,10 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         r.imported = 0;
         r.skipped = 0;
         return r;
+    };
+    auto interrupted = [&](int at) {
+        return undoAll(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") + QString::number(at) +
+                       QStringLiteral(": nessuna dichiarazione del file è stata caricata."));
     };
     while (lines.next(line)) {
         ++n;
@@ -860,15 +769,16 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         if (l->index == rt::AA && step)
             step({decodeLine(*l, line.toByteArray()).value(QStringLiteral("ragsoc")).toString(),
                   loader.imported, loader.skipped});
-        if (!loader.line(*l, line))
-            return undoAll(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") + QString::number(n) +
-                           QStringLiteral(": nessuna dichiarazione del file è stata caricata."));
+        // A row the store refuses is reported at the line it comes from.
+        if (!loader.line(*l, line, n))
+            return interrupted(loader.refusedLine() > 0 ? loader.refusedLine() : n);
         ++done;
     }
     if (lines.tooLong())
-        return undoAll(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") + QString::number(n + 1) +
-                       QStringLiteral(": nessuna dichiarazione del file è stata caricata."));
-    if (!loader.finishDeclaration() || !all.commit())
+        return interrupted(n + 1);
+    if (!loader.finishDeclaration())
+        return interrupted(loader.refusedLine() > 0 ? loader.refusedLine() : n);
+    if (!all.commit())
         return undoAll(QStringLiteral("Attenzione, importazione non riuscita: nessuna dichiarazione del file è stata caricata."));
     if (progress)
         progress(done, r.check.total);

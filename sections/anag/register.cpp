@@ -5,6 +5,7 @@
 #include "shell/messages.h"
 #include "shell/schema/schema.h"
 
+#include <QHash>
 #include <QSqlQuery>
 
 namespace anag {
@@ -13,10 +14,24 @@ namespace {
 
 QVariant cut(const QString &column, const QString &value)
 {
+    // The widths of the register's columns, found once: an import adds
+    // companies by the ten thousand.
+    static const schema::Table *register_ = schema::table(QStringLiteral("Ditte"));
+    static const QHash<QString, int> widths = [] {
+        QHash<QString, int> w;
+        if (register_)
+            for (const schema::Column &c : register_->columns)
+                w.insert(c.name, c.length);
+        return w;
+    }();
     QString v = value.trimmed();
-    const schema::Table *t = schema::table(QStringLiteral("Ditte"));
-    if (const schema::Column *c = t ? schema::column(*t, column) : nullptr; c && c->length > 0)
-        v.truncate(c->length);
+    auto width = widths.constFind(column);
+    if (width == widths.constEnd()) { // a name in another case
+        const schema::Column *c = register_ ? schema::column(*register_, column) : nullptr;
+        width = widths.constFind(c ? c->name : QString());
+    }
+    if (width != widths.constEnd() && *width > 0)
+        v.truncate(*width);
     return v.isEmpty() ? QVariant(QMetaType(QMetaType::QString)) : QVariant(v);
 }
 

@@ -311,6 +311,7 @@ Node *Reader::next()
 struct Writer::Insert {
     dbStatement st;
     std::vector<int> columns; // schema positions bound, in order
+    std::vector<bool> zero;   // of each, whether null is written 0
     bool rowid = false;       // the key is the rowid the connection reports
 };
 
@@ -342,6 +343,7 @@ qint64 Writer::insert(const schema::Table &t, const QVariantList &values)
             if (t.columns[i].name == t.key)
                 continue;
             made->columns.push_back(int(i));
+            made->zero.push_back(zeroWhenNull(t.columns[i]));
             cols << t.columns[i].name;
             marks << QStringLiteral("?");
         }
@@ -361,11 +363,27 @@ qint64 Writer::insert(const schema::Table &t, const QVariantList &values)
         in = std::move(made);
     }
     dbStatement &st = in->st;
+    // Most values are null or whole numbers: on SQLite they are bound here
+    // without asking the variant the same questions again.
+    static const QVariant none;
     for (size_t i = 0; i < in->columns.size(); ++i) {
         const int c = in->columns[i];
-        const QVariant v = values.value(c);
-        if ((!v.isValid() || v.isNull()) && zeroWhenNull(t.columns[size_t(c)]))
-            st.bindInt(int(i), 0);
+        const QVariant &v = c < values.size() ? values.at(c) : none;
+        if (v.isNull()) {
+            if (in->zero[i])
+                st.bindInt(int(i), 0);
+            else if (in->rowid)
+                st.bindNull(int(i));
+            else
+                st.bind(int(i), v);
+            continue;
+        }
+        const int type = v.typeId();
+        if (in->rowid && type == QMetaType::LongLong)
+            st.bindInt(int(i), *static_cast<const qlonglong *>(v.constData()));
+        else if (utf8Texts_ && type == QMetaType::QByteArray)
+            st.bindText(int(i), QByteArrayView(*static_cast<const QByteArray *>(v.constData())),
+                        dbStatement::Until::Exec); // the values outlive the statement's run
         else
             st.bind(int(i), v);
     }

@@ -117,6 +117,11 @@ public:
     // One row; null flags are written 0. The new key, -1 on failure.
     qint64 insert(const schema::Table &t, const QVariantList &values);
 
+    // Values of type QByteArray are texts in UTF-8, not blobs: a caller that
+    // has the bytes of its texts (an exchange file) spares converting each to
+    // a QString and back.
+    void setUtf8Texts(bool on) { utf8Texts_ = on; }
+
     QString error() const { return error_; }
     qint64 errorCode() const { return code_; }
 
@@ -126,6 +131,7 @@ private:
 
     QSqlDatabase db_;
     std::vector<std::unique_ptr<Insert>> inserts_;
+    bool utf8Texts_ = false;
     QString error_;
     qint64 code_ = 0;
 };

@@ -5,8 +5,11 @@
 #include "exchange/demodata.h"
 #include "exchange/expclass.h"
 #include "exchange/importer.h"
+#include "exchange/layouts.h"
 #include "exchange/reader.h"
 #include "refdata/lookups.h"
+#include "shell/schema/schema.h"
+#include "shell/tree/tree.h"
 #include "fixture.h"
 
 #include "shell/cli.h"
@@ -339,6 +342,41 @@ private Q_SLOTS:
             QVERIFY2(count(t.db, table) == 0, table);
         QVERIFY(t.msg.texts().join(u'\n').contains(QStringLiteral("nessuna dichiarazione del file è stata caricata")));
         QVERIFY(t.msg.texts().join(u'\n').contains(QStringLiteral("riga n. ")));
+    }
+
+    // A declaration is written whole after its last line; a row the store
+    // refuses must still be reported at the line that gave it: the first line
+    // of the file with a row of that table (an MG module comes with the first
+    // detail line of its grid), for every table the file fills.
+    void refusedRowIsReportedAtItsOwnLine()
+    {
+        const QList<QByteArray> lines = bytes.split('\n');
+        int tried = 0;
+        for (const schema::Table *table : tree::tables()) {
+            int expected = -1;
+            for (int i = 1; i < lines.size() && expected < 0; ++i) {
+                const Layout *l = layout(QByteArrayView(lines[i]).first(std::min<qsizetype>(2, lines[i].size())));
+                const schema::Table *rows = l ? schema::table(l->table) : nullptr;
+                if (rows && (rows == table || rows->parent == table->name))
+                    expected = i + 1;
+            }
+            if (expected < 0 || table->name == QLatin1String("SezAnag"))
+                continue;
+            ++tried;
+            TestDb t(dir.path(), QStringLiteral("refuse-%1.db").arg(table->name));
+            QVERIFY(t.ok);
+            QVERIFY(t.db.execute(QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON %1 "
+                                                "BEGIN SELECT RAISE(ABORT, 'refused'); END").arg(table->name)));
+            t.msg.clear();
+            const ImportResult r = importFile(t.db, t.msg, source);
+            QCOMPARE(r.status, ImportResult::Failed);
+            const QString said = t.msg.texts().join(u'\n');
+            QVERIFY2(said.contains(QStringLiteral("interrotta alla riga n. %1:").arg(expected)),
+                     qPrintable(table->name + u'\n' + said));
+            QCOMPARE(count(t.db, "SezAnag"), 0);
+            QCOMPARE(count(t.db, "Ditte"), 0);
+        }
+        QVERIFY(tried >= 15);
     }
 };
 

@@ -12,6 +12,7 @@
 #include "shell/tree/tree.h"
 
 #include <QSqlQuery>
+#include <functional>
 #include <memory>
 
 namespace {
@@ -228,6 +229,42 @@ private Q_SLOTS:
                                             .arg(t->name, t->parentKey, schema::table(t->parent)->key, t->parent), {})
                              .toInt(),
                          0);
+    }
+
+    // A writer told that byte arrays are UTF-8 texts stores them as texts:
+    // every declaration with each text handed over as bytes reads back the
+    // same, and no column of any table holds a blob.
+    void utf8TextsAreStoredAsTexts()
+    {
+        Store dst;
+        QVERIFY(dst.open(*app, msg, testutil::freshDatabase(dir, s("utf8.db"))));
+        tree::Writer w(dst.c());
+        w.setUtf8Texts(true);
+        dbTransaction tx(dst.c());
+        tree::Reader r(src.c());
+        r.selectAll();
+        int texts = 0;
+        std::function<void(tree::Node &)> toBytes = [&](tree::Node &n) {
+            for (QVariant &v : n.values)
+                if (v.typeId() == QMetaType::QString && !v.isNull()) {
+                    v = v.toString().toUtf8();
+                    ++texts;
+                }
+            for (tree::Node *c : n.children)
+                toBytes(*c);
+        };
+        while (tree::Node *n = r.next()) {
+            toBytes(*n);
+            QVERIFY2(w.write(*n) > 0, qPrintable(w.error()));
+        }
+        QVERIFY(tx.commit());
+        QVERIFY(texts > 0);
+        QCOMPARE(dumpAll(dst.c()), dumpAll(src.c()));
+        for (const schema::Table *t : tree::tables())
+            for (const schema::Column &c : t->columns)
+                QVERIFY2(dst.db->scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE typeof(%2) = 'blob'")
+                                            .arg(t->name, c.name), {}).toInt() == 0,
+                         qPrintable(t->name + u'.' + c.name));
     }
 
     // A change in any column of any table shows, named; an ignored column
