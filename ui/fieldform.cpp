@@ -23,9 +23,17 @@ using fields::Kind;
 
 namespace {
 
+// A long field shows this many characters and scrolls the rest: a name of
+// 60 characters is read whole on leaving it, not kept whole on screen.
+constexpr int ShownChars = 28;
+
+// Room for `chars` characters of what the fields hold (capitals and digits,
+// at their average width) inside the frame of a box.
 int charsWidth(const QWidget *w, int chars)
 {
-    return w->fontMetrics().horizontalAdvance(QString(qBound(2, chars, 40), u'W')) * 3 / 4 + 16;
+    static const QString sample = QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789");
+    const int average = (w->fontMetrics().horizontalAdvance(sample) + int(sample.size()) - 1) / int(sample.size());
+    return average * qBound(2, chars, ShownChars) + 16;
 }
 
 } // namespace
