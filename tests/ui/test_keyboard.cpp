@@ -7,6 +7,7 @@
 // the stops of each walk.
 
 #include "../testdb.h"
+#include "inputs.h"
 #include "exchange/demodata.h"
 #include "exchange/gui/expform.h"
 #include "print/gui/printforms.h"
@@ -45,6 +46,8 @@
 
 namespace {
 
+using testinputs::inputsOf;
+
 QWidget *focused() { return QApplication::focusWidget(); }
 
 bool activate(QWidget *w)
@@ -75,37 +78,6 @@ QString describe(const QWidget *w)
         if (l->buddy() == w)
             text = l->text();
     return QStringLiteral("%1 %2 \"%3\"").arg(QString::fromLatin1(w->metaObject()->className()), name, text);
-}
-
-bool isInput(QWidget *w)
-{
-    if (auto *l = qobject_cast<QLabel *>(w)) // a link that does something
-        return l->text().contains(QStringLiteral("<a "));
-    if (auto *e = qobject_cast<QLineEdit *>(w))
-        return !e->isReadOnly();
-    return qobject_cast<QComboBox *>(w) || qobject_cast<QCheckBox *>(w) || qobject_cast<QRadioButton *>(w)
-           || qobject_cast<QAbstractSpinBox *>(w) || qobject_cast<QAbstractItemView *>(w)
-           || qobject_cast<QTextEdit *>(w) || qobject_cast<QPlainTextEdit *>(w);
-}
-
-// A widget inside a list or grid belongs to it: the arrows reach it.
-bool insideItemView(const QWidget *w)
-{
-    for (const QWidget *p = w->parentWidget(); p; p = p->parentWidget())
-        if (qobject_cast<const QAbstractItemView *>(p))
-            return true;
-    return false;
-}
-
-// The inputs shown and enabled now: each must take Tab.
-QList<QWidget *> inputsOf(QWidget *win)
-{
-    QList<QWidget *> out;
-    for (QWidget *w : win->findChildren<QWidget *>())
-        if (w->window() == win && w->isVisible() && w->isEnabled() && !w->focusProxy() && isInput(w)
-            && !qobject_cast<QHeaderView *>(w) && !insideItemView(w))
-            out << w;
-    return out;
 }
 
 // Radio buttons of one exclusive group are one stop: Tab enters the group
