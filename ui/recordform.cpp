@@ -12,12 +12,31 @@
 #include <QKeyEvent>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QShortcut>
 #include <QStyle>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
 namespace ui {
+
+namespace {
+
+// The scrolled body of a form asks for the whole form: a window opens as
+// large as its content (the screen permitting) and scrolls only beyond.
+class BodyScroll : public QScrollArea {
+public:
+    using QScrollArea::QScrollArea;
+    QSize sizeHint() const override
+    {
+        if (!widget())
+            return QScrollArea::sizeHint();
+        const int frame = 2 * frameWidth();
+        return widget()->sizeHint() + QSize(frame + verticalScrollBar()->sizeHint().width(), frame);
+    }
+};
+
+} // namespace
 
 RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding binding, QWidget *parent)
     : QWidget(parent), ctx_(ctx), layout_(std::move(layout)), b_(std::move(binding))
@@ -27,7 +46,7 @@ RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding bindi
     header_ = new QVBoxLayout;
     outer->addLayout(header_);
     // Fields and side panel scroll when the window is smaller than the form.
-    auto *scroll = new QScrollArea(this);
+    auto *scroll = new BodyScroll(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setFocusPolicy(Qt::NoFocus); // a frame, not a Tab stop
@@ -44,7 +63,6 @@ RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding bindi
     auto *middle = new SplitRow(fieldsPart, side_, SplitRow::FirstStretches, gap);
     inner->setLayout(middle);
     scroll->setWidget(inner);
-    body_ = inner;
     outer->addWidget(scroll, 1);
 
     // The navigator with "Elenco", then the buttons: one row while both
@@ -283,18 +301,6 @@ void RecordForm::closeEvent(QCloseEvent *e)
         return;
     }
     e->accept();
-}
-
-} // namespace ui
-
-namespace ui {
-
-QSize RecordForm::sizeHint() const
-{
-    // The whole form, not the scroll area's small default.
-    const QSize b = body_->sizeHint();
-    const QSize rest = QWidget::sizeHint();
-    return {qMax(b.width() + 40, rest.width()), b.height() + rest.height()};
 }
 
 } // namespace ui

@@ -114,7 +114,6 @@ public:
     void moveTo(int position);
     void openList();
     void reloadKeys();
-    QSize sizeHint() const override;
 
 Q_SIGNALS:
     void saved(qint64 key);
@@ -129,7 +128,6 @@ protected:
 
 private:
     void updateState();
-    QWidget *body_ = nullptr;
     AppContext &ctx_;
     RecordLayout layout_;
     RecordBinding b_;

@@ -53,12 +53,13 @@ QSize SplitRow::sizeHint() const
 
 QSize SplitRow::minimumSize() const
 {
+    // Narrowest when one group is under the other; the height then comes
+    // from heightForWidth, so a holder sized by its minimum does not keep
+    // the room of both groups stacked while they stand side by side.
     QSize m(0, 0);
-    for (int i = 0; i < (alone() ? 1 : 2); ++i) {
-        const QSize p = parts_[i]->minimumSize();
-        m = {qMax(m.width(), p.width()), m.height() + p.height()};
-    }
-    return m + QSize(0, alone() ? 0 : spacing());
+    for (int i = 0; i < (alone() ? 1 : 2); ++i)
+        m = m.expandedTo(parts_[i]->minimumSize());
+    return m;
 }
 
 int SplitRow::heightForWidth(int w) const
