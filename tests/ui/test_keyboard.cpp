@@ -7,7 +7,7 @@
 // the stops of each walk.
 
 #include "../testdb.h"
-#include "inputs.h"
+#include "formwalk.h"
 #include "exchange/demodata.h"
 #include "exchange/gui/expform.h"
 #include "print/gui/printforms.h"
@@ -46,6 +46,7 @@
 
 namespace {
 
+using testinputs::describe;
 using testinputs::inputsOf;
 
 QWidget *focused() { return QApplication::focusWidget(); }
@@ -60,24 +61,6 @@ bool activate(QWidget *w)
     // keyboard once the events of its showing have run.
     QTest::qWait(20);
     return QApplication::activeWindow() == w;
-}
-
-// A control's name for the failure texts: the nearest object name and the
-// label that introduces it.
-QString describe(const QWidget *w)
-{
-    if (!w)
-        return QStringLiteral("(nessuno)");
-    QString name;
-    for (const QWidget *p = w; p && name.isEmpty(); p = p->parentWidget())
-        name = p->objectName();
-    QString text;
-    if (auto *b = qobject_cast<const QAbstractButton *>(w))
-        text = b->text();
-    for (QLabel *l : w->window()->findChildren<QLabel *>())
-        if (l->buddy() == w)
-            text = l->text();
-    return QStringLiteral("%1 %2 \"%3\"").arg(QString::fromLatin1(w->metaObject()->className()), name, text);
 }
 
 // Radio buttons of one exclusive group are one stop: Tab enters the group
@@ -292,7 +275,6 @@ QStringList menuTitles()
 class TestKeyboard : public QObject {
     Q_OBJECT
     TestDb t;
-    qint64 saID = 0;
 
     // Every window: each registered form (shown on its own, as in the
     // frame) and each module window of its schede.
@@ -344,16 +326,7 @@ class TestKeyboard : public QObject {
 private Q_SLOTS:
     void initTestCase()
     {
-        QVERIFY(t.open());
-        exch::demo::Options o;
-        o.declarations = 1;
-        o.withErrors = false;
-        o.everySection = true;
-        QList<qint64> ids;
-        QString error;
-        QVERIFY2(exch::demo::generate(*t.db, o, &ids, &error), qPrintable(error));
-        saID = ids.value(0);
-        t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(saID));
+        QVERIFY(testinputs::openWithFullDeclaration(t));
         registerForms();
         openPrintedFile = [](const QString &) {};
     }

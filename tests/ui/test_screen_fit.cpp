@@ -4,9 +4,7 @@
 // lies over another, and the navigator's caption is shown whole. Also: the
 // declarations list opens at the width remembered in the settings file.
 
-#include "../testdb.h"
-#include "inputs.h"
-#include "exchange/demodata.h"
+#include "formwalk.h"
 #include "print/gui/printforms.h"
 #include "shell/gui/formregistry.h"
 #include "shell/gui/mainwindow.h"
@@ -27,16 +25,7 @@
 
 namespace {
 
-QString describe(const QWidget *w)
-{
-    QString name;
-    for (const QWidget *p = w; p && name.isEmpty(); p = p->parentWidget())
-        name = p->objectName();
-    QString text;
-    if (auto *b = qobject_cast<const QAbstractButton *>(w))
-        text = b->text();
-    return QStringLiteral("%1 %2 \"%3\"").arg(QString::fromLatin1(w->metaObject()->className()), name, text);
-}
+using testinputs::describe;
 
 QString rectText(const QRect &r)
 {
@@ -128,15 +117,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         QCOMPARE(QGuiApplication::primaryScreen()->size(), QSize(1366, 768));
-        QVERIFY(t.open());
-        exch::demo::Options o;
-        o.declarations = 1;
-        o.withErrors = false;
-        o.everySection = true;
-        QList<qint64> ids;
-        QString error;
-        QVERIFY2(exch::demo::generate(*t.db, o, &ids, &error), qPrintable(error));
-        t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(ids.value(0)));
+        QVERIFY(testinputs::openWithFullDeclaration(t));
         registerForms();
         openPrintedFile = [](const QString &) {};
     }

@@ -1,7 +1,12 @@
 #pragma once
-// What a user can type into or tick in a window: the controls the keyboard
-// and layout tests walk.
+// What the tests that walk every window share: a database with one
+// declaration filling every section, current for the forms, and what a user
+// can type into or tick in a window.
 
+#include "../testdb.h"
+#include "exchange/demodata.h"
+
+#include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QAbstractSpinBox>
 #include <QCheckBox>
@@ -15,6 +20,43 @@
 #include <QWidget>
 
 namespace testinputs {
+
+// A control's name for the failure texts: the nearest object name and the
+// label that introduces it.
+inline QString describe(const QWidget *w)
+{
+    if (!w)
+        return QStringLiteral("(nessuno)");
+    QString name;
+    for (const QWidget *p = w; p && name.isEmpty(); p = p->parentWidget())
+        name = p->objectName();
+    QString text;
+    if (auto *b = qobject_cast<const QAbstractButton *>(w))
+        text = b->text();
+    for (QLabel *l : w->window()->findChildren<QLabel *>())
+        if (l->buddy() == w)
+            text = l->text();
+    return QStringLiteral("%1 %2 \"%3\"").arg(QString::fromLatin1(w->metaObject()->className()), name, text);
+}
+
+// Opens the test database with one declaration of every section, the one
+// the forms open on.
+inline bool openWithFullDeclaration(TestDb &t)
+{
+    if (!t.open())
+        return false;
+    exch::demo::Options o;
+    o.declarations = 1;
+    o.withErrors = false;
+    o.everySection = true;
+    QList<qint64> ids;
+    QString error;
+    if (!exch::demo::generate(*t.db, o, &ids, &error)) {
+        qWarning("%s", qPrintable(error));
+        return false;
+    }
+    return t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(ids.value(0)));
+}
 
 inline bool isInput(QWidget *w)
 {
