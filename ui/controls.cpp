@@ -762,7 +762,11 @@ QString pickWasteCode(AppContext &ctx, QWidget *parent, const QString &current)
 
 OptionGroup::OptionGroup(const QStringList &captions, QWidget *parent) : QWidget(parent)
 {
-    auto *lay = new QHBoxLayout(this);
+    // Short captions side by side; long ones one under the other, so that
+    // the choice does not widen its form past the screen.
+    constexpr int RowChars = 60;
+    QBoxLayout *lay = captions.join(QString()).size() > RowChars ? static_cast<QBoxLayout *>(new QVBoxLayout(this))
+                                                                 : new QHBoxLayout(this);
     lay->setContentsMargins(0, 0, 0, 0);
     group_ = new QButtonGroup(this);
     for (int i = 0; i < captions.size(); ++i) {

@@ -5,6 +5,10 @@
 
 #include "../testdb.h"
 #include "exchange/demodata.h"
+#include "sections/codes.h"
+#include "sections/imb/gui/imbform.h"
+#include "sections/rif/gui/wasteforms.h"
+#include "sections/stream/gui/streamform.h"
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
@@ -18,6 +22,7 @@
 #include <QRadioButton>
 #include <QTextEdit>
 #include <QWidget>
+#include <functional>
 
 namespace testinputs {
 
@@ -37,6 +42,22 @@ inline QString describe(const QWidget *w)
         if (l->buddy() == w)
             text = l->text();
     return QStringLiteral("%1 %2 \"%3\"").arg(QString::fromLatin1(w->metaObject()->className()), name, text);
+}
+
+// The module windows a form opens, each as the user would.
+inline QList<QPair<QString, std::function<QWidget *()>>> moduleOpeners(QWidget *w)
+{
+    QList<QPair<QString, std::function<QWidget *()>>> out;
+    if (auto *s = qobject_cast<wastegui::SchedaForm *>(w))
+        for (const waste::ModuleKind *kind : s->moduleKinds())
+            out.append({kind->code, [s, kind] { return s->openModule(*kind); }});
+    for (int t = codes::RT; t <= codes::MG; ++t) {
+        if (auto *i = qobject_cast<imbgui::ImbForm *>(w))
+            out.append({QStringLiteral("IMB %1").arg(t), [i, t] { return i->openModules(t, 0); }});
+        if (auto *r = qobject_cast<streamgui::StreamForm *>(w))
+            out.append({QStringLiteral("%1").arg(t), [r, t] { return r->openModules(t, 0); }});
+    }
+    return out;
 }
 
 // Opens the test database with one declaration of every section, the one

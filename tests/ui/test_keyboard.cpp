@@ -47,6 +47,7 @@
 namespace {
 
 using testinputs::describe;
+using testinputs::moduleOpeners;
 using testinputs::inputsOf;
 
 QWidget *focused() { return QApplication::focusWidget(); }
@@ -305,22 +306,6 @@ class TestKeyboard : public QObject {
             fn(name, w.get(), true);
         }
         QVERIFY(modules > 10);
-    }
-
-    // The module windows a form opens, each as the user would.
-    static QList<QPair<QString, std::function<QWidget *()>>> moduleOpeners(QWidget *w)
-    {
-        QList<QPair<QString, std::function<QWidget *()>>> out;
-        if (auto *s = qobject_cast<wastegui::SchedaForm *>(w))
-            for (const waste::ModuleKind *kind : s->moduleKinds())
-                out.append({kind->code, [s, kind] { return s->openModule(*kind); }});
-        for (int t = codes::RT; t <= codes::MG; ++t) {
-            if (auto *i = qobject_cast<imbgui::ImbForm *>(w))
-                out.append({QStringLiteral("IMB %1").arg(t), [i, t] { return i->openModules(t, 0); }});
-            if (auto *r = qobject_cast<streamgui::StreamForm *>(w))
-                out.append({QStringLiteral("%1").arg(t), [r, t] { return r->openModules(t, 0); }});
-        }
-        return out;
     }
 
 private Q_SLOTS:

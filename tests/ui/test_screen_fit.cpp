@@ -2,7 +2,8 @@
 // window that fills a 1366x768 screen, the declarations list beside it:
 // nothing scrolls sideways, no input or button is cut by what holds it or
 // lies over another, and the navigator's caption is shown whole. Also: the
-// declarations list opens at the width remembered in the settings file.
+// declarations list opens at the width remembered in the settings file,
+// and every module window fits the screen on its own.
 
 #include "formwalk.h"
 #include "print/gui/printforms.h"
@@ -16,6 +17,7 @@
 #include <QDockWidget>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QPointer>
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
@@ -66,8 +68,9 @@ QList<QWidget *> controlsOf(QWidget *form)
     return out;
 }
 
-// The faults of a form as laid out inside the main window.
-QStringList fitFaults(const QString &name, QWidget *form, MainWindow &main)
+// The faults of a form as laid out in `top` (the main window, or its own
+// window); `mdi` the frame area it stands in, if any.
+QStringList fitFaults(const QString &name, QWidget *form, QWidget *top, QMdiArea *mdi)
 {
     QStringList faults;
     const QList<QWidget *> controls = controlsOf(form);
@@ -76,7 +79,7 @@ QStringList fitFaults(const QString &name, QWidget *form, MainWindow &main)
         // (scrolling down a long form is expected), and what it shows goes on
         // to be cut by the widgets further out.
         QRect r = globalRect(w);
-        for (QWidget *p = w->parentWidget(); p && p != &main && !r.isEmpty(); p = p->parentWidget()) {
+        for (QWidget *p = w->parentWidget(); p && p != top && !r.isEmpty(); p = p->parentWidget()) {
             const QRect room = globalRect(p);
             const bool sideways = r.left() < room.left() || r.right() > room.right();
             const bool upDown = !scrolls(p, w) && (r.top() < room.top() || r.bottom() > room.bottom());
@@ -93,13 +96,13 @@ QStringList fitFaults(const QString &name, QWidget *form, MainWindow &main)
             QWidget *a = controls[i], *b = controls[j];
             if (a->isAncestorOf(b) || b->isAncestorOf(a))
                 continue;
-            if (shownRect(a, &main).intersects(shownRect(b, &main)))
+            if (shownRect(a, top).intersects(shownRect(b, top)))
                 faults << name + QStringLiteral(": %1 sopra %2").arg(describe(a), describe(b));
         }
     for (QScrollArea *s : form->findChildren<QScrollArea *>())
         if (s->isVisible() && s->horizontalScrollBar()->maximum() > 0)
             faults << name + QStringLiteral(": scorre di lato di %1 pixel").arg(s->horizontalScrollBar()->maximum());
-    if (main.mdi()->horizontalScrollBar()->maximum() > 0)
+    if (mdi && mdi->horizontalScrollBar()->maximum() > 0)
         faults << name + QStringLiteral(": la finestra principale scorre di lato");
     for (ui::Navigator *n : form->findChildren<ui::Navigator *>())
         if (n->isVisible() && !n->captionWhole())
@@ -141,10 +144,39 @@ private Q_SLOTS:
             QApplication::processEvents();
             ++shown;
             const QString name = QStringLiteral("form %1 \"%2\"").arg(n).arg(sw->widget()->windowTitle());
-            faults << fitFaults(name, sw->widget(), main);
+            faults << fitFaults(name, sw->widget(), &main, main.mdi());
             t.msg.answer({false});
         }
         QVERIFY(shown > 10);
+        for (const QString &f : std::as_const(faults))
+            qWarning("%s", qPrintable(f));
+        QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 difetti, elencati sopra").arg(faults.size())));
+    }
+
+    // Every module window of every scheda, on its own at the size it opens
+    // with on the same screen.
+    void everyModuleWindowFits()
+    {
+        QStringList faults;
+        int modules = 0;
+        for (int n : formRegistry().keys()) {
+            std::unique_ptr<QWidget> w(formRegistry().value(n).make(*t.ctx, nullptr));
+            if (!w)
+                continue;
+            w->show();
+            QVERIFY(QTest::qWaitForWindowExposed(w.get()));
+            for (const auto &[code, open] : testinputs::moduleOpeners(w.get())) {
+                QPointer<QWidget> m = open();
+                if (!m)
+                    continue;
+                QVERIFY(QTest::qWaitForWindowExposed(m));
+                QApplication::processEvents();
+                faults << fitFaults(QStringLiteral("form %1 modulo %2").arg(n).arg(code), m, m, nullptr);
+                delete m;
+                ++modules;
+            }
+        }
+        QVERIFY(modules > 10);
         for (const QString &f : std::as_const(faults))
             qWarning("%s", qPrintable(f));
         QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 difetti, elencati sopra").arg(faults.size())));
