@@ -125,8 +125,19 @@ private Q_SLOTS:
         openPrintedFile = [](const QString &) {};
     }
 
+    // The list at the width it opens with when none is remembered, and
+    // widened by the user.
+    void everyFormFitsBesideTheList_data()
+    {
+        QTest::addColumn<QString>("listWidth");
+        QTest::newRow("predefinita") << QString();
+        QTest::newRow("allargata") << QStringLiteral("420");
+    }
+
     void everyFormFitsBesideTheList()
     {
+        QFETCH(QString, listWidth);
+        t.app->writeText(QStringLiteral("Finestre"), QStringLiteral("Dichiarazioni"), listWidth);
         QStringList faults;
         QList<int> numbers = formRegistry().keys();
         std::sort(numbers.begin(), numbers.end());
@@ -137,6 +148,8 @@ private Q_SLOTS:
             QVERIFY(QTest::qWaitForWindowExposed(&main));
             QTest::qWait(10);
             QVERIFY(main.findChild<QDockWidget *>()->isVisible());
+            if (!listWidth.isEmpty())
+                QTRY_COMPARE(main.dockWidth(), listWidth.toInt());
             main.openForm(n);
             QMdiSubWindow *sw = main.mdi()->activeSubWindow();
             if (!sw)
