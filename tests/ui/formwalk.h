@@ -60,6 +60,14 @@ inline QList<QPair<QString, std::function<QWidget *()>>> moduleOpeners(QWidget *
     return out;
 }
 
+// Fails the test with every fault found, each on its own line.
+inline void report(const QStringList &faults)
+{
+    for (const QString &f : faults)
+        qWarning("%s", qPrintable(f));
+    QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 difetti, elencati sopra").arg(faults.size())));
+}
+
 // Opens the test database with one declaration of every section, the one
 // the forms open on.
 inline bool openWithFullDeclaration(TestDb &t)

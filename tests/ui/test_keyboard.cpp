@@ -48,6 +48,7 @@ namespace {
 
 using testinputs::describe;
 using testinputs::moduleOpeners;
+using testinputs::report;
 using testinputs::inputsOf;
 
 QWidget *focused() { return QApplication::focusWidget(); }
@@ -256,13 +257,6 @@ QStringList inEveryPage(QWidget *win, const std::function<QStringList()> &check)
 }
 
 // The texts of the main window's menu bar: a form inside it shares its Alt keys.
-void report(const QStringList &faults)
-{
-    for (const QString &f : faults)
-        qWarning("%s", qPrintable(f));
-    QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 difetti, elencati sopra").arg(faults.size())));
-}
-
 QStringList menuTitles()
 {
     QStringList out;

@@ -161,9 +161,7 @@ private Q_SLOTS:
             t.msg.answer({false});
         }
         QVERIFY(shown > 10);
-        for (const QString &f : std::as_const(faults))
-            qWarning("%s", qPrintable(f));
-        QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 difetti, elencati sopra").arg(faults.size())));
+        testinputs::report(faults);
     }
 
     // Every module window of every scheda, on its own at the size it opens
@@ -190,9 +188,7 @@ private Q_SLOTS:
             }
         }
         QVERIFY(modules > 10);
-        for (const QString &f : std::as_const(faults))
-            qWarning("%s", qPrintable(f));
-        QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 difetti, elencati sopra").arg(faults.size())));
+        testinputs::report(faults);
     }
 
     // From the width a navigator form opens with down to the narrowest the
@@ -232,9 +228,7 @@ private Q_SLOTS:
             ++walked;
         }
         QVERIFY(walked > 5);
-        for (const QString &f : std::as_const(faults))
-            qWarning("%s", qPrintable(f));
-        QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 difetti, elencati sopra").arg(faults.size())));
+        testinputs::report(faults);
     }
 
     void listOpensAtTheRememberedWidth()
