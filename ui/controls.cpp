@@ -22,6 +22,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QContextMenuEvent>
 #include <QPushButton>
 #include <QRadioButton>
@@ -761,7 +762,11 @@ QString pickWasteCode(AppContext &ctx, QWidget *parent, const QString &current)
 
 OptionGroup::OptionGroup(const QStringList &captions, QWidget *parent) : QWidget(parent)
 {
-    auto *lay = new QHBoxLayout(this);
+    // Short captions side by side; long ones one under the other, so that
+    // the choice does not widen its form past the screen.
+    constexpr int RowChars = 60;
+    QBoxLayout *lay = captions.join(QString()).size() > RowChars ? static_cast<QBoxLayout *>(new QVBoxLayout(this))
+                                                                 : new QHBoxLayout(this);
     lay->setContentsMargins(0, 0, 0, 0);
     group_ = new QButtonGroup(this);
     for (int i = 0; i < captions.size(); ++i) {
@@ -791,6 +796,55 @@ void OptionGroup::setValue(int v)
 
 // ---- Navigator ----
 
+// The navigator's caption: asks for the room of the longest caption of its
+// form (so the buttons do not jump as the count grows) but, when the row
+// truly has no more room, is shortened with "..." and says the whole in its
+// tooltip. Never drawn under its neighbours.
+class CaptionLabel : public QWidget {
+public:
+    CaptionLabel(const QString &longest, QWidget *parent) : QWidget(parent), longest_(longest)
+    {
+        setObjectName(QStringLiteral("caption"));
+        setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    }
+    void setText(const QString &t)
+    {
+        text_ = t;
+        updateTip();
+        update();
+    }
+    QString text() const { return text_; }
+    bool whole() const { return fontMetrics().horizontalAdvance(text_) + 2 * Pad <= width(); }
+    QSize sizeHint() const override
+    {
+        return {fontMetrics().horizontalAdvance(longest_) + 2 * Pad, fontMetrics().height() + 4};
+    }
+    QSize minimumSizeHint() const override
+    {
+        // Enough for the count of a long list ("... 9999 di 9999").
+        return {fontMetrics().horizontalAdvance(QStringLiteral("...9999 di 9999")) + 2 * Pad, sizeHint().height()};
+    }
+
+protected:
+    void resizeEvent(QResizeEvent *e) override
+    {
+        QWidget::resizeEvent(e);
+        updateTip();
+    }
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter p(this);
+        const QRect r = rect().adjusted(Pad, 0, -Pad, 0);
+        // Shortened at its start: the position and the count stay readable.
+        p.drawText(r, Qt::AlignCenter, fontMetrics().elidedText(text_, Qt::ElideLeft, r.width()));
+    }
+
+private:
+    void updateTip() { setToolTip(whole() ? QString() : text_); }
+    static constexpr int Pad = 8;
+    QString longest_, text_;
+};
+
 Navigator::Navigator(const QString &text, QWidget *parent) : QWidget(parent), text_(text)
 {
     auto *lay = new QHBoxLayout(this);
@@ -806,14 +860,11 @@ Navigator::Navigator(const QString &text, QWidget *parent) : QWidget(parent), te
     };
     first_ = mk(QStringLiteral("|<"), QStringLiteral("Primo (Ctrl+Home)"));
     prev_ = mk(QStringLiteral("<"), QStringLiteral("Precedente (Ctrl+PgSu)"));
-    label_ = new QLabel(this);
-    label_->setAlignment(Qt::AlignCenter);
-    // Room for the longest caption, so it is never cut.
-    const QFontMetrics fm = label_->fontMetrics();
-    label_->setMinimumWidth(std::max(fm.horizontalAdvance(text + QStringLiteral(" 9999 di 9999")),
-                                     fm.horizontalAdvance(text + QStringLiteral(" - nuovo inserimento (totale 9999)")))
-                            + 16);
-    lay->addWidget(label_);
+    const QFontMetrics fm = fontMetrics();
+    const QString counted = text + QStringLiteral(" 9999 di 9999");
+    const QString fresh = text + QStringLiteral(" - nuovo inserimento (totale 9999)");
+    label_ = new CaptionLabel(fm.horizontalAdvance(counted) > fm.horizontalAdvance(fresh) ? counted : fresh, this);
+    lay->addWidget(label_, 1);
     next_ = mk(QStringLiteral(">"), QStringLiteral("Successivo (Ctrl+PgGiù)"));
     last_ = mk(QStringLiteral(">|"), QStringLiteral("Ultimo (Ctrl+End)"));
     connect(first_, &QToolButton::clicked, this, [this] { Q_EMIT moveTo(1); });
@@ -828,6 +879,11 @@ QString Navigator::caption() const
     if (pos_ == 0)
         return text_ + QStringLiteral(" - nuovo inserimento (totale %1)").arg(count_);
     return text_ + QStringLiteral(" %1 di %2").arg(pos_).arg(count_);
+}
+
+bool Navigator::captionWhole() const
+{
+    return label_->whole();
 }
 
 void Navigator::setPosition(int position, int count)

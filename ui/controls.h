@@ -243,6 +243,8 @@ private:
     QButtonGroup *group_;
 };
 
+class CaptionLabel;
+
 // Position and count of the rows of a form, with first/previous/next/last.
 class Navigator : public QWidget {
     Q_OBJECT
@@ -252,13 +254,15 @@ public:
     int position() const { return pos_; }
     int count() const { return count_; }
     QString caption() const;
+    // Whether the caption is shown whole (false: shortened to its room).
+    bool captionWhole() const;
 
 Q_SIGNALS:
     void moveTo(int position); // asked by the buttons
 
 private:
     QString text_;
-    QLabel *label_;
+    CaptionLabel *label_;
     QToolButton *first_, *prev_, *next_, *last_;
     int pos_ = 0, count_ = 0;
 };

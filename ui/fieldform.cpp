@@ -23,10 +23,42 @@ using fields::Kind;
 
 namespace {
 
+// A long field shows this many characters and scrolls the rest: a name of
+// 60 characters is read whole on leaving it, not kept whole on screen.
+constexpr int ShownChars = 28;
+
+// Room for `chars` characters of what the fields hold (capitals and digits,
+// at their average width) inside the frame of a box.
 int charsWidth(const QWidget *w, int chars)
 {
-    return w->fontMetrics().horizontalAdvance(QString(qBound(2, chars, 40), u'W')) * 3 / 4 + 16;
+    static const QString sample = QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789");
+    const int average = (w->fontMetrics().horizontalAdvance(sample) + int(sample.size()) - 1) / int(sample.size());
+    return average * qBound(2, chars, ShownChars) + 16;
 }
+
+// A long caption keeps one line while its column has room and wraps onto a
+// second one when the form is narrow, rather than widening the form.
+class FieldLabel : public QLabel {
+public:
+    FieldLabel(const QString &text, QWidget *parent) : QLabel(text, parent)
+    {
+        setWordWrap(true);
+        setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    }
+    QSize sizeHint() const override
+    {
+        const int w = fontMetrics().horizontalAdvance(QString(text()).remove(u'&')) + 2 * margin() + 4;
+        return {w, heightForWidth(w)};
+    }
+    QSize minimumSizeHint() const override
+    {
+        const QSize one = sizeHint();
+        return {qMin(one.width(), one.width() / 2 + 4 * fontMetrics().averageCharWidth()), one.height()};
+    }
+};
+
+// Captions longer than this may wrap.
+constexpr int OneLineCaption = 28;
 
 } // namespace
 
@@ -192,7 +224,8 @@ void FieldForm::build()
         const int col = f.col * 2;
         const bool ownLabel = f.kind != Kind::Check && !f.caption.isEmpty();
         if (ownLabel) {
-            auto *lab = new QLabel(f.caption, parentW);
+            auto *lab = f.caption.size() > OneLineCaption ? new FieldLabel(f.caption, parentW)
+                                                          : new QLabel(f.caption, parentW);
             lab->setBuddy(s.focus);
             labels_.insert(f.name.toLower(), lab);
             grid->addWidget(lab, f.row, col, Qt::AlignRight | Qt::AlignVCenter);

@@ -4,6 +4,7 @@
 #include "ui/controls.h"
 #include "ui/desktop.h"
 #include "ui/fieldform.h"
+#include "ui/splitrow.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -11,11 +12,31 @@
 #include <QKeyEvent>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QShortcut>
+#include <QStyle>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
 namespace ui {
+
+namespace {
+
+// The scrolled body of a form asks for the whole form: a window opens as
+// large as its content (the screen permitting) and scrolls only beyond.
+class BodyScroll : public QScrollArea {
+public:
+    using QScrollArea::QScrollArea;
+    QSize sizeHint() const override
+    {
+        if (!widget())
+            return QScrollArea::sizeHint();
+        const int frame = 2 * frameWidth();
+        return widget()->sizeHint() + QSize(frame + verticalScrollBar()->sizeHint().width(), frame);
+    }
+};
+
+} // namespace
 
 RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding binding, QWidget *parent)
     : QWidget(parent), ctx_(ctx), layout_(std::move(layout)), b_(std::move(binding))
@@ -25,33 +46,39 @@ RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding bindi
     header_ = new QVBoxLayout;
     outer->addLayout(header_);
     // Fields and side panel scroll when the window is smaller than the form.
-    auto *scroll = new QScrollArea(this);
+    auto *scroll = new BodyScroll(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setFocusPolicy(Qt::NoFocus); // a frame, not a Tab stop
     auto *inner = new QWidget(scroll);
-    auto *middle = new QHBoxLayout(inner);
-    middle->setContentsMargins(0, 0, 0, 0);
     fields_ = new FieldForm(ctx_, layout_.fields, inner);
     if (b_.exitRule)
         fields_->setExitRule(b_.exitRule);
-    middle->addWidget(fields_, 1);
+    auto *fieldsPart = new QVBoxLayout;
+    fieldsPart->addWidget(fields_);
     side_ = new QVBoxLayout;
-    middle->addLayout(side_);
+    // The side panel (a summary, the operations of an authorisation) beside
+    // the fields, or under them when the form is narrower than both.
+    const int gap = style()->pixelMetric(QStyle::PM_LayoutHorizontalSpacing);
+    auto *middle = new SplitRow(fieldsPart, side_, SplitRow::FirstStretches, gap);
+    inner->setLayout(middle);
     scroll->setWidget(inner);
-    body_ = inner;
     outer->addWidget(scroll, 1);
 
-    buttons_ = new QHBoxLayout;
+    // The navigator with "Elenco", then the buttons: one row while both
+    // fit, two when the form is narrower.
+    auto *navRow = new QHBoxLayout;
     if (layout_.navigator) {
         nav_ = new Navigator(layout_.navText, this);
-        buttons_->addWidget(nav_);
+        navRow->addWidget(nav_);
         connect(nav_, &Navigator::moveTo, this, &RecordForm::moveTo);
         list_ = new QPushButton(QStringLiteral("E&lenco"), this);
         list_->setProperty("causesValidation", false);
-        buttons_->addWidget(list_);
+        navRow->addWidget(list_);
         connect(list_, &QPushButton::clicked, this, &RecordForm::openList);
     }
+    navRow->addStretch();
+    buttons_ = new QHBoxLayout;
     buttons_->addStretch();
     auto mk = [this](const QString &t, bool validates) {
         auto *b = new QPushButton(t, this);
@@ -65,7 +92,7 @@ RecordForm::RecordForm(AppContext &ctx, RecordLayout layout, RecordBinding bindi
     save_ = mk(layout_.saveText, true);
     delete_ = mk(layout_.deleteText, false);
     close_ = mk(layout_.closeText, false);
-    outer->addLayout(buttons_);
+    outer->addLayout(new SplitRow(navRow, buttons_, SplitRow::SecondStretches, gap));
 
     connect(new_, &QPushButton::clicked, this, [this] {
         if (confirmLeave())
@@ -129,9 +156,6 @@ bool RecordForm::eventFilter(QObject *o, QEvent *e)
 
 void RecordForm::showEvent(QShowEvent *e)
 {
-    // Labels and fields never squeeze below their natural size: the window scrolls.
-    if (body_->minimumWidth() == 0)
-        body_->setMinimumSize(body_->sizeHint());
     // Inputs a form adds beside its field table (the grids of operation
     // rows) explain their refusals as the fields do.
     for (LineEdit *l : findChildren<LineEdit *>())
@@ -277,18 +301,6 @@ void RecordForm::closeEvent(QCloseEvent *e)
         return;
     }
     e->accept();
-}
-
-} // namespace ui
-
-namespace ui {
-
-QSize RecordForm::sizeHint() const
-{
-    // The whole form, not the scroll area's small default.
-    const QSize b = body_->sizeHint();
-    const QSize rest = QWidget::sizeHint();
-    return {qMax(b.width() + 40, rest.width()), b.height() + rest.height()};
 }
 
 } // namespace ui

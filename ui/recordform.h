@@ -92,7 +92,9 @@ public:
     // A button that needs a saved record (the module buttons of a scheda):
     // enabled only while a saved row is shown.
     QPushButton *addRecordButton(const QString &text);
-    // Extra buttons and panels of a form.
+    // Extra buttons and panels of a form. The button row starts with a
+    // stretch: a form's own buttons go before it (index 0, 1, ...), on the
+    // left of "Nuova scheda".
     QHBoxLayout *buttonRow() const { return buttons_; }
     QVBoxLayout *sidePanel() const { return side_; }
     QVBoxLayout *header() const { return header_; }
@@ -112,7 +114,6 @@ public:
     void moveTo(int position);
     void openList();
     void reloadKeys();
-    QSize sizeHint() const override;
 
 Q_SIGNALS:
     void saved(qint64 key);
@@ -127,7 +128,6 @@ protected:
 
 private:
     void updateState();
-    QWidget *body_ = nullptr;
     AppContext &ctx_;
     RecordLayout layout_;
     RecordBinding b_;

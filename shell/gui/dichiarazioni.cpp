@@ -75,7 +75,7 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
     model_ = new DeclarationModel(ctx_.db, this);
     view_ = new ListView(this);
     view_->setModel(model_);
-    view_->setMinimumWidth(360);
+    view_->setMinimumWidth(200); // the dock may be narrow: the columns scroll
     view_->setAlternatingRowColors(true);
     view_->setShowGrid(false);
     view_->setWordWrap(false);

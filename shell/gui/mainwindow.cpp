@@ -84,8 +84,37 @@ MainWindow::MainWindow(AppContext &ctx, QWidget *parent)
     // whole screen and the list stays narrow.
     if (const QScreen *sc = screen(); sc && sc->availableGeometry().width() < 1600)
         setWindowState(windowState() | Qt::WindowMaximized);
-    QTimer::singleShot(0, this, [this] { resizeDocks({dock_}, {280}, Qt::Horizontal); });
     ui::rememberGeometry(this, ctx_, QStringLiteral("Principale"));
+}
+
+namespace {
+// The declarations list's width, in the section of the window geometries.
+const QString WindowsSection = QStringLiteral("Finestre");
+const QString DockKey = QStringLiteral("Dichiarazioni");
+// Wide enough for company name and tax code, and leaves a 1366 pixel
+// screen's forms their room.
+constexpr int DefaultDockWidth = 300;
+} // namespace
+
+int MainWindow::dockWidth() const
+{
+    return dock_->width();
+}
+
+void MainWindow::showEvent(QShowEvent *e)
+{
+    QMainWindow::showEvent(e);
+    if (dockSized_)
+        return;
+    dockSized_ = true;
+    // Once the window has its size: the dock's width is laid out only then.
+    QTimer::singleShot(0, this, [this] {
+        int w = ctx_.app.readInt(WindowsSection, DockKey);
+        if (w <= 0)
+            w = DefaultDockWidth;
+        w = qBound(dock_->minimumSizeHint().width(), w, qMax(DefaultDockWidth, width() / 2));
+        resizeDocks({dock_}, {w}, Qt::Horizontal);
+    });
 }
 
 void MainWindow::buildMenus()
@@ -298,5 +327,7 @@ void MainWindow::closeEvent(QCloseEvent *e)
         e->ignore();
         return;
     }
+    if (dockSized_ && dock_->isVisible() && !dock_->isFloating())
+        ctx_.app.writeText(WindowsSection, DockKey, QString::number(dock_->width()));
     e->accept();
 }

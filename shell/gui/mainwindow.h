@@ -33,9 +33,13 @@ public:
     QAction *action(const QString &text) const; // by menu text, for tests
     bool closingForms() const { return opener_.closing(); }
     QString aboutText() const;
+    // Width of the declarations list beside the forms (remembered in the
+    // settings file).
+    int dockWidth() const;
 
 protected:
     void closeEvent(QCloseEvent *e) override;
+    void showEvent(QShowEvent *e) override;
 
 private:
     void buildMenus();
@@ -55,4 +59,5 @@ private:
     QLabel *status_;
     QHash<QAction *, int> formActions_;
     QList<QAction *> allActions_;
+    bool dockSized_ = false;
 };

@@ -7,6 +7,7 @@
 // the stops of each walk.
 
 #include "../testdb.h"
+#include "formwalk.h"
 #include "exchange/demodata.h"
 #include "exchange/gui/expform.h"
 #include "print/gui/printforms.h"
@@ -45,6 +46,11 @@
 
 namespace {
 
+using testinputs::describe;
+using testinputs::moduleOpeners;
+using testinputs::report;
+using testinputs::inputsOf;
+
 QWidget *focused() { return QApplication::focusWidget(); }
 
 bool activate(QWidget *w)
@@ -57,55 +63,6 @@ bool activate(QWidget *w)
     // keyboard once the events of its showing have run.
     QTest::qWait(20);
     return QApplication::activeWindow() == w;
-}
-
-// A control's name for the failure texts: the nearest object name and the
-// label that introduces it.
-QString describe(const QWidget *w)
-{
-    if (!w)
-        return QStringLiteral("(nessuno)");
-    QString name;
-    for (const QWidget *p = w; p && name.isEmpty(); p = p->parentWidget())
-        name = p->objectName();
-    QString text;
-    if (auto *b = qobject_cast<const QAbstractButton *>(w))
-        text = b->text();
-    for (QLabel *l : w->window()->findChildren<QLabel *>())
-        if (l->buddy() == w)
-            text = l->text();
-    return QStringLiteral("%1 %2 \"%3\"").arg(QString::fromLatin1(w->metaObject()->className()), name, text);
-}
-
-bool isInput(QWidget *w)
-{
-    if (auto *l = qobject_cast<QLabel *>(w)) // a link that does something
-        return l->text().contains(QStringLiteral("<a "));
-    if (auto *e = qobject_cast<QLineEdit *>(w))
-        return !e->isReadOnly();
-    return qobject_cast<QComboBox *>(w) || qobject_cast<QCheckBox *>(w) || qobject_cast<QRadioButton *>(w)
-           || qobject_cast<QAbstractSpinBox *>(w) || qobject_cast<QAbstractItemView *>(w)
-           || qobject_cast<QTextEdit *>(w) || qobject_cast<QPlainTextEdit *>(w);
-}
-
-// A widget inside a list or grid belongs to it: the arrows reach it.
-bool insideItemView(const QWidget *w)
-{
-    for (const QWidget *p = w->parentWidget(); p; p = p->parentWidget())
-        if (qobject_cast<const QAbstractItemView *>(p))
-            return true;
-    return false;
-}
-
-// The inputs shown and enabled now: each must take Tab.
-QList<QWidget *> inputsOf(QWidget *win)
-{
-    QList<QWidget *> out;
-    for (QWidget *w : win->findChildren<QWidget *>())
-        if (w->window() == win && w->isVisible() && w->isEnabled() && !w->focusProxy() && isInput(w)
-            && !qobject_cast<QHeaderView *>(w) && !insideItemView(w))
-            out << w;
-    return out;
 }
 
 // Radio buttons of one exclusive group are one stop: Tab enters the group
@@ -300,13 +257,6 @@ QStringList inEveryPage(QWidget *win, const std::function<QStringList()> &check)
 }
 
 // The texts of the main window's menu bar: a form inside it shares its Alt keys.
-void report(const QStringList &faults)
-{
-    for (const QString &f : faults)
-        qWarning("%s", qPrintable(f));
-    QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 difetti, elencati sopra").arg(faults.size())));
-}
-
 QStringList menuTitles()
 {
     QStringList out;
@@ -320,7 +270,6 @@ QStringList menuTitles()
 class TestKeyboard : public QObject {
     Q_OBJECT
     TestDb t;
-    qint64 saID = 0;
 
     // Every window: each registered form (shown on its own, as in the
     // frame) and each module window of its schede.
@@ -353,35 +302,10 @@ class TestKeyboard : public QObject {
         QVERIFY(modules > 10);
     }
 
-    // The module windows a form opens, each as the user would.
-    static QList<QPair<QString, std::function<QWidget *()>>> moduleOpeners(QWidget *w)
-    {
-        QList<QPair<QString, std::function<QWidget *()>>> out;
-        if (auto *s = qobject_cast<wastegui::SchedaForm *>(w))
-            for (const waste::ModuleKind *kind : s->moduleKinds())
-                out.append({kind->code, [s, kind] { return s->openModule(*kind); }});
-        for (int t = codes::RT; t <= codes::MG; ++t) {
-            if (auto *i = qobject_cast<imbgui::ImbForm *>(w))
-                out.append({QStringLiteral("IMB %1").arg(t), [i, t] { return i->openModules(t, 0); }});
-            if (auto *r = qobject_cast<streamgui::StreamForm *>(w))
-                out.append({QStringLiteral("%1").arg(t), [r, t] { return r->openModules(t, 0); }});
-        }
-        return out;
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
-        QVERIFY(t.open());
-        exch::demo::Options o;
-        o.declarations = 1;
-        o.withErrors = false;
-        o.everySection = true;
-        QList<qint64> ids;
-        QString error;
-        QVERIFY2(exch::demo::generate(*t.db, o, &ids, &error), qPrintable(error));
-        saID = ids.value(0);
-        t.app->writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(saID));
+        QVERIFY(testinputs::openWithFullDeclaration(t));
         registerForms();
         openPrintedFile = [](const QString &) {};
     }

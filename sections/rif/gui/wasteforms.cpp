@@ -253,7 +253,7 @@ ModuleForm::ModuleForm(AppContext &ctx, const waste::ModuleKind &m, qint64 paren
         register_ = new QPushButton(QStringLiteral("&Anagrafiche..."), this);
         register_->setToolTip(QStringLiteral("Apre lista delle anagrafiche"));
         register_->setProperty("causesValidation", false);
-        buttonRow()->insertWidget(2, register_);
+        buttonRow()->insertWidget(0, register_);
         connect(register_, &QPushButton::clicked, this, &ModuleForm::chooseCompany);
     }
     if (QPushButton *l = listButton()) {
@@ -636,7 +636,7 @@ SchedaForm::SchedaForm(AppContext &ctx, const waste::SchedaKind &s, const QVecto
         if (grid)
             grid->addWidget(b, row, 2);
         else
-            buttonRow()->insertWidget(2 + int(buttons_.size()), b);
+            buttonRow()->insertWidget(int(buttons_.size()), b);
         const waste::ModuleKind *kind = mb.kind;
         connect(b, &QPushButton::clicked, this, [this, kind] { openModule(*kind); });
         buttons_.append({b, kind});

@@ -7,13 +7,14 @@
 #include "ui/controls.h"
 #include "ui/events.h"
 #include "ui/fieldform.h"
+#include "ui/splitrow.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
-#include <QScrollArea>
+#include <QStyle>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -141,19 +142,21 @@ SaAutForm::SaAutForm(AppContext &ctx, QWidget *parent, qint64 saID)
             l->hide();
         return group;
     };
-    auto *panel = new QWidget(this);
-    auto *pl = new QVBoxLayout(panel);
-    pl->setContentsMargins(0, 0, 0, 0);
-    pl->addWidget(new QLabel(QStringLiteral("Operazioni di recupero/smaltimento contenute nell'autorizzazione"), panel));
-    pl->addWidget(operations(QStringLiteral("Operazioni di recupero"), 1, saaut::RecoveryCount, recovery_,
-                             QStringLiteral("suRecupero")));
-    pl->addWidget(operations(QStringLiteral("Operazioni di smaltimento"), 2, saaut::DisposalCount, disposal_,
-                             QStringLiteral("suSmaltimento")));
-    auto *area = new QScrollArea(this);
-    area->setWidget(panel);
-    area->setWidgetResizable(true);
-    area->setMinimumWidth(430);
-    sidePanel()->addWidget(area, 1);
+    // The two lists side by side when the form is wide, one under the other
+    // when not; beside the fields or under them (the form scrolls down).
+    auto *panel = new QVBoxLayout;
+    panel->addWidget(new QLabel(QStringLiteral("Operazioni di recupero/smaltimento contenute nell'autorizzazione"), this));
+    auto *recovery = new QVBoxLayout, *disposal = new QVBoxLayout;
+    recovery->addWidget(operations(QStringLiteral("Operazioni di recupero"), 1, saaut::RecoveryCount, recovery_,
+                                   QStringLiteral("suRecupero")));
+    recovery->addStretch();
+    disposal->addWidget(operations(QStringLiteral("Operazioni di smaltimento"), 2, saaut::DisposalCount, disposal_,
+                                   QStringLiteral("suSmaltimento")));
+    disposal->addStretch();
+    panel->addLayout(new ui::SplitRow(recovery, disposal, ui::SplitRow::FirstStretches,
+                                      style()->pixelMetric(QStyle::PM_LayoutHorizontalSpacing)));
+    panel->addStretch();
+    sidePanel()->addLayout(panel);
 
     connect(this, &RecordForm::shown, this, &SaAutForm::shownRecord);
     connect(this, &RecordForm::saved, this, &SaAutForm::shownRecord);

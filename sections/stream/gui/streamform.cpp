@@ -122,8 +122,8 @@ StreamForm::StreamForm(AppContext &ctx, const stream::StreamSpec &s, qint64 saID
         moduleRow->addWidget(b);
         modules_.append(b);
     }
-    if (auto *outer = qobject_cast<QVBoxLayout *>(layout()))
-        outer->insertLayout(outer->indexOf(buttonRow()), moduleRow);
+    if (auto *outer = qobject_cast<QVBoxLayout *>(layout())) // above the navigator and buttons, the last row
+        outer->insertLayout(outer->count() - 1, moduleRow);
     connect(this, &RecordForm::shown, this, &StreamForm::shownScheda);
     connect(this, &RecordForm::saved, this, &StreamForm::shownScheda);
     // The summary beside SA1 follows what is saved or removed here.
