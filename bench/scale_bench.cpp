@@ -115,6 +115,15 @@ bool copyFresh(const QString &from, const QString &to)
     return QFile::copy(from, to);
 }
 
+// An export too big for one file goes on in numbered parts beside it.
+QStringList parts(const QString &file)
+{
+    QStringList out;
+    for (int n = 1; QFile::exists(exch::expClass::partPath(file, n)); ++n)
+        out << exch::expClass::partPath(file, n);
+    return out;
+}
+
 QList<qint64> allDeclarations(dbClass &db)
 {
     QList<qint64> ids;
@@ -177,8 +186,12 @@ int childMain(QStringList a)
     }
     if (op == QStringLiteral("export")) // DB FILE
         return exch::exportDeclarations(db, msg, a[1], allDeclarations(db)) == exch::ExportResult::Done ? 0 : 1;
-    if (op == QStringLiteral("import")) // DB FILE
-        return exch::importFile(db, msg, a[1]).status == exch::ImportResult::Done ? 0 : 1;
+    if (op == QStringLiteral("import")) { // DB FILE (with its parts)
+        for (const QString &part : parts(a[1]))
+            if (exch::importFile(db, msg, part).status != exch::ImportResult::Done)
+                return 1;
+        return 0;
+    }
     if (op == QStringLiteral("print")) { // DB PDF
         QString error;
         return print::printElenco(db, 0, QStringLiteral("Tutte le dichiarazioni"), a[1], &error) ? 0 : 1;
@@ -233,7 +246,8 @@ int pgRuns(const QString &url, const QString &file, int rounds)
         show("read", child({QStringLiteral("read"), url}));
         show("verify", child({QStringLiteral("verify"), url, out + QStringLiteral("/verify.txt")}));
         show("print", child({QStringLiteral("print"), url, out + QStringLiteral("/elenco.pdf")}));
-        QFile::remove(out + QStringLiteral("/out.000"));
+        for (const QString &part : parts(out + QStringLiteral("/out.000")))
+            QFile::remove(part);
         show("export", child({QStringLiteral("export"), url, out + QStringLiteral("/out.000")}));
     }
     return 0;
@@ -291,8 +305,8 @@ int main(int argc, char **argv)
         }
         copy += QStringLiteral("COMMIT;\n");
         qint64 lines = 0;
-        {
-            QFile f(file);
+        for (const QString &part : parts(file)) {
+            QFile f(part);
             if (!f.open(QIODevice::ReadOnly))
                 return 1;
             while (!f.atEnd())
@@ -323,7 +337,8 @@ int main(int argc, char **argv)
             const Figure fs1 = sqlite(src, selectSql);
             s["verify"].add(child({QStringLiteral("verify"), src, at("verify.txt")}), &fs1);
             const Figure fs2 = sqlite(src, selectSql);
-            QFile::remove(at("out.000"));
+            for (const QString &part : parts(at("out.000")))
+                QFile::remove(part);
             s["export"].add(child({QStringLiteral("export"), src, at("out.000")}), &fs2);
             QFile::remove(at("raw.db"));
             const Figure fl = sqlite(at("raw.db"), loadSql);
