@@ -180,7 +180,19 @@ QString elencoWindowSql(bool outcomes, int chamber, bool after)
     return sql + QStringLiteral("ORDER BY ") + order + QStringLiteral(" LIMIT ?");
 }
 
-bool forEachElencoRow(dbClass &db, int chamber, const ElencoVisit &visit, int window)
+qint64 elencoCount(dbClass &db, int chamber)
+{
+    if (chamber <= 0)
+        return db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag")).toLongLong();
+    return db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag JOIN Comuni ON (SezAnag.comIstat = "
+                                    "Comuni.comIstat) AND (SezAnag.prvIstat = Comuni.prvIstat) "
+                                    "WHERE Comuni.comCCIAA = ?"),
+                     {chamber})
+        .toLongLong();
+}
+
+bool forEachElencoRow(dbClass &db, int chamber, const ElencoVisit &visit, int window,
+                      const std::function<bool()> &goOn)
 {
     const bool outcomes = hasOutcomeTable(db);
     const QString first = elencoWindowSql(outcomes, chamber, false);
@@ -188,6 +200,8 @@ bool forEachElencoRow(dbClass &db, int chamber, const ElencoVisit &visit, int wi
     QList<ElencoRow> rows;
     QVariantList last;   // the order's values of the last row read
     for (;;) {
+        if (goOn && !goOn())
+            return false;
         QVariantList params;
         if (chamber > 0)
             params.append(chamber);
@@ -380,9 +394,22 @@ bool writeElenco(clsPDFCreator &pdf, const QList<ElencoRow> &rows, const QString
         subtitle, printed);
 }
 
-bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QString &path, QString *error)
+bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QString &path, QString *error,
+                 const ElencoProgress &progress, bool *cancelled)
 {
-    bool ok = false;
+    bool ok = false, stopped = false;
+    const qint64 total = progress ? 2 * elencoCount(db, chamber) : 0;
+    qint64 done = 0;
+    // Each pass reports its rows as they are laid out; the user's stop is
+    // seen before the next window is read.
+    const auto source = [&](const ElencoVisit &visit) {
+        const ElencoVisit counted = [&](const ElencoRow &r) {
+            visit(r);
+            if (progress && !stopped && ++done % 100 == 0 && !progress(std::min(done, total), total))
+                stopped = true;
+        };
+        return forEachElencoRow(db, chamber, progress ? counted : visit, 500, [&] { return !stopped; });
+    };
     {
         clsPDFCreator pdf;
         setupElenco(pdf);
@@ -391,12 +418,18 @@ bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QStrin
                 *error = pdf.errorString();
             return false;
         }
-        ok = writeElencoFrom(
-            pdf, [&db, chamber](const ElencoVisit &visit) { return forEachElencoRow(db, chamber, visit); },
-            subtitle, QDateTime::currentDateTime(), error);
+        ok = writeElencoFrom(pdf, source, subtitle, QDateTime::currentDateTime(), error);
     }
     if (!ok)   // no half-written list left behind
         QFile::remove(path);
+    else
+        stopped = false; // asked after the last window: the list is whole
+    if (stopped && error)
+        *error = QStringLiteral("Stampa interrotta dall'utente.");
+    if (cancelled)
+        *cancelled = stopped;
+    if (ok && progress)
+        progress(total, total);
     return ok;
 }
 

@@ -52,7 +52,12 @@ using ElencoVisit = std::function<void(const ElencoRow &)>;
 // is read a window of declarations at a time (keyset paging on that order),
 // so memory does not grow with the number of declarations. False when a
 // query failed (reported by the database object).
-bool forEachElencoRow(dbClass &db, int chamber, const ElencoVisit &visit, int window = 500);
+// goOn, when given, is asked before each window: false stops the visit
+// (which then returns false).
+bool forEachElencoRow(dbClass &db, int chamber, const ElencoVisit &visit, int window = 500,
+                      const std::function<bool()> &goOn = {});
+// How many declarations the list of a chamber (0: all) holds.
+qint64 elencoCount(dbClass &db, int chamber);
 // The query of one window: with `after`, the window that follows the row
 // whose order values are bound (the name's key again first, then the four
 // values); the chamber, when any, is bound before them and the window's size
@@ -75,8 +80,13 @@ bool writeElencoFrom(clsPDFCreator &pdf, const ElencoSource &source, const QStri
 bool writeElenco(clsPDFCreator &pdf, const QList<ElencoRow> &rows, const QString &subtitle,
                  const QDateTime &printed);
 
-// All of it into a file. error gets the reason of a failure.
+// Progress of the list print: rows laid out so far, over both passes, of
+// their total (twice the declarations); false stops the print.
+using ElencoProgress = std::function<bool(qint64 done, qint64 total)>;
+
+// All of it into a file. error gets the reason of a failure; a print the
+// progress stopped leaves no file and sets *cancelled.
 bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QString &path,
-                 QString *error);
+                 QString *error, const ElencoProgress &progress = {}, bool *cancelled = nullptr);
 
 } // namespace print

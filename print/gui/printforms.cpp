@@ -15,6 +15,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpressionValidator>
@@ -119,9 +120,27 @@ bool PrintListForm::print()
     }
     const QString path = clsPDFCreator::temporaryFileName(0);
     QString error;
-    QApplication::setOverrideCursor(Qt::WaitCursor);
-    const bool ok = print::printElenco(ctx_.db, chamber, subtitle, path, &error);
-    QApplication::restoreOverrideCursor();
+    // A long list (it is laid out twice) shows how far it is and can be
+    // stopped; the window stays responsive meanwhile.
+    QProgressDialog bar(QStringLiteral("Stampa dell'elenco delle dichiarazioni in corso..."),
+                        QStringLiteral("&Interrompi"), 0, 100, this);
+    bar.setWindowTitle(ctx_.app.boxTitle());
+    bar.setWindowModality(Qt::WindowModal);
+    bar.setMinimumDuration(400);
+    bool cancelled = false;
+    const bool ok = print::printElenco(
+        ctx_.db, chamber, subtitle, path, &error,
+        [&bar](qint64 done, qint64 total) {
+            bar.setValue(total > 0 ? int(done * 100 / total) : 0);
+            QApplication::processEvents();
+            return !bar.wasCanceled();
+        },
+        &cancelled);
+    bar.reset();
+    if (cancelled) {
+        ctx_.msg.information(error);
+        return false;
+    }
     if (!ok) {
         ctx_.msg.critical(QStringLiteral("Stampa non riuscita: ") + error);
         return false;

@@ -21,6 +21,8 @@
 #include <QBuffer>
 #include <QRegularExpression>
 #include <QFile>
+#include <QFileInfo>
+#include <QSet>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -101,6 +103,7 @@ private Q_SLOTS:
     void listOrderHoldsAcrossWindows();
     void listWindowWalksAnIndex();
     void listPagesCountedBeforeDrawn();
+    void listPrintReportsProgressAndStops();
     void declarationPrintsAnagrafica();
     void declarationPrintsSchedeRif();
     void declarationPrintsSaAutAndInt();
@@ -177,6 +180,51 @@ void TestPrintLayouts::initTestCase()
 void TestPrintLayouts::cleanupTestCase()
 {
     db_.reset();
+}
+
+void TestPrintLayouts::listPrintReportsProgressAndStops()
+{
+    QVERIFY(db_->execute(QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 450) "
+                                        "INSERT INTO SezAnag (saAnno, RagSoc, CodFisc) "
+                                        "SELECT 2019, 'DITTA IN SERIE ' || i, printf('%011d', i) FROM n")));
+    const qint64 declarations = print::elencoCount(*db_, 0);
+    QVERIFY(declarations > 450);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("elenco.pdf"));
+
+    // Both passes reported, in order, up to the whole.
+    QList<qint64> done;
+    QSet<qint64> totals;
+    bool cancelled = true;
+    QString error;
+    QVERIFY2(print::printElenco(*db_, 0, QStringLiteral("Tutte"), path, &error,
+                                [&](qint64 d, qint64 t) {
+                                    done << d;
+                                    totals << t;
+                                    return true;
+                                },
+                                &cancelled),
+             qPrintable(error));
+    QVERIFY(!cancelled);
+    QVERIFY(QFileInfo(path).size() > 0);
+    QVERIFY(done.size() >= 2 * 450 / 100);
+    QVERIFY(std::is_sorted(done.begin(), done.end()));
+    QCOMPARE(done.last(), 2 * declarations);
+    QCOMPARE(totals, QSet<qint64>{2 * declarations});
+
+    // Stopped at the first report: no file, the reason, no further report.
+    int calls = 0;
+    QVERIFY(!print::printElenco(*db_, 0, QStringLiteral("Tutte"), path, &error,
+                                [&](qint64, qint64) {
+                                    ++calls;
+                                    return false;
+                                },
+                                &cancelled));
+    QVERIFY(cancelled);
+    QCOMPARE(calls, 1);
+    QCOMPARE(error, QStringLiteral("Stampa interrotta dall'utente."));
+    QVERIFY(!QFile::exists(path));
+    QVERIFY(db_->execute(QStringLiteral("DELETE FROM SezAnag WHERE RagSoc LIKE 'DITTA IN SERIE %'")));
 }
 
 void TestPrintLayouts::listReadsDeclarations()
