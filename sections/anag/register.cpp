@@ -78,6 +78,15 @@ bool CounterpartRegister::known(const QString &codFisc) const
     return known_.contains(taxCode(codFisc));
 }
 
+void CounterpartRegister::remember(const QString &code)
+{
+    // A bounded memory: on a run of many thousand declarations the codes met
+    // would otherwise grow with it; one forgotten is looked up again.
+    if (known_.size() >= KnownAtMost)
+        known_.clear();
+    known_.insert(code);
+}
+
 Registered CounterpartRegister::add(const Company &c)
 {
     const QString code = taxCode(c.codFisc);
@@ -96,7 +105,7 @@ Registered CounterpartRegister::add(const Company &c)
     const bool there = find_->toInt(0) > 0;
     find_->finish();
     if (there) {
-        known_.insert(code);
+        remember(code);
         return Registered::AlreadyThere;
     }
     const QVariant values[] = {key,
@@ -112,7 +121,7 @@ Registered CounterpartRegister::add(const Company &c)
         insert_->bind(i, values[i]);
     if (!insert_->exec())
         return failed(*insert_);
-    known_.insert(code);
+    remember(code);
     return Registered::Added;
 }
 

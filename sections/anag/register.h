@@ -38,13 +38,16 @@ public:
     CounterpartRegister &operator=(const CounterpartRegister &) = delete;
 
     Registered add(const Company &c);
-    // Whether the tax code (trimmed, any case) was handled in this run.
+    // Whether the tax code (trimmed, any case) was handled in this run and
+    // is still remembered (at most KnownAtMost codes are).
     bool known(const QString &codFisc) const;
+    static constexpr qsizetype KnownAtMost = 16384;
     // Forgets what the run handled: after a rollback took its rows away.
     void forget() { known_.clear(); }
 
 private:
     bool prepare();
+    void remember(const QString &code);
 
     dbClass &db_;
     std::unique_ptr<dbStatement> find_, insert_;

@@ -78,6 +78,27 @@ private Q_SLOTS:
         templ = testutil::freshDatabase(dir, s("template.db"));
     }
 
+    // A run over more companies than the register remembers: those it
+    // forgot are looked up again and never written twice.
+    void longRunForgetsAndStillRegistersOnce()
+    {
+        Store st;
+        QVERIFY(st.open(dir.path(), copy("long.db")));
+        anag::CounterpartRegister reg(*st.db);
+        const int n = int(anag::CounterpartRegister::KnownAtMost) + 10;
+        auto code = [](int i) { return QStringLiteral("%1").arg(i, 11, 10, QChar(u'0')); };
+        QVERIFY(st.db->current().transaction());
+        for (int i = 0; i < n; ++i)
+            QVERIFY(reg.add({code(i), s("DITTA"), {}, {}, {}, {}, {}, 1, 272}) == anag::Registered::Added);
+        QVERIFY(!reg.known(code(0)));
+        QVERIFY(reg.known(code(n - 1)));
+        for (int i : {0, n / 2, n - 1})
+            QVERIFY(reg.add({code(i), s("ALTRA"), {}, {}, {}, {}, {}, 1, 272}) == anag::Registered::AlreadyThere);
+        QVERIFY(st.db->current().commit());
+        QCOMPARE(st.db->scalar(s("SELECT COUNT(*) FROM Ditte")).toInt(), n);
+        QCOMPARE(st.db->scalar(s("SELECT COUNT(*) FROM Ditte WHERE RagSoc = 'ALTRA'")).toInt(), 0);
+    }
+
     void sameRowFromFormsImportAndTakeover()
     {
         // Last year's declaration, its counterparts added by the forms' save.
