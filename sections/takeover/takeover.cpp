@@ -246,6 +246,10 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companie
         return Failed;
     }
     registered_ += adding_;
+    // Bounded, as the register's own memory is: a company forgotten is
+    // looked up in the register again.
+    if (registered_.size() > anag::CounterpartRegister::KnownAtMost)
+        registered_.clear();
     *newID = id;
     *companies += added_;
     return Taken;
