@@ -82,6 +82,48 @@ QStringList operationCodes(dbClass &db, int type)
 
 AppContext contextOf(dbClass &db) { return {db.app(), db, db.messages()}; }
 
+// The columns of an ORDER BY list, "rifCod, mbFlag, mbID".
+QStringList columnList(const QString &order)
+{
+    return order.split(u',', Qt::SkipEmptyParts).replaceInStrings(QStringLiteral(" "), QString());
+}
+
+// The rows of a table under n in the order of an ORDER BY list of its
+// columns (empty: by key).
+std::vector<const tree::Node *> rowsOf(const tree::Node &n, const QString &table, const QString &order = {})
+{
+    return tree::sortedChildren(n, table, columnList(order));
+}
+
+// A value of a row by column name.
+QVariant at(const tree::Node *row, const char *column) { return row->value(QLatin1String(column)); }
+
+// Whether a stored value equals a number as the store compares them (a null
+// or a text equals none).
+bool isNumber(const QVariant &v, qint64 n) { return tree::compareValues(v, QVariant(n)) == 0; }
+
+// Waste descriptions by code, each read once.
+class Descriptions {
+public:
+    explicit Descriptions(dbClass &db) : db_(db) {}
+    QString of(const QVariant &code)
+    {
+        if (code.isNull())
+            return {};
+        const QString key = code.toString();
+        auto it = known_.constFind(key);
+        if (it == known_.cend()) {
+            const QVariant d = db_.scalar(QStringLiteral("SELECT rifDesc FROM Rifiuti WHERE (rifCod = ?)"), {code});
+            it = known_.insert(key, d.toString().trimmed());
+        }
+        return *it;
+    }
+
+private:
+    dbClass &db_;
+    QHash<QString, QString> known_;
+};
+
 // Where the modules of a scheda kind come from: the kind of each type
 // (tipoMod 1..types) and the order they are listed and numbered in within
 // their type, that of the exchange file.
@@ -233,6 +275,83 @@ bool appendModules(AppContext &ctx, const ModuleFamily &family, qint64 parentId,
         }
     }
     return true;
+}
+
+// The same from the module's row of the declaration tree.
+FormFrame moduleFrame(dbClass &db, const waste::ModuleKind &m, const tree::Node &module, int number,
+                      const QString &code, const QVariantMap &attached, const QString &subject)
+{
+    const fields::Record r = waste::fromRow(m, rowMap(module));
+    FormFrame f{subject, {{heading(m.title)}}};
+    f.part = subject;
+    FormRow head{boxedField(u8("n° progressivo Modulo ") + m.code, QString::number(number), 12)};
+    if (!attached.isEmpty())
+        head.append(boxedField(u8("Codice rifiuto:"), code, 18));
+    if (attached.contains(QStringLiteral("mbFlag")))
+        head.append(boxedField(u8("Provenienza"), imbSurface(attached.value(QStringLiteral("mbFlag")).toInt()), 30));
+    // a field prints unless its frame is for other waste codes (and it is empty)
+    fields::Record italy = r, abroad = r;
+    italy.insert(QStringLiteral("Privati"), 0);
+    italy.insert(QStringLiteral("estero"), int(waste::SideItalia));
+    abroad.insert(QStringLiteral("Privati"), 0);
+    abroad.insert(QStringLiteral("estero"), int(waste::SideEstero));
+    const auto open = [&](const fields::Field &x) {
+        return waste::fieldEnabled(m, code, italy, x.name) || waste::fieldEnabled(m, code, abroad, x.name);
+    };
+    QList<OperationGrid> grids = gridsOf(m);
+    QVector<waste::OpRow> ops;
+    if (!grids.isEmpty() && !m.opTable.isEmpty())
+        for (const tree::Node *o : rowsOf(module, m.opTable, QStringLiteral("Posizione, Codice")))
+            ops.append(waste::opRow(at(o, "Posizione"), at(o, "Codice"), at(o, "qta"), at(o, "umi")));
+    const QList<FieldFrame> frames = fieldFrames(db, m.fields, r, open);
+    for (int i = 0; i < frames.size(); ++i) {
+        const FieldFrame &g = frames.at(i);
+        while (!grids.isEmpty() && grids.first().frameOf) {
+            const fields::Field *x = fields::find(m.fields, QString::fromLatin1(grids.first().frameOf));
+            if (!x || x->group != g.group)
+                break;
+            appendGrid(f, grids.takeFirst(), ops);
+        }
+        if (i == 0 && g.title.isEmpty()) {
+            // the fields outside any frame stand beside the number
+            head.append(g.fields);
+            continue;
+        }
+        if (!g.title.isEmpty())
+            f.rows.append({heading(g.title)});
+        f.rows.append(packed(g.fields));
+    }
+    f.rows = f.rows.mid(0, 1) + packed(head) + f.rows.mid(1);
+    for (const OperationGrid &g : grids)
+        appendGrid(f, g, ops);
+    return f;
+}
+
+// The same from the scheda's row of the declaration tree.
+void appendModules(dbClass &db, const ModuleFamily &family, const tree::Node &parent, const QString &code,
+                   const QString &scheda, QList<FormFrame> *frames)
+{
+    for (int type = 1; type <= family.types; ++type) {
+        const waste::ModuleKind &m = family.kind(type);
+        const QStringList &attach = m.attach;
+        int n = 0;
+        QVariantMap previous;
+        for (const tree::Node *module : rowsOf(parent, m.table, family.order.isEmpty() ? m.orderBy : family.order)) {
+            if (!isNumber(at(module, "tipoMod"), type))
+                continue;
+            QVariantMap attached;
+            for (const QString &a : attach)
+                attached.insert(a, module->value(a));
+            if (attached != previous)
+                n = 0;
+            previous = attached;
+            const QString own = attached.value(QStringLiteral("rifCod")).toString().trimmed();
+            const QString subject = (attach.isEmpty() ? scheda : scheda + QStringLiteral(" codice rifiuto: ") + own)
+                                    + QStringLiteral(" modulo ") + m.code + QStringLiteral(" n. ")
+                                    + QString::number(++n);
+            frames->append(moduleFrame(db, m, *module, n, attach.isEmpty() ? code : own, attached, subject));
+        }
+    }
 }
 
 // The waste rows of a frame of a scheda: code, description, quantity, the
@@ -574,39 +693,37 @@ QString quantityText(const QVariant &qta, const QVariant &umi)
 
 bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    bool ok = false;
-    QSqlQuery s = db.query(QStringLiteral("SELECT SezRif.*, Rifiuti.rifDesc FROM SezRif LEFT JOIN Rifiuti ON "
-                                          "SezRif.rifCod = Rifiuti.rifCod WHERE (SezRif.saID = ?) "
-                                          "ORDER BY SezRif.rifCod, SezRif.rifID"),
-                           {saID}, dbClass::Which::Current, &ok);
-    if (!ok)
-        return false;
-    AppContext ctx = contextOf(db);
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return rifFrames(db, d, frames); });
+}
+
+bool rifFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     const ModuleFamily modules{rif::module, codes::RE, {}};
+    Descriptions descriptions(db);
     int number = 0;
-    while (s.next()) {
-        const Row r{s};
-        const qint64 rifID = s.value(QStringLiteral("rifID")).toLongLong();
+    for (const tree::Node *scheda : rowsOf(declaration, QStringLiteral("SezRif"), QStringLiteral("rifCod"))) {
+        const Row r{*scheda};
         const QString code = r.text("rifCod");
         const qsizetype first = frames->size();
         const QString name = u8("Scheda RIF codice: ") + code;
         FormFrame head{u8("Scheda RIF - Rifiuti"), {}};
         head.rows.append({{u8("n° progressivo Scheda RIF"), QString::number(++number), 35},
                           {u8("Codice rifiuto:"), code, 25},
-                          {u8("Descrizione"), r.text("rifDesc"), 110}});
+                          {u8("Descrizione"), descriptions.of(r.value("rifCod")), 110}});
         appendPhysicalState(head, r);
         head.keepWithNext = true;
         frames->append(head);
 
-        const qint64 carriers = db.scalar(QStringLiteral("SELECT COUNT(*) FROM ModRif WHERE (rifID = ? AND tipoMod = 3)"),
-                                          {rifID}).toLongLong();
+        const std::vector<const tree::Node *> rifModules = rowsOf(*scheda, QStringLiteral("ModRif"));
+        const bool carriers = std::any_of(rifModules.cbegin(), rifModules.cend(),
+                                          [](const tree::Node *m) { return isNumber(at(m, "tipoMod"), codes::TE); });
         frames->append({u8("ORIGINE DEL RIFIUTO"),
                         {{{u8("Rifiuto prodotto nell'Unità Locale"), r.qty("qtaProd", "umiProd"), 55},
                           {u8("Rifiuto ricevuto da terzi"), r.qty("qtaTerzi", "umiTerzi"), 55},
                           {u8("Rifiuto prodotto fuori dall'Unità Locale"), r.qty("qtaFuori", "umiFuori"), 55}}}});
         frames->append({u8("TRASPORTO DEL RIFIUTO"),
                         {{{u8("Rifiuto trasportato dal dichiarante"), r.qty("qtaTras", "umiTras"), 55},
-                          {u8("Rifiuto trasportato da terzi"), carriers > 0 ? u8("X") : QString(), 10}}}});
+                          {u8("Rifiuto trasportato da terzi"), carriers ? u8("X") : QString(), 10}}}});
         frames->append({u8("DESTINAZIONE DEL RIFIUTO"),
                         {{{u8("Rifiuto consegnato a terzi per operazioni di recupero o smaltimento"),
                            r.qty("qtaCons", "umiCons"), 55}},
@@ -620,8 +737,7 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                            75}}}});
 
         // RT (non-private first), DR, TE, MG, RE
-        if (!appendModules(ctx, modules, rifID, code, name, frames))
-            return false;
+        appendModules(db, modules, *scheda, code, name, frames);
         markScheda(frames, first, name);
     }
     return true;

@@ -26,8 +26,10 @@ bool withDeclaration(dbClass &db, qint64 saID, const std::function<bool(const tr
 QVariantMap rowMap(const tree::Node &row);
 
 // Appends the frames of every scheda RIF of the declaration (order of waste
-// code, then key), each followed by its modules. False when a query failed.
+// code, then key), each followed by its modules. The saID forms read the
+// declaration first and are false when it is not there.
 bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool rifFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 
 // The authorisations of scheda SA-AUT (order of suID).
 bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
