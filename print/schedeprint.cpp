@@ -571,30 +571,26 @@ bool matFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *fra
 
 bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    bool ok = false;
-    QSqlQuery s = db.query(QStringLiteral("SELECT SezInt.*, Rifiuti.rifDesc FROM SezInt LEFT JOIN Rifiuti ON "
-                                          "SezInt.rifCod = Rifiuti.rifCod WHERE (SezInt.saID = ?) "
-                                          "ORDER BY SezInt.rifCod, SezInt.intID"),
-                           {saID}, dbClass::Which::Current, &ok);
-    if (!ok)
-        return false;
-    AppContext ctx = contextOf(db);
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return intFrames(db, d, frames); });
+}
+
+bool intFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     const ModuleFamily modules{intsec::module, codes::UD, {}};
+    Descriptions descriptions(db);
     int number = 0;
-    while (s.next()) {
-        const Row r{s};
+    for (const tree::Node *scheda : rowsOf(declaration, QStringLiteral("SezInt"), QStringLiteral("rifCod"))) {
+        const Row r{*scheda};
         const qsizetype first = frames->size();
         const QString name = u8("Scheda INT codice: ") + r.text("rifCod");
         FormFrame f{u8("Scheda INT - Totale rifiuti commercializzati ed intermediati senza detenzione"), {}};
         f.rows.append({{u8("n° progressivo Scheda INT"), QString::number(++number), 35},
                        {u8("Codice rifiuto:"), r.text("rifCod"), 25},
-                       {u8("Descrizione"), r.text("rifDesc"), 110}});
+                       {u8("Descrizione"), descriptions.of(r.value("rifCod")), 110}});
         appendPhysicalState(f, r);
         f.rows.append({{u8("Quantità complessivamente intermediata:"), r.qty("intQta", "intUmi"), 55}});
         frames->append(f);
-        if (!appendModules(ctx, modules, s.value(QStringLiteral("intID")).toLongLong(), r.text("rifCod"), name,
-                           frames))
-            return false;
+        appendModules(db, modules, *scheda, r.text("rifCod"), name, frames);
         markScheda(frames, first, name);
     }
     return true;

@@ -39,6 +39,7 @@ bool matFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 bool matFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 // The schede INT (order of waste code, then key), each with its modules UO, UD.
 bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool intFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 
 // The scheda IMB (one per declaration): waste rows by group, quantities,
 // secondary materials, then the modules RT-IMB, DR-IMB, TE-IMB, MG-IMB.
