@@ -292,7 +292,7 @@ bool sa1Frames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *fra
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
     const qsizetype contents = frames->size();
     if (!(saAutFrames(db, declaration, frames) && rifFrames(db, declaration, frames) && matFrames(db, declaration, frames)
-          && intFrames(db, declaration, frames) && vfuFrames(db, saID, frames) && imbFrames(db, saID, frames)
+          && intFrames(db, declaration, frames) && vfuFrames(db, saID, frames) && imbFrames(db, declaration, frames)
           && raeeFrames(db, saID, frames)))
         return false;
 

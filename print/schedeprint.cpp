@@ -603,34 +603,31 @@ QString imbSurface(int mbFlag)
 
 bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return imbFrames(db, d, frames); });
+}
+
+bool imbFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     // secondary materials, msQta01.. in the order of the codes module
     const QStringList &materials = codes::imbMaterials();
-    bool ok = false;
-    QSqlQuery s = db.query(QStringLiteral("SELECT * FROM SezImb WHERE (saID = ?) ORDER BY siID"), {saID},
-                           dbClass::Which::Current, &ok);
-    if (!ok)
-        return false;
-    AppContext ctx = contextOf(db);
     const ModuleFamily modules{imb::module, codes::MG, QStringLiteral("rifCod, mbFlag, mbID")};
-    while (s.next()) {
-        const Row r{s};
-        const qint64 siID = s.value(QStringLiteral("siID")).toLongLong();
+    Descriptions descriptions(db);
+    for (const tree::Node *scheda : rowsOf(declaration, QStringLiteral("SezImb"))) {
+        const Row r{*scheda};
         const qsizetype first = frames->size();
         frames->append({u8("Scheda IMB - Gestione rifiuti da imballaggio"),
                         {{heading("COMUNICAZIONE IMBALLAGGI")}, {heading("Sezione gestori rifiuti di imballaggio")}},
                         true});
+        const std::vector<const tree::Node *> wasteRows = rowsOf(*scheda, QStringLiteral("RecImb"));
         for (int g = 1; g <= 4; ++g) {
-            QSqlQuery rows = db.query(QStringLiteral("SELECT RecImb.rifCod, RecImb.allAcc, RecImb.qta, RecImb.umi, "
-                                                     "Rifiuti.rifDesc FROM RecImb LEFT JOIN Rifiuti ON RecImb.rifCod = "
-                                                     "Rifiuti.rifCod WHERE (RecImb.siID = ? AND RecImb.Posizione = ?) "
-                                                     "ORDER BY RecImb.Posizione, RecImb.riID"),
-                                      {siID, g}, dbClass::Which::Current, &ok);
-            if (!ok)
-                return false;
             QList<WasteRow> group;
-            while (rows.next())
-                group.append({imb::displayCode(rows.value(0).toString().trimmed(), rows.value(1).toInt()),
-                              rows.value(4).toString().trimmed(), quantityText(rows.value(2), rows.value(3))});
+            for (const tree::Node *w : wasteRows) {
+                if (!isNumber(at(w, "Posizione"), g))
+                    continue;
+                const QVariant code = at(w, "rifCod");
+                group.append({imb::displayCode(code.toString().trimmed(), at(w, "allAcc").toInt()),
+                              descriptions.of(code), quantityText(at(w, "qta"), at(w, "umi"))});
+            }
             if (!group.isEmpty())
                 frames->append(wasteRowsFrame(imb::groupCaption(g), group));
         }
@@ -651,8 +648,7 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         frames->append(ms);
 
         // a module names the code only: 150104 stays whole there
-        if (!appendModules(ctx, modules, siID, {}, u8("Scheda IMB"), frames))
-            return false;
+        appendModules(db, modules, *scheda, {}, u8("Scheda IMB"), frames);
         markScheda(frames, first, u8("Scheda IMB"));
     }
     return true;

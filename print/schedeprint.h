@@ -44,6 +44,7 @@ bool intFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *fra
 // The scheda IMB (one per declaration): waste rows by group, quantities,
 // secondary materials, then the modules RT-IMB, DR-IMB, TE-IMB, MG-IMB.
 bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool imbFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 // The schede AUT, ROT, FRA (in this order), and TRA-RAEE, CR-RAEE (each by
 // category): scheda number and category, the waste rows of each frame of
 // the scheda, its frames of fields, then its modules RT, DR, TE, MG with the
