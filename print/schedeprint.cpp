@@ -14,6 +14,7 @@
 #include "shell/qty.h"
 #include "shell/tree/tree.h"
 
+#include <QHash>
 #include <QMap>
 #include <QSqlQuery>
 #include <algorithm>
@@ -33,12 +34,10 @@ const std::pair<const char *, const char *> physicalStates[] = {
 
 QString u8(const char *s) { return QString::fromUtf8(s); }
 
-// Reads one row, of a query or of the declaration tree, by column name.
+// Reads one row of the declaration tree by column name.
 struct Row {
-    std::function<QVariant(QLatin1String)> get;
-    explicit Row(const QSqlQuery &q) : get([&q](QLatin1String c) { return q.value(c); }) {}
-    explicit Row(const tree::Node &n) : get([&n](QLatin1String c) { return n.value(c); }) {}
-    QVariant value(const char *c) const { return get(QLatin1String(c)); }
+    const tree::Node &n;
+    QVariant value(const char *c) const { return n.value(QLatin1String(c)); }
     QString text(const char *c) const { return value(c).toString().trimmed(); }
     int num(const char *c) const { return value(c).toInt(); }
     QString flag(const char *c) const { return num(c) != 0 ? QStringLiteral("X") : QString(); }
@@ -79,8 +78,6 @@ QStringList operationCodes(dbClass &db, int type)
         codes.append(q.value(0).toString().trimmed());
     return codes;
 }
-
-AppContext contextOf(dbClass &db) { return {db.app(), db, db.messages()}; }
 
 // The columns of an ORDER BY list, "rifCod, mbFlag, mbID".
 QStringList columnList(const QString &order)
@@ -193,91 +190,6 @@ void appendGrid(FormFrame &f, const OperationGrid &g, const QVector<waste::OpRow
 // fields by frame, the operation grids. Both sides of Italia/Estero print; a
 // frame the form opens only for other waste codes (urban origin, portable
 // batteries) prints only when it holds a value.
-FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, int number, const QString &code,
-                      const QVariantMap &attached, const QString &subject)
-{
-    const fields::Record r = waste::load(ctx, m, id);
-    FormFrame f{subject, {{heading(m.title)}}};
-    f.part = subject;
-    FormRow head{boxedField(u8("n° progressivo Modulo ") + m.code, QString::number(number), 12)};
-    if (!attached.isEmpty())
-        head.append(boxedField(u8("Codice rifiuto:"), code, 18));
-    if (attached.contains(QStringLiteral("mbFlag")))
-        head.append(boxedField(u8("Provenienza"), imbSurface(attached.value(QStringLiteral("mbFlag")).toInt()), 30));
-    // a field prints unless its frame is for other waste codes (and it is empty)
-    fields::Record italy = r, abroad = r;
-    italy.insert(QStringLiteral("Privati"), 0);
-    italy.insert(QStringLiteral("estero"), int(waste::SideItalia));
-    abroad.insert(QStringLiteral("Privati"), 0);
-    abroad.insert(QStringLiteral("estero"), int(waste::SideEstero));
-    const auto open = [&](const fields::Field &x) {
-        return waste::fieldEnabled(m, code, italy, x.name) || waste::fieldEnabled(m, code, abroad, x.name);
-    };
-    QList<OperationGrid> grids = gridsOf(m);
-    const QVector<waste::OpRow> ops = grids.isEmpty() ? QVector<waste::OpRow>() : waste::loadOperations(ctx, m, id);
-    const QList<FieldFrame> frames = fieldFrames(ctx.db, m.fields, r, open);
-    for (int i = 0; i < frames.size(); ++i) {
-        const FieldFrame &g = frames.at(i);
-        while (!grids.isEmpty() && grids.first().frameOf) {
-            const fields::Field *x = fields::find(m.fields, QString::fromLatin1(grids.first().frameOf));
-            if (!x || x->group != g.group)
-                break;
-            appendGrid(f, grids.takeFirst(), ops);
-        }
-        if (i == 0 && g.title.isEmpty()) {
-            // the fields outside any frame stand beside the number
-            head.append(g.fields);
-            continue;
-        }
-        if (!g.title.isEmpty())
-            f.rows.append({heading(g.title)});
-        f.rows.append(packed(g.fields));
-    }
-    f.rows = f.rows.mid(0, 1) + packed(head) + f.rows.mid(1);
-    for (const OperationGrid &g : grids)
-        appendGrid(f, g, ops);
-    return f;
-}
-
-// The modules of a scheda by type, numbered within their type (and, where
-// each module names its own waste code, within that code and its place of
-// origin) as the verification report numbers them. `code`: the scheda's
-// waste code (RIF, INT); empty where each module names its own. `scheda`:
-// the scheda as the headings name it, "Scheda RIF codice: 010101".
-bool appendModules(AppContext &ctx, const ModuleFamily &family, qint64 parentId, const QString &code,
-                   const QString &scheda, QList<FormFrame> *frames)
-{
-    for (int type = 1; type <= family.types; ++type) {
-        const waste::ModuleKind &m = family.kind(type);
-        const QStringList attach = m.attach;
-        bool ok = false;
-        QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1%2 FROM %3 WHERE (%4 = ? AND tipoMod = ?) ORDER BY %5")
-                                       .arg(m.key, attach.isEmpty() ? QString() : u',' + attach.join(u','), m.table,
-                                            m.parentKey, family.order.isEmpty() ? m.orderBy : family.order),
-                                   {parentId, type}, dbClass::Which::Current, &ok);
-        if (!ok)
-            return false;
-        int n = 0;
-        QVariantMap previous;
-        while (q.next()) {
-            QVariantMap attached;
-            for (int i = 0; i < attach.size(); ++i)
-                attached.insert(attach.at(i), q.value(i + 1));
-            if (attached != previous)
-                n = 0;
-            previous = attached;
-            const QString own = attached.value(QStringLiteral("rifCod")).toString().trimmed();
-            const QString subject = (attach.isEmpty() ? scheda : scheda + QStringLiteral(" codice rifiuto: ") + own)
-                                    + QStringLiteral(" modulo ") + m.code + QStringLiteral(" n. ")
-                                    + QString::number(++n);
-            frames->append(moduleFrame(ctx, m, q.value(0).toLongLong(), n, attach.isEmpty() ? code : own, attached,
-                                       subject));
-        }
-    }
-    return true;
-}
-
-// The same from the module's row of the declaration tree.
 FormFrame moduleFrame(dbClass &db, const waste::ModuleKind &m, const tree::Node &module, int number,
                       const QString &code, const QVariantMap &attached, const QString &subject)
 {
@@ -327,7 +239,11 @@ FormFrame moduleFrame(dbClass &db, const waste::ModuleKind &m, const tree::Node 
     return f;
 }
 
-// The same from the scheda's row of the declaration tree.
+// The modules of a scheda by type, numbered within their type (and, where
+// each module names its own waste code, within that code and its place of
+// origin) as the verification report numbers them. `code`: the scheda's
+// waste code (RIF, INT); empty where each module names its own. `scheda`:
+// the scheda as the headings name it, "Scheda RIF codice: 010101".
 void appendModules(dbClass &db, const ModuleFamily &family, const tree::Node &parent, const QString &code,
                    const QString &scheda, QList<FormFrame> *frames)
 {
@@ -386,35 +302,34 @@ void markScheda(QList<FormFrame> *frames, qsizetype first, const QString &name)
 // A scheda of the vehicle or electrical-equipment section: number and the
 // fields outside any frame, the waste rows of each of its frames, its own
 // frames of fields, then its modules.
-bool streamFrames(AppContext &ctx, const stream::StreamSpec &s, qint64 saID, QList<FormFrame> *frames)
+void streamFrames(dbClass &db, const stream::StreamSpec &s, const tree::Node &declaration, QList<FormFrame> *frames)
 {
+    // by category (RAEE), then key
+    std::vector<const tree::Node *> schede;
+    for (const tree::Node *n : rowsOf(declaration, s.table, s.categories ? QStringLiteral("srRAEE") : QString()))
+        if (isNumber(n->value(s.kindColumn), s.kind))
+            schede.push_back(n);
+    Descriptions descriptions(db);
     int number = 0;
-    const QVector<qint64> ids = stream::ids(ctx, s, saID);
-    for (const qint64 id : ids) {
+    for (const tree::Node *scheda : schede) {
         const qsizetype first = frames->size();
         // a kind with several schede (one per RAEE category) numbers them
         const QString name = u8("Scheda ") + s.name
-                             + (ids.size() > 1 ? u8(" n. ") + QString::number(number + 1) : QString());
-        const fields::Record r = stream::load(ctx, s, id);
+                             + (schede.size() > 1 ? u8(" n. ") + QString::number(number + 1) : QString());
+        const fields::Record r = stream::fromRow(s, rowMap(*scheda));
         FormRow head{boxedField(u8("n° progressivo Scheda ") + s.name, QString::number(++number), 12)};
-        QList<FieldFrame> groups = fieldFrames(ctx.db, s.fields, r);
+        QList<FieldFrame> groups = fieldFrames(db, s.fields, r);
         if (!groups.isEmpty() && groups.first().title.isEmpty())
             head.append(groups.takeFirst().fields);
         frames->append({s.title, packed(head), true});
 
-        bool ok = false;
-        QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1.Posizione, %1.rifCod, %1.qta, %1.umi, Rifiuti.rifDesc FROM %1 "
-                                                  "LEFT JOIN Rifiuti ON %1.rifCod = Rifiuti.rifCod WHERE (%1.%2 = ?) "
-                                                  "ORDER BY %1.Posizione, %1.rifCod")
-                                       .arg(s.rowTable, s.key),
-                                   {id}, dbClass::Which::Current, &ok);
-        if (!ok)
-            return false;
         // by frame; a Posizione past the scheda's frames counts as its last
         QMap<int, QList<WasteRow>> rows;
-        while (q.next())
-            rows[std::clamp(q.value(0).toInt(), 1, int(s.frames.size()))].append(
-                {q.value(1).toString().trimmed(), q.value(4).toString().trimmed(), quantityText(q.value(2), q.value(3))});
+        for (const tree::Node *w : rowsOf(*scheda, s.rowTable, QStringLiteral("Posizione, rifCod"))) {
+            const QVariant code = at(w, "rifCod");
+            rows[std::clamp(at(w, "Posizione").toInt(), 1, int(s.frames.size()))].append(
+                {code.toString().trimmed(), descriptions.of(code), quantityText(at(w, "qta"), at(w, "umi"))});
+        }
         for (auto it = rows.cbegin(); it != rows.cend(); ++it)
             frames->append(wasteRowsFrame(s.frames.at(it.key() - 1), it.value()));
         for (const FieldFrame &g : groups)
@@ -422,11 +337,9 @@ bool streamFrames(AppContext &ctx, const stream::StreamSpec &s, qint64 saID, QLi
 
         const ModuleFamily family{[&s](int t) -> const waste::ModuleKind & { return stream::module(s, t); },
                                   codes::MG, QStringLiteral("rifCod, ") + s.modKey};
-        if (!appendModules(ctx, family, id, {}, name, frames))
-            return false;
+        appendModules(db, family, *scheda, {}, name, frames);
         markScheda(frames, first, name);
     }
-    return true;
 }
 
 } // namespace
@@ -656,19 +569,25 @@ bool imbFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *fra
 
 bool vfuFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    AppContext ctx = contextOf(db);
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return vfuFrames(db, d, frames); });
+}
+
+bool vfuFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     for (const int kind : {codes::VfuAut, codes::VfuRot, codes::VfuFra})
-        if (!streamFrames(ctx, stream::vfu(kind), saID, frames))
-            return false;
+        streamFrames(db, stream::vfu(kind), declaration, frames);
     return true;
 }
 
 bool raeeFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    AppContext ctx = contextOf(db);
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return raeeFrames(db, d, frames); });
+}
+
+bool raeeFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     for (const int kind : {codes::RaeeTra, codes::RaeeCr})
-        if (!streamFrames(ctx, stream::raee(kind), saID, frames))
-            return false;
+        streamFrames(db, stream::raee(kind), declaration, frames);
     return true;
 }
 

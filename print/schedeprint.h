@@ -50,7 +50,9 @@ bool imbFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *fra
 // the scheda, its frames of fields, then its modules RT, DR, TE, MG with the
 // waste code each one is tied to.
 bool vfuFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool vfuFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 bool raeeFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool raeeFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 
 // The surface of origin of an RT-IMB module (mbFlag) as printed.
 QString imbSurface(int mbFlag);
