@@ -6,6 +6,7 @@
 #include "sections/imb/imb.h"
 #include "sections/int/int.h"
 #include "sections/rif/modules.h"
+#include "sections/rif/scheda.h"
 #include "sections/stream/stream.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
@@ -102,22 +103,18 @@ bool isNumber(const QVariant &v, qint64 n) { return tree::compareValues(v, QVari
 // Waste descriptions by code, each read once.
 class Descriptions {
 public:
-    explicit Descriptions(dbClass &db) : db_(db) {}
+    explicit Descriptions(dbClass &db) : ctx_{db.app(), db, db.messages()} {}
     QString of(const QVariant &code)
     {
-        if (code.isNull())
-            return {};
         const QString key = code.toString();
         auto it = known_.constFind(key);
-        if (it == known_.cend()) {
-            const QVariant d = db_.scalar(QStringLiteral("SELECT rifDesc FROM Rifiuti WHERE (rifCod = ?)"), {code});
-            it = known_.insert(key, d.toString().trimmed());
-        }
+        if (it == known_.cend())
+            it = known_.insert(key, waste::wasteDescription(ctx_, key).trimmed());
         return *it;
     }
 
 private:
-    dbClass &db_;
+    AppContext ctx_;
     QHash<QString, QString> known_;
 };
 
