@@ -116,33 +116,6 @@ const schema::Table *tableOf(const char *name)
     return schema::table(QString::fromLatin1(name));
 }
 
-// Two values in the order the store sorts them: nulls, then numbers, then
-// texts by their characters.
-int compareValues(const QVariant &a, const QVariant &b)
-{
-    auto rank = [](const QVariant &v) {
-        switch (v.typeId()) {
-        case QMetaType::UnknownType: return 0;
-        case QMetaType::QString: return 2;
-        case QMetaType::QByteArray: return 3;
-        default: return 1;
-        }
-    };
-    const int ra = rank(a), rb = rank(b);
-    if (ra != rb || ra == 0)
-        return ra - rb;
-    if (ra == 2)
-        return static_cast<const QString *>(a.constData())->compare(*static_cast<const QString *>(b.constData()));
-    if (ra == 3)
-        return a.toByteArray().compare(b.toByteArray());
-    if (a.typeId() == QMetaType::Double || b.typeId() == QMetaType::Double) {
-        const double x = a.toDouble(), y = b.toDouble();
-        return x < y ? -1 : x > y ? 1 : 0;
-    }
-    const qint64 x = a.toLongLong(), y = b.toLongLong();
-    return x < y ? -1 : x > y ? 1 : 0;
-}
-
 // The rows of table t hanging from n, by key (as the reader gives them).
 void rowsOf(const tree::Node &n, const schema::Table *t, Rows &out)
 {
@@ -169,7 +142,7 @@ void sortRows(Rows &rows)
         return; // by key, as read
     std::stable_sort(rows.begin(), rows.end(), [&](const tree::Node *a, const tree::Node *b) {
         for (int c : order)
-            if (const int r = compareValues(cell(*a, c), cell(*b, c)))
+            if (const int r = tree::compareValues(cell(*a, c), cell(*b, c)))
                 return r < 0;
         return false;
     });

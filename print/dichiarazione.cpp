@@ -291,9 +291,10 @@ bool sa1Frames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *fra
     const QString schede = schedePresent(db, saID).value(saID, QStringLiteral("nessuna"));
     frames->append({QStringLiteral("Schede presenti"), {{{QStringLiteral("Schede"), schede, 176}}}});
     const qsizetype contents = frames->size();
-    if (!(saAutFrames(db, declaration, frames) && rifFrames(db, saID, frames) && matFrames(db, declaration, frames)
-          && intFrames(db, saID, frames) && vfuFrames(db, saID, frames) && imbFrames(db, saID, frames)
-          && raeeFrames(db, saID, frames)))
+    if (!(saAutFrames(db, declaration, frames) && rifFrames(db, declaration, frames)
+          && matFrames(db, declaration, frames) && intFrames(db, declaration, frames)
+          && vfuFrames(db, declaration, frames) && imbFrames(db, declaration, frames)
+          && raeeFrames(db, declaration, frames)))
         return false;
 
     // the index, its pages filled in when the pages are known

@@ -6,6 +6,7 @@
 #include "sections/imb/imb.h"
 #include "sections/int/int.h"
 #include "sections/rif/modules.h"
+#include "sections/rif/scheda.h"
 #include "sections/stream/stream.h"
 #include "shell/dbclass.h"
 #include "shell/messages.h"
@@ -14,6 +15,7 @@
 #include "shell/qty.h"
 #include "shell/tree/tree.h"
 
+#include <QHash>
 #include <QMap>
 #include <QSqlQuery>
 #include <algorithm>
@@ -33,12 +35,10 @@ const std::pair<const char *, const char *> physicalStates[] = {
 
 QString u8(const char *s) { return QString::fromUtf8(s); }
 
-// Reads one row, of a query or of the declaration tree, by column name.
+// Reads one row of the declaration tree by column name.
 struct Row {
-    std::function<QVariant(QLatin1String)> get;
-    explicit Row(const QSqlQuery &q) : get([&q](QLatin1String c) { return q.value(c); }) {}
-    explicit Row(const tree::Node &n) : get([&n](QLatin1String c) { return n.value(c); }) {}
-    QVariant value(const char *c) const { return get(QLatin1String(c)); }
+    const tree::Node &n;
+    QVariant value(const char *c) const { return n.value(QLatin1String(c)); }
     QString text(const char *c) const { return value(c).toString().trimmed(); }
     int num(const char *c) const { return value(c).toInt(); }
     QString flag(const char *c) const { return num(c) != 0 ? QStringLiteral("X") : QString(); }
@@ -80,7 +80,43 @@ QStringList operationCodes(dbClass &db, int type)
     return codes;
 }
 
-AppContext contextOf(dbClass &db) { return {db.app(), db, db.messages()}; }
+// The columns of an ORDER BY list, "rifCod, mbFlag, mbID".
+QStringList columnList(const QString &order)
+{
+    return order.split(u',', Qt::SkipEmptyParts).replaceInStrings(QStringLiteral(" "), QString());
+}
+
+// The rows of a table under n in the order of an ORDER BY list of its
+// columns (empty: by key).
+std::vector<const tree::Node *> rowsOf(const tree::Node &n, const QString &table, const QString &order = {})
+{
+    return tree::sortedChildren(n, table, columnList(order));
+}
+
+// A value of a row by column name.
+QVariant at(const tree::Node *row, const char *column) { return row->value(QLatin1String(column)); }
+
+// Whether a stored value equals a number as the store compares them (a null
+// or a text equals none).
+bool isNumber(const QVariant &v, qint64 n) { return tree::compareValues(v, QVariant(n)) == 0; }
+
+// Waste descriptions by code, each read once.
+class Descriptions {
+public:
+    explicit Descriptions(dbClass &db) : ctx_{db.app(), db, db.messages()} {}
+    QString of(const QVariant &code)
+    {
+        const QString key = code.toString();
+        auto it = known_.constFind(key);
+        if (it == known_.cend())
+            it = known_.insert(key, waste::wasteDescription(ctx_, key).trimmed());
+        return *it;
+    }
+
+private:
+    AppContext ctx_;
+    QHash<QString, QString> known_;
+};
 
 // Where the modules of a scheda kind come from: the kind of each type
 // (tipoMod 1..types) and the order they are listed and numbered in within
@@ -151,10 +187,10 @@ void appendGrid(FormFrame &f, const OperationGrid &g, const QVector<waste::OpRow
 // fields by frame, the operation grids. Both sides of Italia/Estero print; a
 // frame the form opens only for other waste codes (urban origin, portable
 // batteries) prints only when it holds a value.
-FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, int number, const QString &code,
-                      const QVariantMap &attached, const QString &subject)
+FormFrame moduleFrame(dbClass &db, const waste::ModuleKind &m, const tree::Node &module, int number,
+                      const QString &code, const QVariantMap &attached, const QString &subject)
 {
-    const fields::Record r = waste::load(ctx, m, id);
+    const fields::Record r = waste::fromRow(m, rowMap(module));
     FormFrame f{subject, {{heading(m.title)}}};
     f.part = subject;
     FormRow head{boxedField(u8("n° progressivo Modulo ") + m.code, QString::number(number), 12)};
@@ -172,8 +208,11 @@ FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, in
         return waste::fieldEnabled(m, code, italy, x.name) || waste::fieldEnabled(m, code, abroad, x.name);
     };
     QList<OperationGrid> grids = gridsOf(m);
-    const QVector<waste::OpRow> ops = grids.isEmpty() ? QVector<waste::OpRow>() : waste::loadOperations(ctx, m, id);
-    const QList<FieldFrame> frames = fieldFrames(ctx.db, m.fields, r, open);
+    QVector<waste::OpRow> ops;
+    if (!grids.isEmpty() && !m.opTable.isEmpty())
+        for (const tree::Node *o : rowsOf(module, m.opTable, QStringLiteral("Posizione, Codice")))
+            ops.append(waste::opRow(at(o, "Posizione"), at(o, "Codice"), at(o, "qta"), at(o, "umi")));
+    const QList<FieldFrame> frames = fieldFrames(db, m.fields, r, open);
     for (int i = 0; i < frames.size(); ++i) {
         const FieldFrame &g = frames.at(i);
         while (!grids.isEmpty() && grids.first().frameOf) {
@@ -202,25 +241,20 @@ FormFrame moduleFrame(AppContext &ctx, const waste::ModuleKind &m, qint64 id, in
 // origin) as the verification report numbers them. `code`: the scheda's
 // waste code (RIF, INT); empty where each module names its own. `scheda`:
 // the scheda as the headings name it, "Scheda RIF codice: 010101".
-bool appendModules(AppContext &ctx, const ModuleFamily &family, qint64 parentId, const QString &code,
+void appendModules(dbClass &db, const ModuleFamily &family, const tree::Node &parent, const QString &code,
                    const QString &scheda, QList<FormFrame> *frames)
 {
     for (int type = 1; type <= family.types; ++type) {
         const waste::ModuleKind &m = family.kind(type);
-        const QStringList attach = m.attach;
-        bool ok = false;
-        QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1%2 FROM %3 WHERE (%4 = ? AND tipoMod = ?) ORDER BY %5")
-                                       .arg(m.key, attach.isEmpty() ? QString() : u',' + attach.join(u','), m.table,
-                                            m.parentKey, family.order.isEmpty() ? m.orderBy : family.order),
-                                   {parentId, type}, dbClass::Which::Current, &ok);
-        if (!ok)
-            return false;
+        const QStringList &attach = m.attach;
         int n = 0;
         QVariantMap previous;
-        while (q.next()) {
+        for (const tree::Node *module : rowsOf(parent, m.table, family.order.isEmpty() ? m.orderBy : family.order)) {
+            if (!isNumber(at(module, "tipoMod"), type))
+                continue;
             QVariantMap attached;
-            for (int i = 0; i < attach.size(); ++i)
-                attached.insert(attach.at(i), q.value(i + 1));
+            for (const QString &a : attach)
+                attached.insert(a, module->value(a));
             if (attached != previous)
                 n = 0;
             previous = attached;
@@ -228,11 +262,9 @@ bool appendModules(AppContext &ctx, const ModuleFamily &family, qint64 parentId,
             const QString subject = (attach.isEmpty() ? scheda : scheda + QStringLiteral(" codice rifiuto: ") + own)
                                     + QStringLiteral(" modulo ") + m.code + QStringLiteral(" n. ")
                                     + QString::number(++n);
-            frames->append(moduleFrame(ctx, m, q.value(0).toLongLong(), n, attach.isEmpty() ? code : own, attached,
-                                       subject));
+            frames->append(moduleFrame(db, m, *module, n, attach.isEmpty() ? code : own, attached, subject));
         }
     }
-    return true;
 }
 
 // The waste rows of a frame of a scheda: code, description, quantity, the
@@ -267,35 +299,34 @@ void markScheda(QList<FormFrame> *frames, qsizetype first, const QString &name)
 // A scheda of the vehicle or electrical-equipment section: number and the
 // fields outside any frame, the waste rows of each of its frames, its own
 // frames of fields, then its modules.
-bool streamFrames(AppContext &ctx, const stream::StreamSpec &s, qint64 saID, QList<FormFrame> *frames)
+void streamFrames(dbClass &db, const stream::StreamSpec &s, const tree::Node &declaration, QList<FormFrame> *frames)
 {
+    // by category (RAEE), then key
+    std::vector<const tree::Node *> schede;
+    for (const tree::Node *n : rowsOf(declaration, s.table, s.categories ? QStringLiteral("srRAEE") : QString()))
+        if (isNumber(n->value(s.kindColumn), s.kind))
+            schede.push_back(n);
+    Descriptions descriptions(db);
     int number = 0;
-    const QVector<qint64> ids = stream::ids(ctx, s, saID);
-    for (const qint64 id : ids) {
+    for (const tree::Node *scheda : schede) {
         const qsizetype first = frames->size();
         // a kind with several schede (one per RAEE category) numbers them
         const QString name = u8("Scheda ") + s.name
-                             + (ids.size() > 1 ? u8(" n. ") + QString::number(number + 1) : QString());
-        const fields::Record r = stream::load(ctx, s, id);
+                             + (schede.size() > 1 ? u8(" n. ") + QString::number(number + 1) : QString());
+        const fields::Record r = stream::fromRow(s, rowMap(*scheda));
         FormRow head{boxedField(u8("n° progressivo Scheda ") + s.name, QString::number(++number), 12)};
-        QList<FieldFrame> groups = fieldFrames(ctx.db, s.fields, r);
+        QList<FieldFrame> groups = fieldFrames(db, s.fields, r);
         if (!groups.isEmpty() && groups.first().title.isEmpty())
             head.append(groups.takeFirst().fields);
         frames->append({s.title, packed(head), true});
 
-        bool ok = false;
-        QSqlQuery q = ctx.db.query(QStringLiteral("SELECT %1.Posizione, %1.rifCod, %1.qta, %1.umi, Rifiuti.rifDesc FROM %1 "
-                                                  "LEFT JOIN Rifiuti ON %1.rifCod = Rifiuti.rifCod WHERE (%1.%2 = ?) "
-                                                  "ORDER BY %1.Posizione, %1.rifCod")
-                                       .arg(s.rowTable, s.key),
-                                   {id}, dbClass::Which::Current, &ok);
-        if (!ok)
-            return false;
         // by frame; a Posizione past the scheda's frames counts as its last
         QMap<int, QList<WasteRow>> rows;
-        while (q.next())
-            rows[std::clamp(q.value(0).toInt(), 1, int(s.frames.size()))].append(
-                {q.value(1).toString().trimmed(), q.value(4).toString().trimmed(), quantityText(q.value(2), q.value(3))});
+        for (const tree::Node *w : rowsOf(*scheda, s.rowTable, QStringLiteral("Posizione, rifCod"))) {
+            const QVariant code = at(w, "rifCod");
+            rows[std::clamp(at(w, "Posizione").toInt(), 1, int(s.frames.size()))].append(
+                {code.toString().trimmed(), descriptions.of(code), quantityText(at(w, "qta"), at(w, "umi"))});
+        }
         for (auto it = rows.cbegin(); it != rows.cend(); ++it)
             frames->append(wasteRowsFrame(s.frames.at(it.key() - 1), it.value()));
         for (const FieldFrame &g : groups)
@@ -303,11 +334,9 @@ bool streamFrames(AppContext &ctx, const stream::StreamSpec &s, qint64 saID, QLi
 
         const ModuleFamily family{[&s](int t) -> const waste::ModuleKind & { return stream::module(s, t); },
                                   codes::MG, QStringLiteral("rifCod, ") + s.modKey};
-        if (!appendModules(ctx, family, id, {}, name, frames))
-            return false;
+        appendModules(db, family, *scheda, {}, name, frames);
         markScheda(frames, first, name);
     }
-    return true;
 }
 
 } // namespace
@@ -452,30 +481,26 @@ bool matFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *fra
 
 bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    bool ok = false;
-    QSqlQuery s = db.query(QStringLiteral("SELECT SezInt.*, Rifiuti.rifDesc FROM SezInt LEFT JOIN Rifiuti ON "
-                                          "SezInt.rifCod = Rifiuti.rifCod WHERE (SezInt.saID = ?) "
-                                          "ORDER BY SezInt.rifCod, SezInt.intID"),
-                           {saID}, dbClass::Which::Current, &ok);
-    if (!ok)
-        return false;
-    AppContext ctx = contextOf(db);
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return intFrames(db, d, frames); });
+}
+
+bool intFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     const ModuleFamily modules{intsec::module, codes::UD, {}};
+    Descriptions descriptions(db);
     int number = 0;
-    while (s.next()) {
-        const Row r{s};
+    for (const tree::Node *scheda : rowsOf(declaration, QStringLiteral("SezInt"), QStringLiteral("rifCod"))) {
+        const Row r{*scheda};
         const qsizetype first = frames->size();
         const QString name = u8("Scheda INT codice: ") + r.text("rifCod");
         FormFrame f{u8("Scheda INT - Totale rifiuti commercializzati ed intermediati senza detenzione"), {}};
         f.rows.append({{u8("n° progressivo Scheda INT"), QString::number(++number), 35},
                        {u8("Codice rifiuto:"), r.text("rifCod"), 25},
-                       {u8("Descrizione"), r.text("rifDesc"), 110}});
+                       {u8("Descrizione"), descriptions.of(r.value("rifCod")), 110}});
         appendPhysicalState(f, r);
         f.rows.append({{u8("Quantità complessivamente intermediata:"), r.qty("intQta", "intUmi"), 55}});
         frames->append(f);
-        if (!appendModules(ctx, modules, s.value(QStringLiteral("intID")).toLongLong(), r.text("rifCod"), name,
-                           frames))
-            return false;
+        appendModules(db, modules, *scheda, r.text("rifCod"), name, frames);
         markScheda(frames, first, name);
     }
     return true;
@@ -488,34 +513,31 @@ QString imbSurface(int mbFlag)
 
 bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return imbFrames(db, d, frames); });
+}
+
+bool imbFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     // secondary materials, msQta01.. in the order of the codes module
     const QStringList &materials = codes::imbMaterials();
-    bool ok = false;
-    QSqlQuery s = db.query(QStringLiteral("SELECT * FROM SezImb WHERE (saID = ?) ORDER BY siID"), {saID},
-                           dbClass::Which::Current, &ok);
-    if (!ok)
-        return false;
-    AppContext ctx = contextOf(db);
     const ModuleFamily modules{imb::module, codes::MG, QStringLiteral("rifCod, mbFlag, mbID")};
-    while (s.next()) {
-        const Row r{s};
-        const qint64 siID = s.value(QStringLiteral("siID")).toLongLong();
+    Descriptions descriptions(db);
+    for (const tree::Node *scheda : rowsOf(declaration, QStringLiteral("SezImb"))) {
+        const Row r{*scheda};
         const qsizetype first = frames->size();
         frames->append({u8("Scheda IMB - Gestione rifiuti da imballaggio"),
                         {{heading("COMUNICAZIONE IMBALLAGGI")}, {heading("Sezione gestori rifiuti di imballaggio")}},
                         true});
+        const std::vector<const tree::Node *> wasteRows = rowsOf(*scheda, QStringLiteral("RecImb"));
         for (int g = 1; g <= 4; ++g) {
-            QSqlQuery rows = db.query(QStringLiteral("SELECT RecImb.rifCod, RecImb.allAcc, RecImb.qta, RecImb.umi, "
-                                                     "Rifiuti.rifDesc FROM RecImb LEFT JOIN Rifiuti ON RecImb.rifCod = "
-                                                     "Rifiuti.rifCod WHERE (RecImb.siID = ? AND RecImb.Posizione = ?) "
-                                                     "ORDER BY RecImb.Posizione, RecImb.riID"),
-                                      {siID, g}, dbClass::Which::Current, &ok);
-            if (!ok)
-                return false;
             QList<WasteRow> group;
-            while (rows.next())
-                group.append({imb::displayCode(rows.value(0).toString().trimmed(), rows.value(1).toInt()),
-                              rows.value(4).toString().trimmed(), quantityText(rows.value(2), rows.value(3))});
+            for (const tree::Node *w : wasteRows) {
+                if (!isNumber(at(w, "Posizione"), g))
+                    continue;
+                const QVariant code = at(w, "rifCod");
+                group.append({imb::displayCode(code.toString().trimmed(), at(w, "allAcc").toInt()),
+                              descriptions.of(code), quantityText(at(w, "qta"), at(w, "umi"))});
+            }
             if (!group.isEmpty())
                 frames->append(wasteRowsFrame(imb::groupCaption(g), group));
         }
@@ -536,8 +558,7 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
         frames->append(ms);
 
         // a module names the code only: 150104 stays whole there
-        if (!appendModules(ctx, modules, siID, {}, u8("Scheda IMB"), frames))
-            return false;
+        appendModules(db, modules, *scheda, {}, u8("Scheda IMB"), frames);
         markScheda(frames, first, u8("Scheda IMB"));
     }
     return true;
@@ -545,19 +566,25 @@ bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 
 bool vfuFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    AppContext ctx = contextOf(db);
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return vfuFrames(db, d, frames); });
+}
+
+bool vfuFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     for (const int kind : {codes::VfuAut, codes::VfuRot, codes::VfuFra})
-        if (!streamFrames(ctx, stream::vfu(kind), saID, frames))
-            return false;
+        streamFrames(db, stream::vfu(kind), declaration, frames);
     return true;
 }
 
 bool raeeFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    AppContext ctx = contextOf(db);
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return raeeFrames(db, d, frames); });
+}
+
+bool raeeFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     for (const int kind : {codes::RaeeTra, codes::RaeeCr})
-        if (!streamFrames(ctx, stream::raee(kind), saID, frames))
-            return false;
+        streamFrames(db, stream::raee(kind), declaration, frames);
     return true;
 }
 
@@ -574,39 +601,37 @@ QString quantityText(const QVariant &qta, const QVariant &umi)
 
 bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
 {
-    bool ok = false;
-    QSqlQuery s = db.query(QStringLiteral("SELECT SezRif.*, Rifiuti.rifDesc FROM SezRif LEFT JOIN Rifiuti ON "
-                                          "SezRif.rifCod = Rifiuti.rifCod WHERE (SezRif.saID = ?) "
-                                          "ORDER BY SezRif.rifCod, SezRif.rifID"),
-                           {saID}, dbClass::Which::Current, &ok);
-    if (!ok)
-        return false;
-    AppContext ctx = contextOf(db);
+    return withDeclaration(db, saID, [&](const tree::Node &d) { return rifFrames(db, d, frames); });
+}
+
+bool rifFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames)
+{
     const ModuleFamily modules{rif::module, codes::RE, {}};
+    Descriptions descriptions(db);
     int number = 0;
-    while (s.next()) {
-        const Row r{s};
-        const qint64 rifID = s.value(QStringLiteral("rifID")).toLongLong();
+    for (const tree::Node *scheda : rowsOf(declaration, QStringLiteral("SezRif"), QStringLiteral("rifCod"))) {
+        const Row r{*scheda};
         const QString code = r.text("rifCod");
         const qsizetype first = frames->size();
         const QString name = u8("Scheda RIF codice: ") + code;
         FormFrame head{u8("Scheda RIF - Rifiuti"), {}};
         head.rows.append({{u8("n° progressivo Scheda RIF"), QString::number(++number), 35},
                           {u8("Codice rifiuto:"), code, 25},
-                          {u8("Descrizione"), r.text("rifDesc"), 110}});
+                          {u8("Descrizione"), descriptions.of(r.value("rifCod")), 110}});
         appendPhysicalState(head, r);
         head.keepWithNext = true;
         frames->append(head);
 
-        const qint64 carriers = db.scalar(QStringLiteral("SELECT COUNT(*) FROM ModRif WHERE (rifID = ? AND tipoMod = 3)"),
-                                          {rifID}).toLongLong();
+        const std::vector<const tree::Node *> rifModules = rowsOf(*scheda, QStringLiteral("ModRif"));
+        const bool carriers = std::any_of(rifModules.cbegin(), rifModules.cend(),
+                                          [](const tree::Node *m) { return isNumber(at(m, "tipoMod"), codes::TE); });
         frames->append({u8("ORIGINE DEL RIFIUTO"),
                         {{{u8("Rifiuto prodotto nell'Unità Locale"), r.qty("qtaProd", "umiProd"), 55},
                           {u8("Rifiuto ricevuto da terzi"), r.qty("qtaTerzi", "umiTerzi"), 55},
                           {u8("Rifiuto prodotto fuori dall'Unità Locale"), r.qty("qtaFuori", "umiFuori"), 55}}}});
         frames->append({u8("TRASPORTO DEL RIFIUTO"),
                         {{{u8("Rifiuto trasportato dal dichiarante"), r.qty("qtaTras", "umiTras"), 55},
-                          {u8("Rifiuto trasportato da terzi"), carriers > 0 ? u8("X") : QString(), 10}}}});
+                          {u8("Rifiuto trasportato da terzi"), carriers ? u8("X") : QString(), 10}}}});
         frames->append({u8("DESTINAZIONE DEL RIFIUTO"),
                         {{{u8("Rifiuto consegnato a terzi per operazioni di recupero o smaltimento"),
                            r.qty("qtaCons", "umiCons"), 55}},
@@ -620,8 +645,7 @@ bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames)
                            75}}}});
 
         // RT (non-private first), DR, TE, MG, RE
-        if (!appendModules(ctx, modules, rifID, code, name, frames))
-            return false;
+        appendModules(db, modules, *scheda, code, name, frames);
         markScheda(frames, first, name);
     }
     return true;

@@ -26,8 +26,10 @@ bool withDeclaration(dbClass &db, qint64 saID, const std::function<bool(const tr
 QVariantMap rowMap(const tree::Node &row);
 
 // Appends the frames of every scheda RIF of the declaration (order of waste
-// code, then key), each followed by its modules. False when a query failed.
+// code, then key), each followed by its modules. The saID forms read the
+// declaration first and are false when it is not there.
 bool rifFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool rifFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 
 // The authorisations of scheda SA-AUT (order of suID).
 bool saAutFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
@@ -37,16 +39,20 @@ bool matFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
 bool matFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 // The schede INT (order of waste code, then key), each with its modules UO, UD.
 bool intFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool intFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 
 // The scheda IMB (one per declaration): waste rows by group, quantities,
 // secondary materials, then the modules RT-IMB, DR-IMB, TE-IMB, MG-IMB.
 bool imbFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool imbFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 // The schede AUT, ROT, FRA (in this order), and TRA-RAEE, CR-RAEE (each by
 // category): scheda number and category, the waste rows of each frame of
 // the scheda, its frames of fields, then its modules RT, DR, TE, MG with the
 // waste code each one is tied to.
 bool vfuFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool vfuFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 bool raeeFrames(dbClass &db, qint64 saID, QList<FormFrame> *frames);
+bool raeeFrames(dbClass &db, const tree::Node &declaration, QList<FormFrame> *frames);
 
 // The surface of origin of an RT-IMB module (mbFlag) as printed.
 QString imbSurface(int mbFlag);

@@ -183,9 +183,11 @@ fields::Record load(AppContext &ctx, const ModuleKind &m, qint64 id, bool *found
     const bool ok = q.next();
     if (found)
         *found = ok;
-    if (!ok)
-        return blank(m);
-    QVariantMap row = dbClass::rowMap(q);
+    return ok ? fromRow(m, dbClass::rowMap(q)) : blank(m);
+}
+
+fields::Record fromRow(const ModuleKind &m, const QVariantMap &row)
+{
     fields::Record r = fields::fromStore(m.fields, row);
     fields::defaultQuantities(m.fields, r);
     if (m.sides)
@@ -210,15 +212,19 @@ QVector<OpRow> loadOperations(AppContext &ctx, const ModuleKind &m, qint64 id)
                                               "(%2 = ?) ORDER BY Posizione, Codice")
                                    .arg(m.opTable, m.key),
                                {id});
-    while (q.next()) {
-        OpRow o;
-        o.posizione = q.value(0).toInt();
-        o.codice = q.value(1).toString();
-        o.qta = q.value(2).isNull() ? QVariant() : QVariant(q.value(2).toLongLong());
-        o.umi = q.value(3).toInt() == 2 ? 2 : 1;
-        out << o;
-    }
+    while (q.next())
+        out << opRow(q.value(0), q.value(1), q.value(2), q.value(3));
     return out;
+}
+
+OpRow opRow(const QVariant &posizione, const QVariant &codice, const QVariant &qta, const QVariant &umi)
+{
+    OpRow o;
+    o.posizione = posizione.toInt();
+    o.codice = codice.toString();
+    o.qta = qta.isNull() ? QVariant() : QVariant(qta.toLongLong());
+    o.umi = umi.toInt() == 2 ? 2 : 1;
+    return o;
 }
 
 qint64 privateModuleFor(AppContext &ctx, const ModuleKind &m, qint64 parentId, int prvIstat,

@@ -87,6 +87,10 @@ fields::Record blank(const ModuleKind &m);
 fields::Record load(AppContext &ctx, const ModuleKind &m, qint64 id, bool *found = nullptr);
 QVector<OpRow> loadOperations(AppContext &ctx, qint64 mrID);
 QVector<OpRow> loadOperations(AppContext &ctx, const ModuleKind &m, qint64 id);
+// The same from a row already read: a module's stored columns by name, an
+// operation row's Posizione, Codice, qta and umi.
+fields::Record fromRow(const ModuleKind &m, const QVariantMap &row);
+OpRow opRow(const QVariant &posizione, const QVariant &codice, const QVariant &qta, const QVariant &umi);
 
 // RT: another private module of the scheda for the same municipality (0 none).
 qint64 privateModuleFor(AppContext &ctx, const ModuleKind &m, qint64 parentId, int prvIstat,

@@ -195,9 +195,11 @@ fields::Record blank(const StreamSpec &s)
 fields::Record load(AppContext &ctx, const StreamSpec &s, qint64 id)
 {
     QSqlQuery q = ctx.db.query(QStringLiteral("SELECT * FROM %1 WHERE (%2 = ?)").arg(s.table, s.key), {id});
-    if (!q.next())
-        return blank(s);
-    QVariantMap row = dbClass::rowMap(q);
+    return q.next() ? fromRow(s, dbClass::rowMap(q)) : blank(s);
+}
+
+fields::Record fromRow(const StreamSpec &s, const QVariantMap &row)
+{
     fields::Record r = fields::fromStore(s.fields, row);
     fields::defaultQuantities(s.fields, r);
     for (const fields::Field &f : s.fields)

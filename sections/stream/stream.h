@@ -54,6 +54,8 @@ struct Row {
 QVector<qint64> ids(AppContext &ctx, const StreamSpec &s, qint64 saID);
 fields::Record blank(const StreamSpec &s);
 fields::Record load(AppContext &ctx, const StreamSpec &s, qint64 id);
+// The same from a row already read (column name -> value).
+fields::Record fromRow(const StreamSpec &s, const QVariantMap &row);
 QVector<Row> loadRows(AppContext &ctx, const StreamSpec &s, qint64 id);
 
 // Checks of a code entered in a frame, in order: existence ("Attenzione,

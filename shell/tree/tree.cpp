@@ -54,6 +54,51 @@ const std::vector<const schema::Table *> &tables()
     return list;
 }
 
+int compareValues(const QVariant &a, const QVariant &b)
+{
+    auto rank = [](const QVariant &v) {
+        switch (v.typeId()) {
+        case QMetaType::UnknownType: return 0;
+        case QMetaType::QString: return 2;
+        case QMetaType::QByteArray: return 3;
+        default: return 1;
+        }
+    };
+    const int ra = rank(a), rb = rank(b);
+    if (ra != rb || ra == 0)
+        return ra - rb;
+    if (ra == 2)
+        return static_cast<const QString *>(a.constData())->compare(*static_cast<const QString *>(b.constData()));
+    if (ra == 3)
+        return a.toByteArray().compare(b.toByteArray());
+    if (a.typeId() == QMetaType::Double || b.typeId() == QMetaType::Double) {
+        const double x = a.toDouble(), y = b.toDouble();
+        return x < y ? -1 : x > y ? 1 : 0;
+    }
+    const qint64 x = a.toLongLong(), y = b.toLongLong();
+    return x < y ? -1 : x > y ? 1 : 0;
+}
+
+std::vector<const Node *> sortedChildren(const Node &n, const QString &table, const QStringList &order)
+{
+    std::vector<const Node *> out;
+    for (const Node *c : n.children)
+        if (c->table->name == table)
+            out.push_back(c);
+    if (out.size() < 2 || order.isEmpty())
+        return out;
+    std::vector<int> columns;
+    for (const QString &c : order)
+        columns.push_back(out.front()->index(c));
+    std::stable_sort(out.begin(), out.end(), [&](const Node *a, const Node *b) {
+        for (const int c : columns)
+            if (const int r = compareValues(a->values.value(c), b->values.value(c)))
+                return r < 0;
+        return false;
+    });
+    return out;
+}
+
 namespace {
 
 bool isAncestor(const schema::Table &ancestor, const schema::Table &t)

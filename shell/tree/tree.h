@@ -37,6 +37,13 @@ struct Node {
 // The tables of the tree, parents before children.
 const std::vector<const schema::Table *> &tables();
 
+// Two values in the order the store sorts them: nulls, then numbers, then
+// texts by their characters, then blobs; 0 when the store holds them equal.
+int compareValues(const QVariant &a, const QVariant &b);
+// The rows of `table` hanging from n sorted by the columns `order` as the
+// store's ORDER BY sorts them; rows equal on those stay by key.
+std::vector<const Node *> sortedChildren(const Node &n, const QString &table, const QStringList &order = {});
+
 struct ReadOptions {
     int window = 256;                    // declarations read together
     QStringList tables;                  // tables to read besides SezAnag; empty: all

@@ -11,6 +11,7 @@
 #include "shell/transaction.h"
 #include "shell/tree/tree.h"
 
+#include <QSqlError>
 #include <QSqlQuery>
 #include <functional>
 #include <memory>
@@ -265,6 +266,52 @@ private Q_SLOTS:
                 QVERIFY2(dst.db->scalar(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE typeof(%2) = 'blob'")
                                             .arg(t->name, c.name), {}).toInt() == 0,
                          qPrintable(t->name + u'.' + c.name));
+    }
+
+    // The rows of one table under a node, sorted by any of its columns, come
+    // in the order the store's ORDER BY gives them, with nulls, whole and
+    // real numbers and texts mixed in one column.
+    void sortedChildrenAsTheStoreSorts()
+    {
+        Store st;
+        QVERIFY(copyInto(st, QStringLiteral("sorted.db"), 1000));
+        QSqlQuery mix(st.c());
+        QVERIFY(mix.exec(QStringLiteral("UPDATE ModRif SET tipoMod = CASE mrID % 4 WHEN 0 THEN NULL WHEN 1 THEN 'x' "
+                                        "WHEN 2 THEN 2.5 ELSE tipoMod END, RagSoc = CASE mrID % 3 WHEN 0 THEN NULL "
+                                        "WHEN 1 THEN 7 ELSE RagSoc END")));
+        QStringList wrong;
+        int sorts = 0;
+        std::function<void(const tree::Node &)> visit = [&](const tree::Node &n) {
+            for (const schema::Table *t : tree::tables()) {
+                if (t->parent.compare(n.table->name, Qt::CaseInsensitive) != 0)
+                    continue;
+                for (const schema::Column &c : t->columns) {
+                    QList<qint64> store, sorted;
+                    QSqlQuery q(st.c());
+                    q.prepare(QStringLiteral("SELECT \"%1\" FROM %2 WHERE (\"%3\" = ?) ORDER BY \"%4\", \"%1\"")
+                                  .arg(t->key, t->name, t->parentKey, c.name));
+                    q.addBindValue(n.key());
+                    if (!q.exec())
+                        wrong << q.lastError().text();
+                    while (q.next())
+                        store << q.value(0).toLongLong();
+                    for (const tree::Node *row : tree::sortedChildren(n, t->name, {c.name}))
+                        sorted << row->key();
+                    if (sorted != store)
+                        wrong << t->name + u'.' + c.name;
+                    sorts += store.size() > 1;
+                }
+            }
+            for (const tree::Node *child : n.children)
+                visit(*child);
+        };
+        tree::Reader r(st.c());
+        r.selectAll();
+        while (const tree::Node *n = r.next())
+            visit(*n);
+        QVERIFY(!r.failed());
+        QVERIFY(sorts > 100);
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join(u' ')));
     }
 
     // A change in any column of any table shows, named; an ignored column
