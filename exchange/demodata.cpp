@@ -1,12 +1,16 @@
 #include "exchange/demodata.h"
 
+#include "sections/anag/register.h"
 #include "sections/codes.h"
 #include "sections/stream/stream.h"
 #include "shell/dbclass.h"
 #include "shell/transaction.h"
+#include "shell/tree/tree.h"
 
+#include <QHash>
 #include <QRandomGenerator>
 #include <algorithm>
+#include <deque>
 #include <QSqlQuery>
 #include <QVariantMap>
 #include <vector>
@@ -77,7 +81,7 @@ struct Place {
 
 class Gen {
 public:
-    Gen(dbClass &db, const Options &o) : db_(db), o_(o), rnd_(o.seed) {}
+    Gen(dbClass &db, const Options &o) : db_(db), o_(o), rnd_(o.seed), writer_(db.current()), register_(db) {}
 
     bool load();
     bool declaration(int n, qint64 *id);
@@ -133,18 +137,15 @@ private:
             address(m);
         }
     }
-    qint64 insert(const QString &t, const QVariantMap &m)
-    {
-        const qint64 id = db_.insertRow(t, m);
-        if (id < 0)
-            error = QStringLiteral("inserimento in ") + t + QStringLiteral(" non riuscito");
-        return id;
-    }
+    // A row of the declaration being built, under its parent (the
+    // declaration itself has none); the keys come when it is written.
+    tree::Node *row(tree::Node *parent, const QString &t, const QVariantMap &m);
+    bool write(tree::Node &declaration, qint64 *id);
     // Operation rows R.. / D.. of a module, one per code; the recovery and
     // disposal totals are added to *recovery and *disposal when given. The
     // rows of an MG module stand in its recovery or disposal grid
     // (Posizione), those of a DR module in its one grid of destinations.
-    bool operations(const QString &table, const char *parentKey, qint64 parent, int count, qint64 total,
+    bool operations(const QString &table, tree::Node *parent, int count, qint64 total,
                     bool mg, qint64 *recovery = nullptr, qint64 *disposal = nullptr)
     {
         QStringList used;
@@ -162,9 +163,8 @@ private:
             if (qint64 *sum = code.startsWith(u'R') ? recovery : disposal)
                 *sum += q;
             const int grid = !mg ? 1 : code.startsWith(u'R') ? codes::GridRecupero : codes::GridSmaltimento;
-            if (insert(table, {{QString::fromLatin1(parentKey), parent}, {QStringLiteral("Posizione"), grid},
-                               {QStringLiteral("Codice"), code}, {QStringLiteral("qta"), q},
-                               {QStringLiteral("umi"), q ? 1 : 0}}) < 0)
+            if (!row(parent, table, {{QStringLiteral("Posizione"), grid}, {QStringLiteral("Codice"), code},
+                                     {QStringLiteral("qta"), q}, {QStringLiteral("umi"), q ? 1 : 0}}))
                 return false;
         }
         return true;
@@ -172,18 +172,15 @@ private:
     // Rows of a scheda in its frames (Posizione 1..frames, the last frame
     // taking the rows beyond), with their modules; RT modules go to the rows
     // of the frames of waste received from third parties (1..received).
-    bool family(const QString &suffix, const char *parentKey, qint64 parent,
-                const std::vector<QString> &codes, bool imb, int frames, int received, qint64 *delivered);
+    bool family(const QString &suffix, tree::Node *parent, const std::vector<QString> &codes, bool imb,
+                int frames, int received, qint64 *delivered);
     // The scheda's amount consigned to third parties, once its DR modules are known.
-    bool setDelivered(const QString &table, const QString &key, qint64 id, qint64 milli)
+    static void setDelivered(tree::Node &scheda, qint64 milli)
     {
-        if (db_.updateRow(table, key, id, {{QStringLiteral("qtaTerzi"), milli},
-                                           {QStringLiteral("umiTerzi"), milli ? 1 : 0}}))
-            return true;
-        error = QStringLiteral("aggiornamento di ") + table + QStringLiteral(" non riuscito");
-        return false;
+        scheda.set(QStringLiteral("qtaTerzi"), milli);
+        scheda.set(QStringLiteral("umiTerzi"), milli ? 1 : 0);
     }
-    bool rif(qint64 saID, bool error);
+    bool rif(tree::Node *sa, bool error);
 
     dbClass &db_;
     Options o_;
@@ -192,7 +189,60 @@ private:
     std::vector<QString> wastes_, activities_, imbCodes_, traCodes_, crCodes_;
     std::vector<QString> vfuCodes_[3];
     std::vector<int> nations_;
+    // One writer and one register for the run; the rows of the declaration
+    // being built, kept from one declaration to the next (used_ of them are
+    // the current one's).
+    tree::Writer writer_;
+    anag::CounterpartRegister register_;
+    std::deque<tree::Node> rows_;
+    size_t used_ = 0;
+    QHash<QString, const schema::Table *> tables_;
 };
+
+tree::Node *Gen::row(tree::Node *parent, const QString &t, const QVariantMap &m)
+{
+    const schema::Table *&table = tables_[t];
+    if (!table)
+        table = schema::table(t);
+    if (used_ == rows_.size())
+        rows_.emplace_back();
+    tree::Node &n = rows_[used_++];
+    n.table = table;
+    n.values.clear(); // keeps its room for the next row
+    n.values.resize(table ? qsizetype(table->columns.size()) : 0);
+    n.children.clear();
+    for (auto it = m.begin(); it != m.end(); ++it) {
+        const int i = table ? n.index(it.key()) : -1;
+        if (i < 0) {
+            error = QStringLiteral("inserimento in ") + t + QStringLiteral(" non riuscito: colonna ") + it.key();
+            return nullptr;
+        }
+        n.values[i] = it.value();
+    }
+    if (parent)
+        parent->children.push_back(&n);
+    return &n;
+}
+
+// Writes the declaration whole, its modules' counterparts going to the
+// register of companies as the modules' forms and the import put them.
+bool Gen::write(tree::Node &declaration, qint64 *id)
+{
+    *id = writer_.write(declaration, [this](tree::Node &n) {
+        return !n.table->name.startsWith(QLatin1String("Mod"))
+               || register_.add(anag::counterpartOf(n)) != anag::Registered::Failed;
+    });
+    used_ = 0;
+    // The generated tax codes seldom repeat: what the register remembers of
+    // the codes it handled would only grow with the run (a hundred bytes a
+    // code, ten codes a declaration), so it starts afresh each declaration.
+    register_.forget();
+    if (*id >= 0)
+        return true;
+    error = writer_.error().isEmpty() ? QStringLiteral("anagrafica ditte non aggiornata")
+                                      : QStringLiteral("scrittura della dichiarazione non riuscita: ") + writer_.error();
+    return false;
+}
 
 bool Gen::load()
 {
@@ -230,7 +280,7 @@ bool Gen::load()
 // delivered to transport = sum of TE, consigned = sum of DR; produced +
 // received = consigned + stock. With error, the consigned amount is 20% short
 // of what its DR modules carry.
-bool Gen::rif(qint64 saID, bool error)
+bool Gen::rif(tree::Node *sa, bool error)
 {
     const QString code = pick(wastes_);
     const qint64 prod = milli(500, 90000);
@@ -249,7 +299,7 @@ bool Gen::rif(qint64 saID, bool error)
         dr.push_back(q);
         left -= q;
     }
-    QVariantMap s{{QStringLiteral("saID"), saID}, {QStringLiteral("rifCod"), code},
+    QVariantMap s{{QStringLiteral("rifCod"), code},
                   {QStringLiteral("sfSolidoNP"), 1}, {QStringLiteral("sfFangoso"), chance(20) ? 1 : 0},
                   {QStringLiteral("qtaProd"), prod}, {QStringLiteral("UmiProd"), 1},
                   {QStringLiteral("qtaTerzi"), terzi}, {QStringLiteral("umiTerzi"), terzi ? 1 : 0},
@@ -260,12 +310,12 @@ bool Gen::rif(qint64 saID, bool error)
         s.insert(QStringLiteral("qtaFuori"), qint64(1500));
         s.insert(QStringLiteral("umiFuori"), 2);
     }
-    const qint64 rifID = insert(QStringLiteral("SezRif"), s);
-    if (rifID < 0)
+    tree::Node *const scheda = row(sa, QStringLiteral("SezRif"), s);
+    if (!scheda)
         return false;
     // Private persons are Italian.
     auto module = [&](int tipo, qint64 q, int privati) {
-        QVariantMap m{{QStringLiteral("rifID"), rifID}, {QStringLiteral("tipoMod"), tipo},
+        QVariantMap m{{QStringLiteral("tipoMod"), tipo},
                       {QStringLiteral("qtaMod"), q}, {QStringLiteral("umiMod"), 1},
                       {QStringLiteral("Privati"), privati}};
         counterpart(m, privati == 0);
@@ -275,34 +325,36 @@ bool Gen::rif(qint64 saID, bool error)
             m.insert(QStringLiteral("qtaSmalt"), q);
             m.insert(QStringLiteral("umiSmalt"), 1);
         }
-        return insert(QStringLiteral("ModRif"), m);
+        return row(scheda, QStringLiteral("ModRif"), m);
     };
     // Municipal waste (chapter 20) from private persons is declared elsewhere.
     for (qint64 q : rt)
-        if (module(1, q, chance(30) && !code.startsWith(QLatin1String("20")) ? 1 : 0) < 0)
+        if (!module(1, q, chance(30) && !code.startsWith(QLatin1String("20")) ? 1 : 0))
             return false;
     for (qint64 q : dr) {
-        const qint64 id = module(2, q, 0);
-        if (id < 0 || !db_.updateRow(QStringLiteral("ModRif"), QStringLiteral("mrID"), id,
-                                     {{QStringLiteral("qtaSmalt"), q}, {QStringLiteral("umiSmalt"), 1}}))
+        tree::Node *m = module(2, q, 0);
+        if (!m)
             return false;
+        m->set(QStringLiteral("qtaSmalt"), q);
+        m->set(QStringLiteral("umiSmalt"), 1);
     }
-    if (module(3, cons, 0) < 0)
+    if (!module(3, cons, 0))
         return false;
     if (o_.everySection) {
-        const qint64 re = insert(QStringLiteral("ModRif"),
-                                 {{QStringLiteral("rifID"), rifID}, {QStringLiteral("tipoMod"), 5},
-                                  {QStringLiteral("prvIstat"), places_.front().prv},
-                                  {QStringLiteral("comIstat"), places_.front().com},
-                                  {QStringLiteral("qtaMod"), qint64(1500)}, {QStringLiteral("umiMod"), 2}});
-        const qint64 mg = insert(QStringLiteral("ModRif"), {{QStringLiteral("rifID"), rifID}, {QStringLiteral("tipoMod"), 4}});
+        const tree::Node *re = row(scheda, QStringLiteral("ModRif"),
+                                   {{QStringLiteral("tipoMod"), 5},
+                                    {QStringLiteral("prvIstat"), places_.front().prv},
+                                    {QStringLiteral("comIstat"), places_.front().com},
+                                    {QStringLiteral("qtaMod"), qint64(1500)}, {QStringLiteral("umiMod"), 2}});
+        tree::Node *mg = re ? row(scheda, QStringLiteral("ModRif"), {{QStringLiteral("tipoMod"), 4}}) : nullptr;
         // What the unit recovered and disposed of is what its MG module did.
         qint64 recovered = 0, disposed = 0;
-        if (re < 0 || mg < 0 || !operations(QStringLiteral("RecRif"), "mrID", mg, 21, prod, true, &recovered, &disposed)
-            || !db_.updateRow(QStringLiteral("SezRif"), QStringLiteral("rifID"), rifID,
-                              {{QStringLiteral("qtaRec"), recovered}, {QStringLiteral("umiRec"), recovered ? 1 : 0},
-                               {QStringLiteral("qtaSmalt"), disposed}, {QStringLiteral("umiSmalt"), disposed ? 1 : 0}}))
+        if (!mg || !operations(QStringLiteral("RecRif"), mg, 21, prod, true, &recovered, &disposed))
             return false;
+        scheda->set(QStringLiteral("qtaRec"), recovered);
+        scheda->set(QStringLiteral("umiRec"), recovered ? 1 : 0);
+        scheda->set(QStringLiteral("qtaSmalt"), disposed);
+        scheda->set(QStringLiteral("umiSmalt"), disposed ? 1 : 0);
     }
     return true;
 }
@@ -313,8 +365,8 @@ bool Gen::rif(qint64 saID, bool error)
 // the same amount; every row goes to a destination (DR) with its operations;
 // all the family's counterparts are Italian. *delivered: the DR total, the
 // scheda's "consigned to third parties".
-bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
-                 const std::vector<QString> &codes, bool imb, int frames, int receivedFrames, qint64 *delivered)
+bool Gen::family(const QString &suffix, tree::Node *parent, const std::vector<QString> &codes, bool imb,
+                 int frames, int receivedFrames, qint64 *delivered)
 {
     const QString rec = QStringLiteral("Rec") + suffix, mod = QStringLiteral("Mod") + suffix;
     const int nRows = o_.everySection ? 4 : between(1, 3);
@@ -323,12 +375,12 @@ bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
         const QString code = codes[size_t(i) % codes.size()];
         const qint64 qta = milli(100, 8000);
         const int pos = std::min(i + 1, frames);
-        QVariantMap r{{QString::fromLatin1(parentKey), parent}, {QStringLiteral("Posizione"), pos},
+        QVariantMap r{{QStringLiteral("Posizione"), pos},
                       {QStringLiteral("rifCod"), code}, {QStringLiteral("qta"), qta},
                       {QStringLiteral("umi"), 1}};
         if (imb)
             r.insert(QStringLiteral("allAcc"), i % 2);
-        if (insert(rec, r) < 0)
+        if (!row(parent, rec, r))
             return false;
         const bool received = pos <= receivedFrames;
         for (int tipo = 1; tipo <= 4; ++tipo) {
@@ -336,8 +388,7 @@ bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
                 continue;
             if (!o_.everySection && tipo != 1 && tipo != 2)
                 continue;
-            QVariantMap m{{QString::fromLatin1(parentKey), parent}, {QStringLiteral("rifCod"), code},
-                          {QStringLiteral("tipoMod"), tipo}};
+            QVariantMap m{{QStringLiteral("rifCod"), code}, {QStringLiteral("tipoMod"), tipo}};
             // Packaging: the surface of an RT module is the row's (position 2
             // is the private one).
             m.insert(imb ? QStringLiteral("mbFlag") : QStringLiteral("Privati"), i % 2);
@@ -352,13 +403,12 @@ bool Gen::family(const QString &suffix, const char *parentKey, qint64 parent,
                 m.insert(QStringLiteral("discDep"), 1);
                 *delivered += qta;
             }
-            const qint64 id = insert(mod, m);
-            if (id < 0)
+            tree::Node *module = row(parent, mod, m);
+            if (!module)
                 return false;
             if ((tipo == 2 || tipo == 4)
-                && !operations(QStringLiteral("RecMod") + suffix,
-                               imb ? "mbID" : suffix == QLatin1String("Raee") ? "msrID" : "mvID", id,
-                               tipo == 4 && o_.everySection ? 20 : 2, qta, tipo == 4))
+                && !operations(QStringLiteral("RecMod") + suffix, module, tipo == 4 && o_.everySection ? 20 : 2,
+                               qta, tipo == 4))
                 return false;
         }
     }
@@ -392,65 +442,62 @@ bool Gen::declaration(int n, qint64 *id)
             a.insert(QStringLiteral("msQta") + k, milli(1, 900));
             a.insert(QStringLiteral("msUmi") + k, 1);
         }
-    const qint64 saID = insert(QStringLiteral("SezAnag"), a);
-    if (saID < 0)
+    tree::Node *const sa = row(nullptr, QStringLiteral("SezAnag"), a);
+    if (!sa)
         return false;
-    *id = saID;
     if (err && kindOfError == 2)   // the company section alone
-        return true;
+        return write(*sa, id);
 
     if (o_.everySection || chance(40)) {
-        if (insert(QStringLiteral("SaAut"),
-                   {{QStringLiteral("saID"), saID}, {QStringLiteral("suEstremi"), QStringLiteral("AUT/%1/2016").arg(between(1, 999))},
+        if (!row(sa, QStringLiteral("SaAut"),
+                 {{QStringLiteral("suEstremi"), QStringLiteral("AUT/%1/2016").arg(between(1, 999))},
                     {QStringLiteral("suDataRil"), QStringLiteral("2016-05-10")}, {QStringLiteral("suDataScad"), QStringLiteral("2026-05-09")},
                     {QStringLiteral("suEnte"), 2}, {QStringLiteral("suTipo"), 1}, {QStringLiteral("suRecupero"), QStringLiteral("1010000000001")},
                     {QStringLiteral("suSmaltimento"), QStringLiteral("000000000000001")}, {QStringLiteral("Incenerimento"), 1},
                     {QStringLiteral("incQta"), 12000}, {QStringLiteral("crClass1"), codes::LandfillNonPericolosi}, {QStringLiteral("crQta1"), 50000},
-                    {QStringLiteral("emasData"), QStringLiteral("2017-01-31")}, {QStringLiteral("emasNumb"), QStringLiteral("IT-001234")}}) < 0)
+                    {QStringLiteral("emasData"), QStringLiteral("2017-01-31")}, {QStringLiteral("emasNumb"), QStringLiteral("IT-001234")}}))
             return false;
     }
     const int nRif = o_.everySection ? 2 : between(1, 3);
     for (int i = 0; i < nRif; ++i)
-        if (!rif(saID, err && kindOfError == 0 && i == 0))
+        if (!rif(sa, err && kindOfError == 0 && i == 0))
             return false;
     if (o_.everySection || chance(20)) {
-        const qint64 intID = insert(QStringLiteral("SezInt"),
-                                    {{QStringLiteral("saID"), saID}, {QStringLiteral("rifCod"), pick(wastes_)},
-                                     {QStringLiteral("sfSolidoP"), 1}, {QStringLiteral("intQta"), qint64(4200000)},
-                                     {QStringLiteral("intUmi"), 1}});
-        if (intID < 0)
+        tree::Node *const scheda = row(sa, QStringLiteral("SezInt"),
+                                       {{QStringLiteral("rifCod"), pick(wastes_)}, {QStringLiteral("sfSolidoP"), 1},
+                                        {QStringLiteral("intQta"), qint64(4200000)}, {QStringLiteral("intUmi"), 1}});
+        if (!scheda)
             return false;
         for (int t : {1, 2}) {
-            QVariantMap m{{QStringLiteral("intID"), intID}, {QStringLiteral("tipoMod"), t},
+            QVariantMap m{{QStringLiteral("tipoMod"), t},
                           {QStringLiteral("qtaMod"), qint64(4200000)}, {QStringLiteral("umiMod"), 1}};
             counterpart(m);
             m.remove(QStringLiteral("RegCE"));   // no cross-border code on INT modules
-            if (insert(QStringLiteral("ModInt"), m) < 0)
+            if (!row(scheda, QStringLiteral("ModInt"), m))
                 return false;
         }
     }
     if (o_.everySection || chance(15)) {
-        const qint64 siID = insert(QStringLiteral("SezImb"),
-                                   {{QStringLiteral("saID"), saID}, {QStringLiteral("msQta02"), qint64(77000)},
-                                    {QStringLiteral("msUmi02"), 1}});
+        tree::Node *const scheda = row(sa, QStringLiteral("SezImb"),
+                                       {{QStringLiteral("msQta02"), qint64(77000)}, {QStringLiteral("msUmi02"), 1}});
         qint64 delivered = 0;
-        if (siID < 0 || !family(QStringLiteral("Imb"), "siID", siID, imbCodes_, true, codes::ImbMultimaterial,
-                                     codes::ImbPrivate, &delivered)
-            || !setDelivered(QStringLiteral("SezImb"), QStringLiteral("siID"), siID, delivered))
+        if (!scheda || !family(QStringLiteral("Imb"), scheda, imbCodes_, true, codes::ImbMultimaterial,
+                               codes::ImbPrivate, &delivered))
             return false;
+        setDelivered(*scheda, delivered);
     }
     for (int t : {1, 2}) {
         if (!o_.everySection && !chance(10))
             continue;
-        const qint64 srID = insert(QStringLiteral("SezRaee"),
-                                   {{QStringLiteral("saID"), saID}, {QStringLiteral("srTipo"), t},
+        tree::Node *const scheda = row(sa, QStringLiteral("SezRaee"),
+                                       {{QStringLiteral("srTipo"), t},
                                     {QStringLiteral("srRAEE"), between(1, 6)}, {QStringLiteral("srStima"), 1},
                                     {QStringLiteral("srQta"), milli(100, 900)}, {QStringLiteral("srUmi"), 1},
                                     {QStringLiteral("msQta01"), qint64(5500)}, {QStringLiteral("msUmi01"), 1}});
         qint64 delivered = 0;
         // A CR scheda has its one frame; TRA three, the first the waste received.
-        if (srID < 0
-            || !family(QStringLiteral("Raee"), "srID", srID, t == 1 ? traCodes_ : crCodes_, false,
+        if (!scheda
+            || !family(QStringLiteral("Raee"), scheda, t == 1 ? traCodes_ : crCodes_, false,
                        int(stream::raee(t).frames.size()), 1, &delivered))
             return false;
     }
@@ -459,7 +506,7 @@ bool Gen::declaration(int n, qint64 *id)
             continue;
         // The vehicles of code 160104 (qta104) split by registration before
         // and after 1980; a FRA scheda has no registrations before 1980.
-        QVariantMap v{{QStringLiteral("saID"), saID}, {QStringLiteral("vfuTipo"), t},
+        QVariantMap v{{QStringLiteral("vfuTipo"), t},
                       {QStringLiteral("qtaProprio"), qint64(3000)}, {QStringLiteral("umiProprio"), 2},
                       {QStringLiteral("qtaGiac"), qint64(12500)}, {QStringLiteral("umiGiac"), 1},
                       {QStringLiteral("msQta07"), qint64(1000)}, {QStringLiteral("msUmi07"), 1}};
@@ -475,15 +522,15 @@ bool Gen::declaration(int n, qint64 *id)
             v.insert(QStringLiteral("qta104"), qint64(t == 1 ? 16000 : 14000));
             v.insert(QStringLiteral("umi104"), 1);
         }
-        const qint64 vfuID = insert(QStringLiteral("SezVfu"), v);
+        tree::Node *const scheda = row(sa, QStringLiteral("SezVfu"), v);
         qint64 delivered = 0;
-        if (vfuID < 0
-            || !family(QStringLiteral("Vfu"), "vfuID", vfuID, vfuCodes_[t - 1], false, int(stream::vfu(t).frames.size()),
-                       codes::VfuReceived, &delivered)
-            || !setDelivered(QStringLiteral("SezVfu"), QStringLiteral("vfuID"), vfuID, delivered))
+        if (!scheda
+            || !family(QStringLiteral("Vfu"), scheda, vfuCodes_[t - 1], false, int(stream::vfu(t).frames.size()),
+                       codes::VfuReceived, &delivered))
             return false;
+        setDelivered(*scheda, delivered);
     }
-    return true;
+    return write(*sa, id);
 }
 
 } // namespace

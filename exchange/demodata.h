@@ -25,8 +25,10 @@ struct Options {
     bool everySection = false;
 };
 
-// Adds the declarations to the open current database (in one transaction) and
-// fills Setup when it is empty. The new saIDs go to *ids.
+// Adds the declarations to the open current database (in one transaction),
+// the counterparts of their modules to the register of companies as the
+// modules' forms do, and fills Setup when it is empty. The new saIDs go to
+// *ids.
 bool generate(dbClass &db, const Options &options, QList<qint64> *ids = nullptr,
               QString *error = nullptr);
 

@@ -4,6 +4,7 @@
 #include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/schema/schema.h"
+#include "shell/tree/tree.h"
 
 #include <QHash>
 #include <QSqlQuery>
@@ -128,6 +129,22 @@ Registered CounterpartRegister::add(const Company &c)
 Registered registerCounterpart(dbClass &db, const Company &c)
 {
     return CounterpartRegister(db).add(c);
+}
+
+Company counterpartOf(const tree::Node &module)
+{
+    auto text = [&](const char *column) { return module.value(QString::fromLatin1(column)).toString(); };
+    Company c;
+    c.codFisc = text("CodFisc");
+    c.ragSoc = text("RagSoc");
+    c.via = text("Via");
+    c.civico = text("Civico");
+    c.cap = text("Cap");
+    c.prefTel = text("PrefTel");
+    c.telefono = text("Telefono");
+    c.prvIstat = module.value(QStringLiteral("prvIstat")).toInt();
+    c.comIstat = module.value(QStringLiteral("comIstat")).toInt();
+    return c;
 }
 
 std::optional<Company> readCompany(dbClass &db, const QString &codFisc)

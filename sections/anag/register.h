@@ -11,6 +11,9 @@
 
 class dbClass;
 class dbStatement;
+namespace tree {
+struct Node;
+}
 
 namespace anag {
 
@@ -53,6 +56,10 @@ private:
     std::unique_ptr<dbStatement> find_, insert_;
     QSet<QString> known_;
 };
+// The company a module row names as its counterpart, with the columns the
+// row has; a row with no tax code names none (blank).
+Company counterpartOf(const tree::Node &module);
+
 // Reads a company by tax code.
 std::optional<Company> readCompany(dbClass &db, const QString &codFisc);
 

@@ -198,15 +198,7 @@ bool Copier::row(tree::Node &n)
     convertPlaces(conv_, n);
     if (!n.table->name.startsWith(QLatin1String("Mod")) || n.index(QStringLiteral("CodFisc")) < 0)
         return true;
-    anag::Company c;
-    c.codFisc = text(n, "CodFisc");
-    c.ragSoc = text(n, "RagSoc");
-    c.via = text(n, "Via");
-    c.civico = text(n, "Civico");
-    c.cap = text(n, "Cap");
-    c.prvIstat = n.value(QStringLiteral("prvIstat")).toInt();
-    c.comIstat = n.value(QStringLiteral("comIstat")).toInt();
-    return registerCompany(c);
+    return registerCompany(anag::counterpartOf(n));
 }
 
 Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companies)

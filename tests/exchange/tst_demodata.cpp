@@ -1,10 +1,13 @@
 // The demo generator: what it promises (valid tax codes, real reference
 // codes, balanced quantities, a few deliberate errors) is what it makes, and
-// the verification agrees: only the deliberate errors stop an export.
+// the verification agrees: only the deliberate errors stop an export. The
+// counterparts of its modules are registered, and a run is all or nothing.
 
 #include "exchange/demodata.h"
 #include "fixture.h"
 #include "shell/qty.h"
+#include "shell/schema/schema.h"
+#include "shell/tree/tree.h"
 #include "verify/engine.h"
 
 #include <QSqlQuery>
@@ -91,6 +94,69 @@ private Q_SLOTS:
         QVERIFY(demo::generate(u.db, o));
         QCOMPARE(u.db.scalar(QStringLiteral("SELECT GROUP_CONCAT(CodFisc) FROM SezAnag")),
                  t.db.scalar(QStringLiteral("SELECT GROUP_CONCAT(CodFisc) FROM SezAnag")));
+    }
+
+    void counterpartsGoToTheRegister()
+    {
+        // Every tax code a module names is in the register of companies, as
+        // the modules' forms and the import leave it, with the data of a
+        // module that names it; nothing else is (a declarant is not a
+        // counterpart of its own declaration).
+        TestDb t(dir.path(), QStringLiteral("register.db"));
+        QVERIFY(t.ok);
+        demo::Options o;
+        o.declarations = 25;
+        o.everySection = true;
+        QString error;
+        QVERIFY2(demo::generate(t.db, o, nullptr, &error), qPrintable(error));
+        QStringList named;
+        for (const schema::Table *tb : tree::tables())
+            if (tb->name.startsWith(QLatin1String("Mod")) && schema::column(*tb, QStringLiteral("CodFisc")))
+                named << QStringLiteral("SELECT CodFisc, RagSoc, Via, prvIstat FROM %1 WHERE (CodFisc <> '')").arg(tb->name);
+        QCOMPARE(named.size(), 5);
+        const QString modules = QLatin1Char('(') + named.join(QStringLiteral(" UNION ALL ")) + QLatin1Char(')');
+        const int companies = t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM Ditte")).toInt();
+        QVERIFY(companies > 5 * o.declarations);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(DISTINCT CodFisc) FROM ") + modules).toInt(), companies);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM Ditte d WHERE NOT EXISTS (SELECT 1 FROM ") + modules
+                             + QStringLiteral(" m WHERE m.CodFisc = d.CodFisc AND m.RagSoc = d.RagSoc AND "
+                                              "m.Via IS d.Via AND m.prvIstat IS d.prvIstat)"))
+                     .toInt(),
+                 0);
+
+        // A second run with the same seed names the same counterparts: the
+        // register keeps them once, the declarations are added again.
+        QVERIFY2(demo::generate(t.db, o, nullptr, &error), qPrintable(error));
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM Ditte")).toInt(), companies);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezAnag")).toInt(), 2 * o.declarations);
+    }
+
+    void failureLeavesNothing()
+    {
+        // The store refuses a row of the fourth declaration: the run is
+        // undone whole, the declarations before it and their counterparts
+        // too.
+        TestDb t(dir.path(), QStringLiteral("refused.db"));
+        QVERIFY(t.ok);
+        QVERIFY(t.db.execute(QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON ModVfu WHEN "
+                                            "(SELECT COUNT(*) FROM SezAnag) >= 4 BEGIN SELECT RAISE(ABORT, 'no'); END")));
+        demo::Options o;
+        o.declarations = 10;
+        o.everySection = true;
+        QList<qint64> ids;
+        QString error;
+        QVERIFY(!demo::generate(t.db, o, &ids, &error));
+        QVERIFY(!error.isEmpty());
+        for (const schema::Table *tb : tree::tables())
+            QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM ") + tb->name).toInt(), 0);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM Ditte")).toInt(), 0);
+        QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM Setup")).toInt(), 0);
+
+        // Without the trigger the same run goes through.
+        QVERIFY(t.db.execute(QStringLiteral("DROP TRIGGER refuse")));
+        ids.clear();
+        QVERIFY2(demo::generate(t.db, o, &ids, &error), qPrintable(error));
+        QCOMPARE(ids.size(), o.declarations);
     }
 
     void verificationFindsOnlyTheDeliberateErrors()
