@@ -279,6 +279,9 @@ bool Loader::subjectRow(Record &row)
     company.comIstat = int(row.get(key<"comistat">()).toInt());
     if (register_.add(company) == anag::Registered::Failed)
         return false;
+    // Bounded as the register's own memory is; one forgotten is looked up again.
+    if (qsizetype(companies_.size()) >= anag::CounterpartRegister::KnownAtMost)
+        companies_.clear();
     companies_.emplace(cf);
     return true;
 }
