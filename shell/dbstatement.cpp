@@ -373,6 +373,13 @@ qint64 dbStatement::lastInsertId() const
     return d_->h ? sqlite3_last_insert_rowid(d_->h) : -1;
 }
 
+qint64 dbStatement::rowsAffected() const
+{
+    if (d_->h)
+        return sqlite3_changes(d_->h);
+    return d_->q ? d_->q->numRowsAffected() : -1;
+}
+
 bool dbStatement::isNativeOn(const QSqlDatabase &db)
 {
     return handleOf(db) != nullptr;

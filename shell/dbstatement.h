@@ -76,6 +76,8 @@ public:
     // store tells it without a RETURNING clause (SQLite: the rowid, which an
     // INTEGER PRIMARY KEY column is); -1 elsewhere.
     qint64 lastInsertId() const;
+    // Rows the last INSERT, UPDATE or DELETE of this statement wrote.
+    qint64 rowsAffected() const;
     // Whether statements on db run on the SQLite library (lastInsertId()
     // works there).
     static bool isNativeOn(const QSqlDatabase &db);

@@ -59,17 +59,16 @@ bool CounterpartRegister::prepare()
                                    QStringLiteral("anag.registerCounterpart"));
         return false;
     }
-    auto find = std::make_unique<dbStatement>(db_.current(),
-                                              QStringLiteral("SELECT COUNT(*) FROM Ditte WHERE (CodFisc = ?)"));
+    // One statement: a company already registered (its tax code is the key)
+    // is left as it is, and no row is written.
     auto insert = std::make_unique<dbStatement>(
         db_.current(), QStringLiteral("INSERT INTO Ditte (CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, "
-                                      "prvIstat, comIstat) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"));
-    for (const dbStatement *st : {find.get(), insert.get()})
-        if (!st->isValid()) {
-            db_.messages().errorReport({}, st->errorCode(), st->error(), st->sql());
-            return false;
-        }
-    find_ = std::move(find);
+                                      "prvIstat, comIstat) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?) "
+                                      "ON CONFLICT (CodFisc) DO NOTHING"));
+    if (!insert->isValid()) {
+        db_.messages().errorReport({}, insert->errorCode(), insert->error(), insert->sql());
+        return false;
+    }
     insert_ = std::move(insert);
     return true;
 }
@@ -100,15 +99,6 @@ Registered CounterpartRegister::add(const Company &c)
         return Registered::Failed;
     };
     const QVariant key = cut(QStringLiteral("CodFisc"), code);
-    find_->bind(0, key);
-    if (!find_->exec() || !find_->next())
-        return failed(*find_);
-    const bool there = find_->toInt(0) > 0;
-    find_->finish();
-    if (there) {
-        remember(code);
-        return Registered::AlreadyThere;
-    }
     const QVariant values[] = {key,
                                cut(QStringLiteral("RagSoc"), c.ragSoc),
                                cut(QStringLiteral("Via"), c.via),
@@ -123,7 +113,7 @@ Registered CounterpartRegister::add(const Company &c)
     if (!insert_->exec())
         return failed(*insert_);
     remember(code);
-    return Registered::Added;
+    return insert_->rowsAffected() > 0 ? Registered::Added : Registered::AlreadyThere;
 }
 
 Registered registerCounterpart(dbClass &db, const Company &c)

@@ -30,7 +30,7 @@ enum class Registered { Added, AlreadyThere, Failed };
 Registered registerCounterpart(dbClass &db, const Company &c);
 
 // The same routine for a run that registers many counterparts (an import, a
-// takeover): its two statements are prepared once, and a tax code handled
+// takeover): its statement is prepared once, and a tax code handled
 // once in the run is not looked up again. Failures are reported through the
 // database's messages.
 class CounterpartRegister {
@@ -53,7 +53,7 @@ private:
     void remember(const QString &code);
 
     dbClass &db_;
-    std::unique_ptr<dbStatement> find_, insert_;
+    std::unique_ptr<dbStatement> insert_;
     QSet<QString> known_;
 };
 // The company a module row names as its counterpart, with the columns the
