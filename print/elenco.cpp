@@ -425,7 +425,7 @@ bool printElenco(dbClass &db, int chamber, const QString &subtitle, const QStrin
     else
         stopped = false; // asked after the last window: the list is whole
     if (stopped && error)
-        *error = QStringLiteral("Stampa interrotta dall'utente.");
+        *error = QStringLiteral("Stampa annullata dall'utente");
     if (cancelled)
         *cancelled = stopped;
     if (ok && progress)

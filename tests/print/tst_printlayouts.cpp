@@ -222,7 +222,7 @@ void TestPrintLayouts::listPrintReportsProgressAndStops()
                                 &cancelled));
     QVERIFY(cancelled);
     QCOMPARE(calls, 1);
-    QCOMPARE(error, QStringLiteral("Stampa interrotta dall'utente."));
+    QCOMPARE(error, QStringLiteral("Stampa annullata dall'utente"));
     QVERIFY(!QFile::exists(path));
     QVERIFY(db_->execute(QStringLiteral("DELETE FROM SezAnag WHERE RagSoc LIKE 'DITTA IN SERIE %'")));
 }
