@@ -233,10 +233,6 @@ bool Gen::write(tree::Node &declaration, qint64 *id)
                || register_.add(anag::counterpartOf(n)) != anag::Registered::Failed;
     });
     used_ = 0;
-    // The generated tax codes seldom repeat: what the register remembers of
-    // the codes it handled would only grow with the run (a hundred bytes a
-    // code, ten codes a declaration), so it starts afresh each declaration.
-    register_.forget();
     if (*id >= 0)
         return true;
     error = writer_.error().isEmpty() ? QStringLiteral("anagrafica ditte non aggiornata")

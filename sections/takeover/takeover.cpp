@@ -107,10 +107,6 @@ public:
         : ctx_(ctx), db_(ctx.db), conv_(ctx.db), structure_(structure), writer_(ctx.db.current()),
           register_(ctx.db)
     {
-        dbStatement q(db_.current(), QStringLiteral("SELECT CodFisc FROM Ditte"));
-        if (q.exec())
-            while (q.next())
-                registered_.insert(q.string(0).trimmed().toUpper());
     }
 
     enum Outcome { Taken, Present, Failed };
@@ -127,11 +123,9 @@ private:
     refdata::comChanged conv_;
     bool structure_;
     tree::Writer writer_;
-    // The register's statements, prepared once for the run.
+    // The register of companies for the run; added_ counts the companies
+    // the declaration being written added to it.
     anag::CounterpartRegister register_;
-    // Tax codes the register is known to hold, and those this declaration
-    // added (gone again if it is rolled back).
-    QSet<QString> registered_, adding_;
     int added_ = 0;
     // The presence test, prepared once for each of its shapes.
     std::map<QString, dbStatement> presence_;
@@ -157,19 +151,10 @@ qint64 Copier::present(const exch::DeclarationIdentity &d)
 
 bool Copier::registerCompany(const anag::Company &c)
 {
-    const QString code = c.codFisc.trimmed().toUpper();
-    if (code.isEmpty() || registered_.contains(code) || adding_.contains(code))
-        return true;
     const anag::Registered r = register_.add(c);
-    if (r == anag::Registered::Failed)
-        return false;
-    if (r == anag::Registered::Added) {
+    if (r == anag::Registered::Added)
         ++added_;
-        adding_.insert(code);
-    } else {
-        registered_.insert(code);
-    }
-    return true;
+    return r != anag::Registered::Failed;
 }
 
 // A row of the tree on its way into the current year; the declaration row
@@ -227,21 +212,14 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companie
                 sa.values[qsizetype(i)] = nullOf(QMetaType::Int);
 
     added_ = 0;
-    adding_.clear();
-    // What an earlier declaration added and then lost to its rollback is not
-    // in the register: only the committed companies count as known.
-    register_.forget();
     const qint64 id = writer_.write(sa, [this](tree::Node &n) { return row(n); });
     if (id < 0) {
+        // The declaration's rollback took its companies away again.
+        register_.forget();
         if (!writer_.error().isEmpty())
             ctx_.msg.errorReport({}, writer_.errorCode(), writer_.error(), QStringLiteral("takeover"));
         return Failed;
     }
-    registered_ += adding_;
-    // Bounded, as the register's own memory is: a company forgotten is
-    // looked up in the register again.
-    if (registered_.size() > anag::CounterpartRegister::KnownAtMost)
-        registered_.clear();
     *newID = id;
     *companies += added_;
     return Taken;
