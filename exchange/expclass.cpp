@@ -195,7 +195,7 @@ void put(Record &r, int k, const QVariant &v)
         break;
     case QMetaType::ULongLong: r.set(k, qint64(v.toULongLong())); break;
     case QMetaType::Double: r.keep(k, realText(v.toDouble())); break;
-    case QMetaType::QByteArray: r.keep(k, v.toByteArray()); break;
+    case QMetaType::QByteArray: r.keep(k, QByteArrayView(*static_cast<const QByteArray *>(v.constData()))); break;
     case QMetaType::QString: r.keep(k, QStringView(*static_cast<const QString *>(v.constData()))); break;
     default: r.keep(k, v.toString()); break;
     }
@@ -281,8 +281,11 @@ expClass::~expClass()
 tree::ReadOptions expClass::readOptions() const
 {
     // Every table of the tree goes into the file, with nearly every column.
+    // Its texts go into the file as bytes: they are taken as the store keeps
+    // them, never decoded.
     tree::ReadOptions o;
     o.window = window_;
+    o.utf8Texts = true;
     return o;
 }
 

@@ -353,19 +353,45 @@ QString dbStatement::string(int i) const
     return d_->q->value(i).toString();
 }
 
+namespace {
+
+// A value of the current row of st; a text decoded, or as its UTF-8 bytes.
+QVariant columnValue(sqlite3_stmt *st, int i, bool utf8)
+{
+    switch (sqlite3_column_type(st, i)) {
+    case SQLITE_NULL: return QVariant();
+    case SQLITE_INTEGER: return QVariant(qint64(sqlite3_column_int64(st, i)));
+    case SQLITE_FLOAT: return QVariant(sqlite3_column_double(st, i));
+    case SQLITE_BLOB: {
+        const auto *p = static_cast<const char *>(sqlite3_column_blob(st, i));
+        return QByteArray(p, sqlite3_column_bytes(st, i));
+    }
+    default: {
+        const auto *p = reinterpret_cast<const char *>(sqlite3_column_text(st, i));
+        const int n = sqlite3_column_bytes(st, i);
+        return utf8 ? QVariant(QByteArray(p, n)) : QVariant(QString::fromUtf8(p, n));
+    }
+    }
+}
+
+} // namespace
+
 QVariant dbStatement::value(int i) const
 {
     if (!d_->st)
         return d_->q->value(i);
-    switch (sqlite3_column_type(d_->st, i)) {
-    case SQLITE_NULL: return QVariant();
-    case SQLITE_INTEGER: return QVariant(qint64(sqlite3_column_int64(d_->st, i)));
-    case SQLITE_FLOAT: return QVariant(sqlite3_column_double(d_->st, i));
-    case SQLITE_BLOB:
-        return QByteArray(static_cast<const char *>(sqlite3_column_blob(d_->st, i)),
-                          sqlite3_column_bytes(d_->st, i));
-    default: return string(i);
+    return columnValue(d_->st, i, false);
+}
+
+QVariant dbStatement::valueUtf8(int i) const
+{
+    if (!d_->st) {
+        const QVariant v = d_->q->value(i);
+        if (v.typeId() == QMetaType::QString && !v.isNull())
+            return v.toString().toUtf8();
+        return v;
     }
+    return columnValue(d_->st, i, true);
 }
 
 qint64 dbStatement::lastInsertId() const

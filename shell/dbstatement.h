@@ -71,6 +71,9 @@ public:
     QByteArrayView text(int i) const;
     QString string(int i) const;
     QVariant value(int i) const;
+    // The same, with a text as its UTF-8 bytes (a QByteArray) rather than
+    // decoded into a QString: for a reader that writes texts out as bytes.
+    QVariant valueUtf8(int i) const;
 
     // The key the last INSERT gave its row on this connection, where the
     // store tells it without a RETURNING clause (SQLite: the rowid, which an

@@ -6,6 +6,7 @@
 #include <QSqlField>
 #include <QSqlRecord>
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 namespace tree {
@@ -119,11 +120,79 @@ struct Reader::Plan {
     std::vector<int> columns;     // schema positions read, in select order
     int keyAt = -1, parentAt = -1; // their places in the select list
     bool parentOfOthers = false;  // rows of other plans (or the roots) are found by its keys
+    std::vector<int> unread;      // schema positions not read: null in every row
     dbStatement st;
     QHash<qint64, Node *> rows;   // of the current window, by key
+    // The rows of the window; used of them hold the current one's. They are
+    // filled again window after window, with the room they have.
+    std::deque<Node> pool;
+    size_t used = 0;
+    Node &take();
 };
 
-Reader::Reader(const QSqlDatabase &db, ReadOptions options) : db_(db), options_(std::move(options))
+Node &Reader::Plan::take()
+{
+    const qsizetype width = qsizetype(table->columns.size());
+    if (used == pool.size()) {
+        Node &n = pool.emplace_back();
+        n.table = table;
+        n.values.resize(width);
+        ++used;
+        return n;
+    }
+    Node &n = pool[used++];
+    n.children.clear();
+    // The consumer was free to change the row: it is made whole and null
+    // where nothing is read again.
+    if (n.values.size() != width) {
+        n.values.clear();
+        n.values.resize(width);
+    }
+    QVariant *v = n.values.data();
+    for (const int c : unread)
+        if (v[c].isValid())
+            v[c] = QVariant();
+    return n;
+}
+
+// The bytes of the texts of a window, in blocks that never move while the
+// window lasts and are used again by the next one.
+class Reader::Texts {
+public:
+    const char *copy(QByteArrayView b)
+    {
+        const size_t n = size_t(b.size());
+        if (n > Block) {
+            large_.push_back(std::make_unique<char[]>(n));
+            std::memcpy(large_.back().get(), b.data(), n);
+            return large_.back().get();
+        }
+        if (blocks_.empty() || used_ + n > Block) {
+            if (blocks_.empty() || ++at_ == blocks_.size())
+                blocks_.push_back(std::make_unique<char[]>(Block)), at_ = blocks_.size() - 1;
+            used_ = 0;
+        }
+        char *to = blocks_[at_].get() + used_;
+        std::memcpy(to, b.data(), n);
+        used_ += n;
+        return to;
+    }
+    void clear()
+    {
+        at_ = 0;
+        used_ = 0;
+        large_.clear();
+    }
+
+private:
+    static constexpr size_t Block = 64 * 1024;
+    std::vector<std::unique_ptr<char[]>> blocks_;
+    std::vector<std::unique_ptr<char[]>> large_;
+    size_t at_ = 0, used_ = 0;
+};
+
+Reader::Reader(const QSqlDatabase &db, ReadOptions options)
+    : db_(db), options_(std::move(options)), texts_(std::make_unique<Texts>())
 {
     options_.window = std::max(1, options_.window);
 }
@@ -137,7 +206,6 @@ void Reader::select(const QList<qint64> &saIDs)
     nextKey_ = 0;
     exhausted_ = false;
     roots_.clear();
-    arena_.clear();
     at_ = 0;
 }
 
@@ -155,7 +223,6 @@ bool Reader::fail(const QString &error, qint64 code)
     error_ = error.isEmpty() ? QStringLiteral("errore di lettura") : error;
     code_ = code;
     roots_.clear();
-    arena_.clear();
     return false;
 }
 
@@ -223,6 +290,9 @@ bool Reader::prepare()
             plan->columns.push_back(int(i));
             select << QStringLiteral("t0.") + c;
         }
+        for (int i = 0; i < int(t->columns.size()); ++i)
+            if (std::find(plan->columns.begin(), plan->columns.end(), i) == plan->columns.end())
+                plan->unread.push_back(i);
         // The join path up to the table that holds saID.
         QString from = t->name + QStringLiteral(" t0");
         const schema::Table *at = t;
@@ -259,7 +329,6 @@ bool Reader::prepare()
 bool Reader::fill()
 {
     roots_.clear();
-    arena_.clear();
     at_ = 0;
     if (exhausted_)
         return true;
@@ -285,9 +354,12 @@ bool Reader::fill()
     if (window.isEmpty())
         return true;
 
+    const bool utf8 = options_.utf8Texts;
+    texts_->clear();
     for (const auto &plan : plans_) {
         Plan &p = *plan;
         p.rows.clear();
+        p.used = 0;
         if (arrayKeys_) {
             QByteArray list = "{";
             for (qint64 k : window)
@@ -305,7 +377,8 @@ bool Reader::fill()
         if (!p.st.exec())
             return fail(p.st.error(), p.st.errorCode());
         Plan *parent = p.parent >= 0 ? plans_[size_t(p.parent)].get() : nullptr;
-        const qsizetype width = qsizetype(p.table->columns.size());
+        // Only a server gives typed nulls; they are left plain null.
+        const bool native = p.st.isNative(), typedNulls = !native;
         while (p.st.next()) {
             Node *up = nullptr;
             if (parent) {
@@ -313,13 +386,34 @@ bool Reader::fill()
                 if (!up)
                     continue;
             }
-            Node &node = arena_.emplace_back();
-            node.table = p.table;
-            node.values.resize(width);
+            Node &node = p.take();
+            QVariant *values = node.values.data();
             for (size_t c = 0; c < p.columns.size(); ++c) {
-                QVariant v = p.st.value(int(c));
-                if (!v.isNull()) // a typed null from the server is left plain null
-                    node.values[p.columns[c]] = std::move(v);
+                if (utf8 && native) {
+                    // Nothing allocated per value: whole numbers sit in the
+                    // variant, texts in the window's blocks.
+                    QVariant &to = values[p.columns[c]];
+                    switch (p.st.kind(int(c))) {
+                    case dbStatement::Kind::Null:
+                        if (to.isValid())
+                            to = QVariant();
+                        break;
+                    case dbStatement::Kind::Int: to = QVariant(p.st.toInt(int(c))); break;
+                    case dbStatement::Kind::Real: to = p.st.value(int(c)); break;
+                    case dbStatement::Kind::Text: {
+                        const QByteArrayView b = p.st.text(int(c));
+                        to = QVariant(QByteArray::fromRawData(texts_->copy(b), b.size()));
+                        break;
+                    }
+                    }
+                    continue;
+                }
+                QVariant v = utf8 ? p.st.valueUtf8(int(c)) : p.st.value(int(c));
+                QVariant &to = values[p.columns[c]];
+                if (v.isValid() && !(typedNulls && v.isNull()))
+                    to = std::move(v);
+                else if (to.isValid())
+                    to = QVariant();
             }
             if (p.parentOfOthers)
                 p.rows.insert(p.st.toInt(p.keyAt), &node);

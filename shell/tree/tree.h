@@ -48,6 +48,12 @@ struct ReadOptions {
     int window = 256;                    // declarations read together
     QStringList tables;                  // tables to read besides SezAnag; empty: all
     QHash<QString, QStringList> columns; // a table's subset (its key and parent key come anyway); absent: all
+    // Texts as the store keeps them, UTF-8 bytes in a QByteArray, rather than
+    // decoded into QString: for a consumer that writes them out as bytes
+    // (they then sort, as the store sorts them, byte by byte). On SQLite the
+    // bytes stay in the reader's own memory (QByteArray::fromRawData), gone
+    // with the window: a consumer that keeps a text copies its bytes.
+    bool utf8Texts = false;
 };
 
 // Streams a selection of declarations with their trees, a window of
@@ -69,7 +75,9 @@ public:
     void selectAll();
 
     // The next declaration; nullptr after the last one or on a failure
-    // (failed()). Valid, and free to change, until the next call.
+    // (failed()). Valid, and free to change, until the next call. The rows
+    // are kept from one window to the next and filled again, with their room
+    // for values and children.
     Node *next();
 
     bool failed() const { return !error_.isEmpty(); }
@@ -78,6 +86,7 @@ public:
 
 private:
     struct Plan;
+    class Texts;
     bool prepare();
     bool fill();
     bool fail(const QString &error, qint64 code);
@@ -93,9 +102,9 @@ private:
     qsizetype nextKey_ = 0;
     qint64 lastKey_ = 0;
     bool exhausted_ = false;
-    // Current window.
-    std::deque<Node> arena_;
+    // Current window: the roots, in the plans' pools of rows.
     std::vector<Node *> roots_;
+    std::unique_ptr<Texts> texts_;
     size_t at_ = 0;
     QString error_;
     qint64 code_ = 0;
