@@ -25,8 +25,6 @@
 #include <deque>
 #include <memory>
 #include <string>
-#include <string_view>
-#include <unordered_set>
 #include <utility>
 
 namespace exch {
@@ -131,13 +129,8 @@ private:
     refdata::comChanged conv_;
     tree::Writer writer_;
     QHash<QByteArray, qint64> nations_;   // by the description as the file has it
-    // Counterparts known to be in the register: looked up once per run, not
-    // once per module.
-    struct TextHash {
-        using is_transparent = void;
-        size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
-    };
-    std::unordered_set<std::string, TextHash, std::equal_to<>> companies_;
+    // Counterparts met in this run are known to it: written once per run,
+    // not once per module.
     anag::CounterpartRegister register_{db_};
     std::vector<std::unique_ptr<Columns>> columnsOf_ = std::vector<std::unique_ptr<Columns>>(SCount);
     Record v_, aux_;
@@ -248,42 +241,18 @@ bool Loader::subjectRow(Record &row)
             return false;   // checked before loading: the file changed since
         row.set(key<"nazid">(), *it);
     }
-    // The tax code trimmed as QString::trimmed() trims it; plain ASCII is
-    // looked up where it is.
     const Val code = row.get(key<"codfisc">());
-    QByteArrayView b = code.bytes();
-    auto space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
-    bool ascii = true;
-    for (char c : b)
-        ascii = ascii && uchar(c) < 0x80;
-    QByteArray other;   // a tax code that is not plain ASCII, trimmed through QString
-    if (ascii) {
-        while (!b.isEmpty() && space(b.back()))
-            b.chop(1);
-        while (!b.isEmpty() && space(b.front()))
-            b = b.sliced(1);
-    } else {
-        other = code.toString().trimmed().toUtf8();
-        b = other;
-    }
-    const std::string_view cf(b.data(), size_t(b.size()));
-    if (cf.empty() || companies_.contains(cf))
+    if (code.n == 0 || register_.known(code.bytes()))
         return true;
     anag::Company company;
-    company.codFisc = QString::fromUtf8(b);
+    company.codFisc = code.toString();
     company.ragSoc = row.get(key<"ragsoc">()).toString();
     company.via = row.get(key<"via">()).toString();
     company.civico = row.get(key<"civico">()).toString();
     company.cap = row.get(key<"cap">()).toString();
     company.prvIstat = int(row.get(key<"prvistat">()).toInt());
     company.comIstat = int(row.get(key<"comistat">()).toInt());
-    if (register_.add(company) == anag::Registered::Failed)
-        return false;
-    // Bounded as the register's own memory is; one forgotten is looked up again.
-    if (qsizetype(companies_.size()) >= anag::CounterpartRegister::KnownAtMost)
-        companies_.clear();
-    companies_.emplace(cf);
-    return true;
+    return register_.add(company) != anag::Registered::Failed;
 }
 
 bool Loader::pairs(const Record &v, int count, int slot, const QString &table, tree::Node *module)

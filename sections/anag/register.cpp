@@ -6,38 +6,30 @@
 #include "shell/schema/schema.h"
 #include "shell/tree/tree.h"
 
-#include <QHash>
 #include <QSqlQuery>
+#include <array>
 
 namespace anag {
 
 namespace {
 
-QVariant cut(const QString &column, const QString &value)
+// The texts of a company in the order the INSERT names them, with the
+// widths of their columns (found once: an import adds companies by the ten
+// thousand).
+constexpr int TextColumns = 7;
+const std::array<int, TextColumns> &textWidths()
 {
-    // The widths of the register's columns, found once: an import adds
-    // companies by the ten thousand.
-    static const schema::Table *register_ = schema::table(QStringLiteral("Ditte"));
-    static const QHash<QString, int> widths = [] {
-        QHash<QString, int> w;
-        if (register_)
-            for (const schema::Column &c : register_->columns)
-                w.insert(c.name, c.length);
-        return w;
+    static const std::array<int, TextColumns> w = [] {
+        std::array<int, TextColumns> out{};
+        const char *names[TextColumns] = {"CodFisc", "RagSoc", "Via", "Civico", "Cap", "PrefTel", "Telefono"};
+        const schema::Table *t = schema::table(QStringLiteral("Ditte"));
+        for (int i = 0; i < TextColumns; ++i)
+            if (const schema::Column *c = t ? schema::column(*t, QString::fromLatin1(names[i])) : nullptr)
+                out[size_t(i)] = c->length;
+        return out;
     }();
-    QString v = value.trimmed();
-    auto width = widths.constFind(column);
-    if (width == widths.constEnd()) { // a name in another case
-        const schema::Column *c = register_ ? schema::column(*register_, column) : nullptr;
-        width = widths.constFind(c ? c->name : QString());
-    }
-    if (width != widths.constEnd() && *width > 0)
-        v.truncate(*width);
-    return v.isEmpty() ? QVariant(QMetaType(QMetaType::QString)) : QVariant(v);
+    return w;
 }
-
-// An unknown place (0) is stored as no place.
-QVariant place(int code) { return code > 0 ? QVariant(code) : QVariant(QMetaType(QMetaType::Int)); }
 
 QString taxCode(const QString &codFisc) { return codFisc.trimmed().toUpper(); }
 
@@ -75,22 +67,37 @@ bool CounterpartRegister::prepare()
 
 bool CounterpartRegister::known(const QString &codFisc) const
 {
-    return known_.contains(taxCode(codFisc));
+    const QByteArray key = taxCode(codFisc).toUtf8();
+    return known_.contains(std::string_view(key.constData(), size_t(key.size())));
 }
 
-void CounterpartRegister::remember(const QString &code)
+bool CounterpartRegister::known(QByteArrayView codFisc) const
 {
-    // A bounded memory: on a run of many thousand declarations the codes met
-    // would otherwise grow with it; one forgotten is looked up again.
-    if (known_.size() >= KnownAtMost)
-        known_.clear();
-    known_.insert(code);
+    // Plain ASCII is trimmed and put in capitals here, as taxCode() would;
+    // anything else goes through it.
+    auto space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    QByteArrayView b = codFisc;
+    while (!b.isEmpty() && space(b.back()))
+        b.chop(1);
+    while (!b.isEmpty() && space(b.front()))
+        b = b.sliced(1);
+    char upper[32];
+    if (b.size() > qsizetype(sizeof upper))
+        return known(QString::fromUtf8(codFisc));
+    for (qsizetype i = 0; i < b.size(); ++i) {
+        const char c = b[i];
+        if (uchar(c) >= 0x80)
+            return known(QString::fromUtf8(codFisc));
+        upper[i] = c >= 'a' && c <= 'z' ? char(c - 'a' + 'A') : c;
+    }
+    return known_.contains(std::string_view(upper, size_t(b.size())));
 }
 
 Registered CounterpartRegister::add(const Company &c)
 {
     const QString code = taxCode(c.codFisc);
-    if (code.isEmpty() || known_.contains(code))
+    const QByteArray key = code.toUtf8();
+    if (code.isEmpty() || known_.contains(std::string_view(key.constData(), size_t(key.size()))))
         return Registered::AlreadyThere;
     if (!prepare())
         return Registered::Failed;
@@ -98,21 +105,35 @@ Registered CounterpartRegister::add(const Company &c)
         db_.messages().errorReport({}, st.errorCode(), st.error(), st.sql());
         return Registered::Failed;
     };
-    const QVariant key = cut(QStringLiteral("CodFisc"), code);
-    const QVariant values[] = {key,
-                               cut(QStringLiteral("RagSoc"), c.ragSoc),
-                               cut(QStringLiteral("Via"), c.via),
-                               cut(QStringLiteral("Civico"), c.civico),
-                               cut(QStringLiteral("Cap"), c.cap),
-                               cut(QStringLiteral("PrefTel"), c.prefTel),
-                               cut(QStringLiteral("Telefono"), c.telefono),
-                               place(c.prvIstat),
-                               place(c.comIstat)};
-    for (int i = 0; i < int(std::size(values)); ++i)
-        insert_->bind(i, values[i]);
+    // Texts trimmed and cut to their column; an empty one is stored as
+    // null, and so is an unknown place (0).
+    const QString *texts[TextColumns] = {&code, &c.ragSoc, &c.via, &c.civico, &c.cap, &c.prefTel, &c.telefono};
+    QByteArray utf8[TextColumns];
+    for (int i = 0; i < TextColumns; ++i) {
+        QStringView v = QStringView(*texts[i]).trimmed();
+        if (const int width = textWidths()[size_t(i)]; width > 0)
+            v = v.left(width);
+        if (v.isEmpty()) {
+            insert_->bindNull(i);
+            continue;
+        }
+        utf8[i] = v.toUtf8();
+        insert_->bindText(i, utf8[i], dbStatement::Until::Exec);
+    }
+    const int places[] = {c.prvIstat, c.comIstat};
+    for (int i = 0; i < 2; ++i) {
+        if (places[i] > 0)
+            insert_->bindInt(TextColumns + i, places[i]);
+        else
+            insert_->bindNull(TextColumns + i);
+    }
     if (!insert_->exec())
         return failed(*insert_);
-    remember(code);
+    // A bounded memory: on a run of many thousand declarations the codes met
+    // would otherwise grow with it; one forgotten is looked up again.
+    if (qsizetype(known_.size()) >= KnownAtMost)
+        known_.clear();
+    known_.emplace(key.constData(), size_t(key.size()));
     return insert_->rowsAffected() > 0 ? Registered::Added : Registered::AlreadyThere;
 }
 

@@ -7,7 +7,10 @@
 
 #include <memory>
 #include <optional>
-#include <QSet>
+#include <QByteArrayView>
+#include <string>
+#include <string_view>
+#include <unordered_set>
 
 class dbClass;
 class dbStatement;
@@ -42,19 +45,27 @@ public:
 
     Registered add(const Company &c);
     // Whether the tax code (trimmed, any case) was handled in this run and
-    // is still remembered (at most KnownAtMost codes are).
+    // is still remembered (at most KnownAtMost codes are). The second form
+    // takes the code in UTF-8, as an exchange file gives it: a run that
+    // meets the same counterpart in many modules asks before it builds the
+    // company.
     bool known(const QString &codFisc) const;
+    bool known(QByteArrayView codFisc) const;
     static constexpr qsizetype KnownAtMost = 16384;
     // Forgets what the run handled: after a rollback took its rows away.
     void forget() { known_.clear(); }
 
 private:
     bool prepare();
-    void remember(const QString &code);
 
+    struct Hash {
+        using is_transparent = void;
+        size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
+    };
     dbClass &db_;
     std::unique_ptr<dbStatement> insert_;
-    QSet<QString> known_;
+    // Codes trimmed and in capitals, in UTF-8.
+    std::unordered_set<std::string, Hash, std::equal_to<>> known_;
 };
 // The company a module row names as its counterpart, with the columns the
 // row has; a row with no tax code names none (blank).

@@ -99,6 +99,25 @@ private Q_SLOTS:
         QCOMPARE(st.db->scalar(s("SELECT COUNT(*) FROM Ditte WHERE RagSoc = 'ALTRA'")).toInt(), 0);
     }
 
+    // A code is known however it is written: with blanks around it, in
+    // small letters, as a QString or as the UTF-8 bytes of a file; one with
+    // a letter outside ASCII goes through the same folding.
+    void knownWhateverTheSpelling()
+    {
+        Store st;
+        QVERIFY(st.open(dir.path(), copy("spelling.db")));
+        anag::CounterpartRegister reg(*st.db);
+        QVERIFY(reg.add({s(" rssmra80a01h501u "), s("ROSSI"), {}, {}, {}, {}, {}, 0, 0}) == anag::Registered::Added);
+        QVERIFY(reg.add({s("ÀBCDEF"), s("ACCENTO"), {}, {}, {}, {}, {}, 0, 0}) == anag::Registered::Added);
+        QVERIFY(reg.known(s("RSSMRA80A01H501U")));
+        QVERIFY(reg.known(QByteArrayView("\tRssMra80a01h501u  ")));
+        QVERIFY(reg.known(QByteArrayView("àbcdef")));
+        QVERIFY(!reg.known(QByteArrayView("RSSMRA80A01H501")));
+        QVERIFY(!reg.known(QByteArrayView("")));
+        QVERIFY(reg.add({s("rssmra80a01h501u"), s("ALTRO"), {}, {}, {}, {}, {}, 0, 0}) == anag::Registered::AlreadyThere);
+        QCOMPARE(st.db->scalar(s("SELECT RagSoc FROM Ditte WHERE CodFisc = 'RSSMRA80A01H501U'")).toString(), s("ROSSI"));
+    }
+
     void sameRowFromFormsImportAndTakeover()
     {
         // Last year's declaration, its counterparts added by the forms' save.
