@@ -117,7 +117,7 @@ private:
     // A new row with the values of r, under parent (none: a declaration).
     tree::Node *add(const Columns &c, const Record &r, tree::Node *parent);
     // Sets the columns of c in row from r; a fresh row is null throughout.
-    static void fill(tree::Node &row, const Columns &c, const Record &r, bool fresh = false);
+    void fill(tree::Node &row, const Columns &c, const Record &r, bool fresh = false);
     bool subjectRow(Record &row);
     bool pairs(const Record &v, int count, int slot, const QString &table, tree::Node *module);
     bool declaration(Record &v, const Layout &l);
@@ -137,6 +137,7 @@ private:
     // The rows of the declaration being read, kept from one declaration to
     // the next; used_ of them are the current one's, each with its line.
     std::deque<tree::Node> rows_;
+    tree::TextBlocks texts_;   // the bytes of their texts
     std::vector<int> rowLines_;
     size_t used_ = 0;
     int line_ = 0, refusedLine_ = 0;
@@ -199,6 +200,7 @@ const Loader::Columns &Loader::layoutColumns(const Layout &l, const QString &tab
 void Loader::fill(tree::Node &row, const Columns &c, const Record &r, bool fresh)
 {
     // Texts stay in UTF-8, as the line was decoded: the writer takes them so.
+    // Their bytes go to the declaration's blocks, not one allocation each.
     // Each value is made where it goes, not made aside and moved in.
     QVariant *values = row.values.data();
     for (const auto &[k, i] : c.at) {
@@ -209,7 +211,9 @@ void Loader::fill(tree::Node &row, const Columns &c, const Record &r, bool fresh
         switch (v.kind) {
         case Val::Kind::Null: std::construct_at(values + i); break;
         case Val::Kind::Int: std::construct_at(values + i, v.i); break;
-        case Val::Kind::Text: std::construct_at(values + i, QByteArray(v.s, v.n)); break;
+        case Val::Kind::Text:
+            std::construct_at(values + i, QByteArray::fromRawData(texts_.copy({v.s, v.n}), v.n));
+            break;
         }
     }
 }
@@ -296,6 +300,7 @@ bool Loader::finishDeclaration()
         return true;
     });
     used_ = 0;
+    texts_.clear();
     if (id >= 0)
         return true;
     for (size_t i = 0; refused && i < rows_.size(); ++i)

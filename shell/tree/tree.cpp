@@ -155,44 +155,38 @@ Node &Reader::Plan::take()
     return n;
 }
 
-// The bytes of the texts of a window, in blocks that never move while the
-// window lasts and are used again by the next one.
-class Reader::Texts {
-public:
-    const char *copy(QByteArrayView b)
-    {
-        const size_t n = size_t(b.size());
-        if (n > Block) {
-            large_.push_back(std::make_unique<char[]>(n));
-            std::memcpy(large_.back().get(), b.data(), n);
-            return large_.back().get();
-        }
-        if (blocks_.empty() || used_ + n > Block) {
-            if (blocks_.empty() || ++at_ == blocks_.size())
-                blocks_.push_back(std::make_unique<char[]>(Block)), at_ = blocks_.size() - 1;
-            used_ = 0;
-        }
-        char *to = blocks_[at_].get() + used_;
-        std::memcpy(to, b.data(), n);
-        used_ += n;
-        return to;
-    }
-    void clear()
-    {
-        at_ = 0;
-        used_ = 0;
-        large_.clear();
-    }
+// ---------------------------------------------------------------- TextBlocks
 
-private:
-    static constexpr size_t Block = 64 * 1024;
-    std::vector<std::unique_ptr<char[]>> blocks_;
-    std::vector<std::unique_ptr<char[]>> large_;
-    size_t at_ = 0, used_ = 0;
-};
+const char *TextBlocks::copy(QByteArrayView b)
+{
+    const size_t n = size_t(b.size());
+    if (n > Block) {
+        large_.push_back(std::make_unique<char[]>(n));
+        std::memcpy(large_.back().get(), b.data(), n);
+        return large_.back().get();
+    }
+    if (blocks_.empty()) {
+        blocks_.push_back(std::make_unique<char[]>(Block));
+    } else if (used_ + n > Block) {
+        if (++at_ == blocks_.size())
+            blocks_.push_back(std::make_unique<char[]>(Block));
+        used_ = 0;
+    }
+    char *to = blocks_[at_].get() + used_;
+    std::memcpy(to, b.data(), n);
+    used_ += n;
+    return to;
+}
+
+void TextBlocks::clear()
+{
+    at_ = 0;
+    used_ = 0;
+    large_.clear();
+}
 
 Reader::Reader(const QSqlDatabase &db, ReadOptions options)
-    : db_(db), options_(std::move(options)), texts_(std::make_unique<Texts>())
+    : db_(db), options_(std::move(options))
 {
     options_.window = std::max(1, options_.window);
 }
@@ -355,7 +349,7 @@ bool Reader::fill()
         return true;
 
     const bool utf8 = options_.utf8Texts;
-    texts_->clear();
+    texts_.clear();
     for (const auto &plan : plans_) {
         Plan &p = *plan;
         p.rows.clear();
@@ -402,7 +396,7 @@ bool Reader::fill()
                     case dbStatement::Kind::Real: to = p.st.value(int(c)); break;
                     case dbStatement::Kind::Text: {
                         const QByteArrayView b = p.st.text(int(c));
-                        to = QVariant(QByteArray::fromRawData(texts_->copy(b), b.size()));
+                        to = QVariant(QByteArray::fromRawData(texts_.copy(b), b.size()));
                         break;
                     }
                     }

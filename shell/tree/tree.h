@@ -56,6 +56,23 @@ struct ReadOptions {
     bool utf8Texts = false;
 };
 
+// Bytes of texts kept together for a while (a window of the reader, a
+// declaration of the importer), in blocks that never move while kept and are
+// used again after clear(): a text becomes QByteArray::fromRawData() on its
+// copy, with no allocation of its own.
+class TextBlocks {
+public:
+    const char *copy(QByteArrayView b);
+    // Every copy made so far is given up (the blocks stay for the next ones).
+    void clear();
+
+private:
+    static constexpr size_t Block = 64 * 1024;
+    std::vector<std::unique_ptr<char[]>> blocks_;
+    std::vector<std::unique_ptr<char[]>> large_; // texts longer than a block
+    size_t at_ = 0, used_ = 0;                   // block in use, bytes used of it
+};
+
 // Streams a selection of declarations with their trees, a window of
 // declarations at a time: one prepared statement per table, run once per
 // window, no temporary table, nothing written (the previous year's database
@@ -86,7 +103,6 @@ public:
 
 private:
     struct Plan;
-    class Texts;
     bool prepare();
     bool fill();
     bool fail(const QString &error, qint64 code);
@@ -104,7 +120,7 @@ private:
     bool exhausted_ = false;
     // Current window: the roots, in the plans' pools of rows.
     std::vector<Node *> roots_;
-    std::unique_ptr<Texts> texts_;
+    TextBlocks texts_;
     size_t at_ = 0;
     QString error_;
     qint64 code_ = 0;
