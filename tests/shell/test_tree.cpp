@@ -176,6 +176,25 @@ private Q_SLOTS:
         QCOMPARE(rag.toByteArray(), src.db->scalar(s("SELECT RagSoc FROM SezAnag WHERE saID = ?"), {sa->key()}).toString().toUtf8());
     }
 
+    // Copies stay whole and in place while kept, across the ends of blocks
+    // and for texts longer than a block, and again after a clear.
+    void textBlocksKeepEveryCopy()
+    {
+        tree::TextBlocks blocks;
+        for (int round = 0; round < 2; ++round) {
+            std::vector<std::pair<const char *, QByteArray>> kept;
+            for (int i = 0; i < 3000; ++i) {
+                // Sizes from 0 to 200 bytes, and now and then one of 100 kB.
+                const QByteArray text = i % 997 == 5 ? QByteArray(100 * 1024, char('a' + round))
+                                                     : QByteArray(i % 201, char('A' + i % 26));
+                kept.emplace_back(blocks.copy(text), text);
+            }
+            for (const auto &[at, text] : kept)
+                QVERIFY(QByteArrayView(at, text.size()) == text);
+            blocks.clear();
+        }
+    }
+
     // The rows of a window are used again by the next one: whatever the
     // consumer did to them (a value set in a column not read, a value
     // added, children taken away), the next declarations come as read.
