@@ -195,7 +195,7 @@ Reader::~Reader() = default;
 
 void Reader::select(const QList<qint64> &saIDs)
 {
-    all_ = false;
+    setAll(false);
     keys_ = saIDs;
     nextKey_ = 0;
     exhausted_ = false;
@@ -206,10 +206,20 @@ void Reader::select(const QList<qint64> &saIDs)
 void Reader::selectAll()
 {
     select({});
-    all_ = true;
+    setAll(true);
     // Below any key; within a 32-bit INTEGER, which is what PostgreSQL
     // stores the keys in (a 64-bit bound there is out of range).
     lastKey_ = std::numeric_limits<qint32>::min();
+}
+
+void Reader::setAll(bool all)
+{
+    // The statements differ: prepared again for the other kind.
+    if (prepared_ && all != all_) {
+        plans_.clear();
+        prepared_ = false;
+    }
+    all_ = all;
 }
 
 bool Reader::fail(const QString &error, qint64 code)
@@ -229,7 +239,11 @@ bool Reader::prepare()
     // every run and the planning costs more than the reading.
     arrayKeys_ = db_.driverName() == QLatin1String("QPSQL");
     QString in;
-    if (arrayKeys_) {
+    if (all_) {
+        // A window of the whole store holds every key between its first
+        // and its last: one range, found with one step into the index.
+        in = QStringLiteral(" BETWEEN ? AND ?");
+    } else if (arrayKeys_) {
         in = QStringLiteral(" = ANY (CAST(? AS BIGINT[]))");
     } else {
         QStringList marks;
@@ -287,25 +301,30 @@ bool Reader::prepare()
         for (int i = 0; i < int(t->columns.size()); ++i)
             if (std::find(plan->columns.begin(), plan->columns.end(), i) == plan->columns.end())
                 plan->unread.push_back(i);
-        // The join path up to the table that holds saID.
-        QString from = t->name + QStringLiteral(" t0");
-        const schema::Table *at = t;
-        int depth = 0;
-        while (!at->parent.isEmpty() && at->parent != QLatin1String("SezAnag")) {
-            const schema::Table *up = schema::table(at->parent);
-            ++depth;
-            from += QStringLiteral(" JOIN %1 t%2 ON t%2.%3 = t%4.%5")
-                        .arg(up->name)
-                        .arg(depth)
-                        .arg(up->key)
-                        .arg(depth - 1)
-                        .arg(at->parentKey);
-            at = up;
-        }
-        const QString sql = QStringLiteral("SELECT %1 FROM %2 WHERE t%3.saID%4 ORDER BY t0.%5")
+        // The join path from the table that holds saID down to this one. On
+        // SQLite a CROSS JOIN keeps that order of the loops: each step goes
+        // into the index of the parent key, never through a whole table.
+        std::vector<const schema::Table *> path{t};
+        while (!path.back()->parent.isEmpty() && path.back()->parent != QLatin1String("SezAnag"))
+            path.push_back(schema::table(path.back()->parent));
+        const int depth = int(path.size()) - 1;
+        const QString join = db_.driverName() == QLatin1String("QSQLITE") ? QStringLiteral(" CROSS JOIN ")
+                                                                          : QStringLiteral(" JOIN ");
+        QString from = QStringLiteral("%1 t%2").arg(path.back()->name).arg(depth);
+        for (int i = depth - 1; i >= 0; --i)
+            from += join + QStringLiteral("%1 t%2 ON t%2.%3 = t%4.%5")
+                               .arg(path[size_t(i)]->name)
+                               .arg(i)
+                               .arg(path[size_t(i)]->parentKey)
+                               .arg(i + 1)
+                               .arg(path[size_t(i) + 1]->key);
+        // No ORDER BY: the store would sort every window aside. The rows
+        // of a parent come by key from the index of the parent key, and any
+        // that do not are put in order after reading (fill()).
+        const QString sql = QStringLiteral("SELECT %1 FROM %2 WHERE t%3.saID%4")
                                 .arg(select.join(QStringLiteral(", ")), from)
                                 .arg(depth)
-                                .arg(in, t->key);
+                                .arg(in);
         plan->st = dbStatement(db_, sql);
         if (!plan->st.isValid())
             return fail(plan->st.error(), plan->st.errorCode());
@@ -354,7 +373,10 @@ bool Reader::fill()
         Plan &p = *plan;
         p.rows.clear();
         p.used = 0;
-        if (arrayKeys_) {
+        if (all_) {
+            p.st.bindInt(0, window.first());
+            p.st.bindInt(1, window.last());
+        } else if (arrayKeys_) {
             QByteArray list = "{";
             for (qint64 k : window)
                 list += QByteArray::number(k) + ',';
@@ -373,12 +395,21 @@ bool Reader::fill()
         Plan *parent = p.parent >= 0 ? plans_[size_t(p.parent)].get() : nullptr;
         // Only a server gives typed nulls; they are left plain null.
         const bool native = p.st.isNative(), typedNulls = !native;
+        // Whether the rows of some parent came out of the order of their keys.
+        bool unordered = false;
+        const Node *lastUp = nullptr;
+        qint64 lastKey = 0;
         while (p.st.next()) {
             Node *up = nullptr;
+            const qint64 key = p.st.toInt(p.keyAt);
             if (parent) {
                 up = parent->rows.value(p.st.toInt(p.parentAt));
                 if (!up)
                     continue;
+                if (up == lastUp ? key < lastKey : !up->children.empty() && up->children.back()->table == p.table)
+                    unordered = true;
+                lastUp = up;
+                lastKey = key;
             }
             Node &node = p.take();
             QVariant *values = node.values.data();
@@ -410,11 +441,13 @@ bool Reader::fill()
                     to = QVariant();
             }
             if (p.parentOfOthers)
-                p.rows.insert(p.st.toInt(p.keyAt), &node);
+                p.rows.insert(key, &node);
             if (up)
                 up->children.push_back(&node);
         }
         p.st.finish();
+        if (unordered)
+            sortLast(*parent, p);
     }
     for (qint64 k : window)
         if (Node *root = plans_.front()->rows.value(k))
@@ -422,6 +455,21 @@ bool Reader::fill()
     for (const auto &plan : plans_)
         plan->rows.clear();
     return true;
+}
+
+void Reader::sortLast(Plan &parent, const Plan &p)
+{
+    // The rows of p are the last children of each parent: the plans run
+    // parents first, tables in the order of the schema.
+    const int key = p.columns[size_t(p.keyAt)];
+    auto keyOf = [key](const Node *n) { return n->values.at(key).toLongLong(); };
+    for (size_t i = 0; i < parent.used; ++i) {
+        std::vector<Node *> &c = parent.pool[i].children;
+        auto from = c.end();
+        while (from != c.begin() && (*(from - 1))->table == p.table)
+            --from;
+        std::stable_sort(from, c.end(), [&](const Node *a, const Node *b) { return keyOf(a) < keyOf(b); });
+    }
 }
 
 Node *Reader::next()

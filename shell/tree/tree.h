@@ -88,7 +88,7 @@ public:
     // store are passed over.
     void select(const QList<qint64> &saIDs);
     // Every declaration, by key (keyset paging: each window starts after the
-    // last key of the one before).
+    // last key of the one before, and is read as the range of its keys).
     void selectAll();
 
     // The next declaration; nullptr after the last one or on a failure
@@ -103,8 +103,10 @@ public:
 
 private:
     struct Plan;
+    void setAll(bool all);
     bool prepare();
     bool fill();
+    void sortLast(Plan &parent, const Plan &p);
     bool fail(const QString &error, qint64 code);
 
     QSqlDatabase db_;

@@ -176,6 +176,38 @@ private Q_SLOTS:
         QCOMPARE(rag.toByteArray(), src.db->scalar(s("SELECT RagSoc FROM SezAnag WHERE saID = ?"), {sa->key()}).toString().toUtf8());
     }
 
+    // Each parent's rows come by key, in whatever order the store gives
+    // them: here it reads its tables backwards (a pragma SQLite keeps for
+    // finding code that leans on an order nobody asked for).
+    void childrenByKeyWhateverTheStoreOrder()
+    {
+        auto keys = [&](tree::ReadOptions o) {
+            tree::Reader r(src.c(), o);
+            r.selectAll();
+            QStringList out;
+            std::function<void(const tree::Node &)> walk = [&](const tree::Node &n) {
+                out << n.table->name + u' ' + QString::number(n.key());
+                for (const tree::Node *c : n.children)
+                    walk(*c);
+            };
+            while (const tree::Node *n = r.next())
+                walk(*n);
+            return out;
+        };
+        const QStringList want = keys({3, {}, {}});
+        QVERIFY(want.size() > 100);
+        // The walk lists every parent's rows of one table by key.
+        QVERIFY(QSqlQuery(src.c()).exec(s("PRAGMA reverse_unordered_selects = ON")));
+        const QStringList got = keys({3, {}, {}});
+        QVERIFY(QSqlQuery(src.c()).exec(s("PRAGMA reverse_unordered_selects = OFF")));
+        QCOMPARE(got, want);
+        for (qsizetype i = 1; i < want.size(); ++i) {
+            const QStringList a = want.at(i - 1).split(u' '), b = want.at(i).split(u' ');
+            QVERIFY2(a.at(0) != b.at(0) || a.at(1).toLongLong() < b.at(1).toLongLong() || b.at(0) == s("SezAnag"),
+                     qPrintable(want.at(i - 1) + s(" / ") + want.at(i)));
+        }
+    }
+
     // Copies stay whole and in place while kept, across the ends of blocks
     // and for texts longer than a block, and again after a clear.
     void textBlocksKeepEveryCopy()
