@@ -67,8 +67,7 @@ bool CounterpartRegister::prepare()
 
 bool CounterpartRegister::known(const QString &codFisc) const
 {
-    const QByteArray key = taxCode(codFisc).toUtf8();
-    return known_.contains(std::string_view(key.constData(), size_t(key.size())));
+    return known_.contains(taxCode(codFisc).toUtf8());
 }
 
 bool CounterpartRegister::known(QByteArrayView codFisc) const
@@ -90,14 +89,14 @@ bool CounterpartRegister::known(QByteArrayView codFisc) const
             return known(QString::fromUtf8(codFisc));
         upper[i] = c >= 'a' && c <= 'z' ? char(c - 'a' + 'A') : c;
     }
-    return known_.contains(std::string_view(upper, size_t(b.size())));
+    return known_.contains(QByteArray::fromRawData(upper, b.size()));
 }
 
 Registered CounterpartRegister::add(const Company &c)
 {
     const QString code = taxCode(c.codFisc);
     const QByteArray key = code.toUtf8();
-    if (code.isEmpty() || known_.contains(std::string_view(key.constData(), size_t(key.size()))))
+    if (code.isEmpty() || known_.contains(key))
         return Registered::AlreadyThere;
     if (!prepare())
         return Registered::Failed;
@@ -133,7 +132,7 @@ Registered CounterpartRegister::add(const Company &c)
     // would otherwise grow with it; one forgotten is looked up again.
     if (qsizetype(known_.size()) >= KnownAtMost)
         known_.clear();
-    known_.emplace(key.constData(), size_t(key.size()));
+    known_.insert(key);
     return insert_->rowsAffected() > 0 ? Registered::Added : Registered::AlreadyThere;
 }
 

@@ -7,10 +7,9 @@
 
 #include <memory>
 #include <optional>
+#include <QByteArray>
 #include <QByteArrayView>
-#include <string>
-#include <string_view>
-#include <unordered_set>
+#include <QSet>
 
 class dbClass;
 class dbStatement;
@@ -58,14 +57,10 @@ public:
 private:
     bool prepare();
 
-    struct Hash {
-        using is_transparent = void;
-        size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
-    };
     dbClass &db_;
     std::unique_ptr<dbStatement> insert_;
     // Codes trimmed and in capitals, in UTF-8.
-    std::unordered_set<std::string, Hash, std::equal_to<>> known_;
+    QSet<QByteArray> known_;
 };
 // The company a module row names as its counterpart, with the columns the
 // row has; a row with no tax code names none (blank).
