@@ -81,7 +81,7 @@ struct Place {
 
 class Gen {
 public:
-    Gen(dbClass &db, const Options &o) : db_(db), o_(o), rnd_(o.seed), writer_(db.current()), register_(db) {}
+    Gen(dbClass &db, const Options &o) : db_(db), o_(o), rnd_(o.seed), writer_(db.current(), tree::Writer::Undo::Caller), register_(db) {}
 
     bool load();
     bool declaration(int n, qint64 *id);
@@ -189,7 +189,8 @@ private:
     std::vector<QString> wastes_, activities_, imbCodes_, traCodes_, crCodes_;
     std::vector<QString> vfuCodes_[3];
     std::vector<int> nations_;
-    // One writer and one register for the run; the rows of the declaration
+    // One writer and one register for the run (a failure rolls the whole run
+    // back: no savepoint per declaration); the rows of the declaration
     // being built, kept from one declaration to the next (used_ of them are
     // the current one's).
     tree::Writer writer_;

@@ -66,7 +66,10 @@ int kindCode(const Val &k)
 // declaration begins or the file ends.
 class Loader {
 public:
-    Loader(dbClass &db, Messages &msg) : db_(db), msg_(msg), st_(db.current(), msg), conv_(db), writer_(db.current())
+    // Any failure to write rolls back the whole file (undoAll): the writer
+    // keeps no savepoint per declaration.
+    Loader(dbClass &db, Messages &msg)
+        : db_(db), msg_(msg), st_(db.current(), msg), conv_(db), writer_(db.current(), tree::Writer::Undo::Caller)
     {
         writer_.setUtf8Texts(true);
         QSqlQuery q = db_.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni ORDER BY nazID"));

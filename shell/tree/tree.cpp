@@ -496,7 +496,7 @@ struct Writer::Insert {
     bool rowid = false;       // the key is the rowid the connection reports
 };
 
-Writer::Writer(const QSqlDatabase &db) : db_(db)
+Writer::Writer(const QSqlDatabase &db, Undo undo) : db_(db), undo_(undo)
 {
     inserts_.resize(schema::tables().size());
 }
@@ -609,6 +609,8 @@ qint64 Writer::write(Node &declaration, const Transform &transform)
 {
     error_.clear();
     code_ = 0;
+    if (undo_ == Undo::Caller && dbTransaction::inTransaction(db_))
+        return writeNode(declaration, transform) ? declaration.key() : -1;
     dbTransaction tx(db_);
     if (!tx.isActive()) {
         error_ = tx.error();

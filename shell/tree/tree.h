@@ -134,7 +134,18 @@ private:
 // not at all.
 class Writer {
 public:
-    explicit Writer(const QSqlDatabase &db);
+    // What takes away the rows of a declaration the store refused part of.
+    enum class Undo {
+        // A savepoint of the declaration's own: the caller's transaction
+        // goes on with the other declarations.
+        Declaration,
+        // The caller, which rolls its whole transaction back on any failure
+        // (an import of a file is loaded whole or not at all): no savepoint
+        // per declaration, whose journal costs more than some of the rows.
+        // Outside a transaction a declaration still has one of its own.
+        Caller,
+    };
+    explicit Writer(const QSqlDatabase &db, Undo undo = Undo::Declaration);
     ~Writer();
     Writer(const Writer &) = delete;
     Writer &operator=(const Writer &) = delete;
@@ -164,6 +175,7 @@ private:
     bool writeNode(Node &n, const Transform &transform);
 
     QSqlDatabase db_;
+    Undo undo_;
     std::vector<std::unique_ptr<Insert>> inserts_;
     bool utf8Texts_ = false;
     QString error_;

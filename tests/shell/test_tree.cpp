@@ -330,6 +330,42 @@ private Q_SLOTS:
                          0);
     }
 
+    // A writer whose caller undoes everything on a failure keeps no savepoint
+    // per declaration: inside a transaction the rows written before the
+    // refused one stay until the caller rolls back; outside one, the
+    // declaration is still written whole or not at all.
+    void undoneByTheCaller()
+    {
+        Store dst;
+        QVERIFY(dst.open(*app, msg, testutil::freshDatabase(dir, s("caller.db"))));
+        tree::Writer w(dst.c(), tree::Writer::Undo::Caller);
+        tree::Reader r(src.c());
+        r.select({ids.first()});
+        tree::Node *first = r.next();
+        QVERIFY(first && !first->children.empty());
+        const schema::Table *victim = first->children.back()->table;
+        auto refuse = [&](tree::Node &n) { return n.table != victim; };
+        QCOMPARE(w.write(*first, refuse), qint64(-1));
+        QCOMPARE(dst.count(s("SezAnag")), 0);
+        {
+            dbTransaction tx(dst.c());
+            QCOMPARE(w.write(*first, refuse), qint64(-1));
+            QCOMPARE(dst.count(s("SezAnag")), 1);
+        }
+        QCOMPARE(dst.count(s("SezAnag")), 0);
+        dbTransaction tx(dst.c());
+        QVERIFY(w.write(*first) > 0);
+        QVERIFY(tx.commit());
+        QVERIFY(dst.count(victim->name) > 0);
+        tree::Reader back(dst.c());
+        back.selectAll();
+        const tree::Node *copy = back.next();
+        QVERIFY(copy);
+        tree::Reader again(src.c());
+        again.select({ids.first()});
+        QCOMPARE(tree::difference(*again.next(), *copy), QString());
+    }
+
     // A writer told that byte arrays are UTF-8 texts stores them as texts:
     // every declaration with each text handed over as bytes reads back the
     // same, and no column of any table holds a blob.
