@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <unordered_map>
 
 namespace tree {
 
@@ -18,8 +19,42 @@ qint64 Node::key() const
     return value(table->key).toLongLong();
 }
 
+namespace {
+
+// Column names compared as the store compares them, without regard to case.
+struct Caseless {
+    size_t operator()(QStringView s) const noexcept
+    {
+        size_t h = 0;
+        for (const QChar c : s)
+            h = h * 31 + c.toCaseFolded().unicode();
+        return h;
+    }
+    bool operator()(QStringView a, QStringView b) const noexcept { return a.compare(b, Qt::CaseInsensitive) == 0; }
+};
+using ColumnIndex = std::unordered_map<QStringView, int, Caseless, Caseless>;
+
+} // namespace
+
 int Node::index(const QString &column) const
 {
+    // Rows are looked into by name many times each, often for a column
+    // their table lacks: one lookup by hash, never a walk of the columns.
+    static const std::vector<ColumnIndex> byName = [] {
+        std::vector<ColumnIndex> v;
+        for (const schema::Table &t : schema::tables()) {
+            ColumnIndex &h = v.emplace_back();
+            for (size_t i = 0; i < t.columns.size(); ++i)
+                h.emplace(QStringView(t.columns[i].name), int(i));
+        }
+        return v;
+    }();
+    const auto &all = schema::tables();
+    if (table >= all.data() && table < all.data() + all.size()) {
+        const ColumnIndex &h = byName[size_t(table - all.data())];
+        const auto it = h.find(QStringView(column));
+        return it == h.end() ? -1 : it->second;
+    }
     for (size_t i = 0; i < table->columns.size(); ++i)
         if (table->columns[i].name.compare(column, Qt::CaseInsensitive) == 0)
             return int(i);
