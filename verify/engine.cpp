@@ -10,6 +10,8 @@
 #include "verify/rules.h"
 
 #include <QSqlError>
+#include <algorithm>
+#include <numeric>
 #include <QSqlQuery>
 
 namespace verify {
@@ -141,6 +143,23 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
     }
     progress_.total = int(keys.size());
 
+    // The report lists the declarations by tax code, which scatters them
+    // over the store: they are read by key instead, rows the store keeps
+    // together, and the report puts each in its place. Without a spool
+    // file they are read in the report's order.
+    std::vector<int> place;
+    if (keys.size() > 1 && report_.spool(int(keys.size()))) {
+        place.resize(size_t(keys.size()));
+        std::iota(place.begin(), place.end(), 0);
+        std::stable_sort(place.begin(), place.end(), [&](int a, int b) { return keys.at(a) < keys.at(b); });
+        QList<qint64> byKey;
+        byKey.reserve(keys.size());
+        for (const int i : place)
+            byKey << keys.at(i);
+        keys = std::move(byKey);
+    }
+    qsizetype at = 0;
+
     const QString readFailure = QStringLiteral("Lettura della dichiarazione non riuscita.");
     Adapter adapter(db);
     tree::Reader reader(db, Adapter::readOptions());
@@ -149,7 +168,10 @@ bool Engine::run(Mode mode, qint64 key, bool includeExported, bool markExportabl
     while (const tree::Node *node = reader.next()) {
         if (!adapter.fill(d, *node))
             return fail(readFailure, adapter.error());
-        report_.beginDeclaration(d.header);
+        while (at < keys.size() && keys.at(at) != d.saID)
+            ++at; // gone from the store since it was selected
+        report_.beginDeclaration(d.header, place.empty() || at >= keys.size() ? -1 : place[size_t(at)]);
+        ++at;
 
         if (!d.activityFound)
             report_.remark(ActivityCode, QStringLiteral("Scheda SA1"));

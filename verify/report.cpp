@@ -1,5 +1,8 @@
 #include "verify/report.h"
 
+#include <QDir>
+#include <QTemporaryFile>
+
 namespace verify {
 
 namespace {
@@ -72,22 +75,84 @@ bool Report::open(const QString &path)
     return true;
 }
 
+Report::Report() = default;
+
+Report::~Report()
+{
+    close();
+}
+
 void Report::close()
 {
-    if (file_.isOpen()) {
+    if (!file_.isOpen())
+        return;
+    if (spool_) {
+        endBlock();
         flush();
-        file_.close();
+        writeBlocks();
+        spool_.reset();
+        blocks_.clear();
     }
+    flush();
+    file_.close();
 }
 
 void Report::flush()
 {
-    file_.write(buffer_);
+    if (spool_) {
+        spool_->write(buffer_);
+        spooled_ += buffer_.size();
+    } else {
+        file_.write(buffer_);
+    }
     buffer_.clear();
 }
 
-void Report::beginDeclaration(const DeclarationHeader &h)
+bool Report::spool(int places)
 {
+    if (!file_.isOpen() || spool_)
+        return false;
+    auto f = std::make_unique<QTemporaryFile>(QDir::tempPath() + QStringLiteral("/qor-verifica-XXXXXX"));
+    if (!f->open())
+        return false;
+    flush(); // the preamble goes to the report itself
+    spool_ = std::move(f);
+    spooled_ = 0;
+    blocks_.assign(size_t(std::max(places, 0)), Block{});
+    place_ = -1;
+    return true;
+}
+
+void Report::endBlock()
+{
+    if (place_ >= 0 && size_t(place_) < blocks_.size())
+        blocks_[size_t(place_)] = {blockAt_, spooled_ + buffer_.size() - blockAt_};
+    place_ = -1;
+}
+
+// The spooled declarations in the report's order; those not verified (a run
+// stopped early) have nothing to write.
+void Report::writeBlocks()
+{
+    spool_->flush();
+    QByteArray block;
+    for (const Block &b : blocks_) {
+        if (b.size == 0)
+            continue;
+        block.resize(b.size);
+        if (!spool_->seek(b.at) || spool_->read(block.data(), b.size) != b.size)
+            break;
+        file_.write(block);
+    }
+}
+
+void Report::beginDeclaration(const DeclarationHeader &h, int place)
+{
+    if (spool_) {
+        endBlock();
+        place_ = place;
+        blockAt_ = spooled_ + buffer_.size();
+    }
     header_ = h;
     headerDue_ = true;
     level_ = 0;

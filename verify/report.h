@@ -14,7 +14,10 @@
 #include <QString>
 #include <QStringList>
 #include <initializer_list>
+#include <memory>
 #include <vector>
+
+class QTemporaryFile;
 
 namespace verify {
 
@@ -43,10 +46,10 @@ struct DeclarationHeader {
 
 class Report {
 public:
-    Report() = default;
+    Report();
     Report(const Report &) = delete;
     Report &operator=(const Report &) = delete;
-    ~Report() { close(); }
+    ~Report();
 
     // Text of the critical box shown when the file cannot be created.
     static QString openFailureText();
@@ -58,8 +61,14 @@ public:
     bool isOpen() const { return file_.isOpen(); }
     QString path() const { return file_.fileName(); }
 
+    // Declarations verified in another order than the report's: the lines
+    // of each wait in a spool file, and close() writes them in the report's
+    // order. places: how many declarations the report lists. False (nothing
+    // changed) when no spool file can be made.
+    bool spool(int places);
     // Starts a declaration: its header is written before its first remark.
-    void beginDeclaration(const DeclarationHeader &h);
+    // With a spool, place is its position in the report (0 first).
+    void beginDeclaration(const DeclarationHeader &h, int place = -1);
     // 0 no remark, 1 warnings only, 2 at least one error.
     int remarkLevel() const { return level_; }
 
@@ -78,9 +87,20 @@ private:
     void write(const QString &line);
     void write(const char *utf8, const QByteArray &indent = {});
     void flush();
+    void endBlock();
+    void writeBlocks();
 
     QFile file_;
-    QByteArray buffer_; // lines not yet handed to the file
+    QByteArray buffer_; // lines not yet handed to the file (or the spool)
+    // The spool: each declaration's lines, and where they are in it by place.
+    struct Block {
+        qint64 at = 0, size = 0;
+    };
+    std::unique_ptr<QTemporaryFile> spool_;
+    std::vector<Block> blocks_;
+    qint64 spooled_ = 0; // bytes handed to the spool
+    int place_ = -1;
+    qint64 blockAt_ = 0;
     DeclarationHeader header_;
     bool headerDue_ = false;
     int level_ = 0;

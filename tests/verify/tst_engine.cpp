@@ -46,6 +46,7 @@ private Q_SLOTS:
     void modesAndExportedFilter();
     void sa1Rules();
     void progressAndStop();
+    void readByKeyReportedInOrder();
     void reportCannotBeOpened();
     void commandLine();
 };
@@ -216,6 +217,41 @@ void TestEngine::progressAndStop()
     QVERIFY(engine.cancelled());
     QCOMPARE(seen, (QList<int>{1, 2}));
     QCOMPARE(engine.progress().withRemarks, 2);
+}
+
+// The declarations are read by key and the report lists them by tax code:
+// the same bytes as when they are read in the report's order (no spool file
+// to be had), and a run stopped early lists what it verified in that order.
+void TestEngine::readByKeyReportedInOrder()
+{
+    Fixture f;
+    QVERIFY(f.ok());
+    for (const char *cf : {"D4", "B2", "A1", "C3", "E5"})
+        f.declaration(QString::fromLatin1(cf), QString::fromLatin1(cf) + QStringLiteral(" SRL"));
+    const QStringList spooled = f.run(Mode::All, 0).lines;
+    const QByteArray tmp = qgetenv("TMPDIR");
+    qputenv("TMPDIR", QFile::encodeName(f.app->reportPath()) + "/nessuna/cartella");
+    const QStringList direct = f.run(Mode::All, 0).lines;
+    qputenv("TMPDIR", tmp);
+    QCOMPARE(spooled, direct);
+    QStringList names;
+    for (const QString &l : spooled)
+        if (l.startsWith(QLatin1String("Codice fiscale: ")))
+            names << l.mid(16);
+    QCOMPARE(names, (QStringList{"A1", "B2", "C3", "D4", "E5"}));
+
+    // Stopped after three: by key those are D4, B2 and A1.
+    verify::Engine engine(*f.db, f.msg);
+    QVERIFY(engine.openReport(f.app->reportPath()));
+    engine.run(Mode::All, 0, true, false, [](const verify::Progress &p) { return p.done < 3; });
+    QVERIFY(engine.cancelled());
+    QFile file(f.app->reportPath());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    names.clear();
+    for (const QString &l : QString::fromUtf8(file.readAll()).split(QStringLiteral("\r\n")))
+        if (l.startsWith(QLatin1String("Codice fiscale: ")))
+            names << l.mid(16);
+    QCOMPARE(names, (QStringList{"A1", "B2", "D4"}));
 }
 
 void TestEngine::reportCannotBeOpened()
