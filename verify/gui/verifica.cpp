@@ -34,7 +34,7 @@ VerificaForm::VerificaForm(AppContext &ctx, QWidget *parent) : QWidget(parent), 
     f.setBold(true);
     title->setFont(f);
 
-    optProvince_ = new QRadioButton(QStringLiteral("Dichiarazioni con unità locale sita nella provincia di:"), this);
+    optProvince_ = new QRadioButton(QStringLiteral("Dichiarazioni con unità &locale sita nella provincia di:"), this);
     province_ = new QLineEdit(this);
     province_->setMaxLength(2);
     province_->setFixedWidth(40);
@@ -44,14 +44,18 @@ VerificaForm::VerificaForm(AppContext &ctx, QWidget *parent) : QWidget(parent), 
         province_->setCursorPosition(pos);
         optProvince_->setChecked(true);
     });
-    optCurrent_ = new QRadioButton(QStringLiteral("Dichiarazione corrente"), this);
-    optAll_ = new QRadioButton(QStringLiteral("Tutte le dichiarazioni"), this);
-    chkExp_ = new QCheckBox(QStringLiteral("Controlla anche le dichiarazioni già esportate"), this);
+    optCurrent_ = new QRadioButton(QStringLiteral("Dichiarazione &corrente"), this);
+    optAll_ = new QRadioButton(QStringLiteral("&Tutte le dichiarazioni"), this);
+    chkExp_ = new QCheckBox(QStringLiteral("Controlla anche le dichiarazioni già &esportate"), this);
 
     // The current declaration is the one chosen in the main list.
     currentSaID_ = ctx_.app.readInt(QStringLiteral("Qor"), QStringLiteral("Sa1ID"));
     optCurrent_->setEnabled(currentSaID_ > 0);
-    (currentSaID_ > 0 ? optCurrent_ : optAll_)->setChecked(true);
+    // The choice made starts with the focus, so that arrows and Space work
+    // at once.
+    QRadioButton *chosen = currentSaID_ > 0 ? optCurrent_ : optAll_;
+    chosen->setChecked(true);
+    chosen->setFocus();
 
     action_ = new QPushButton(QStringLiteral("Verifica"), this);
     other_ = new QPushButton(QStringLiteral("Annulla"), this);
