@@ -653,6 +653,25 @@ CheckResult checkNations(dbClass &db, const QString &path, const CheckResult &ch
     return checked;
 }
 
+namespace {
+
+// A server plans its statements by what it knows of the tables: after a
+// load it is told at once, not when its own housekeeping gets round to it
+// (until then it joins each window of the reader by scanning whole tables).
+// SQLite plans without statistics. A failure here loses nothing.
+void refreshStatistics(const QSqlDatabase &db)
+{
+    if (db.driverName() != QLatin1String("QPSQL"))
+        return;
+    QStringList names{QStringLiteral("Ditte")};
+    for (const schema::Table *t : tree::tables())
+        names << t->name;
+    QString error;
+    dbStatement::run(db, QStringLiteral("ANALYZE ") + names.join(QStringLiteral(", ")), &error);
+}
+
+} // namespace
+
 ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const Progress &progress,
                         const StepObserver &step)
 {
@@ -760,6 +779,8 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         return interrupted(loader.refusedLine() > 0 ? loader.refusedLine() : n);
     if (!all.commit())
         return undoAll(QStringLiteral("Attenzione, importazione non riuscita: nessuna dichiarazione del file è stata caricata."));
+    if (loader.imported > 0)
+        refreshStatistics(db.current());
     if (progress)
         progress(done, r.check.total);
     r.imported = loader.imported;
