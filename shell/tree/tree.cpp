@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <unordered_map>
 
 namespace tree {
 
@@ -19,41 +18,33 @@ qint64 Node::key() const
     return value(table->key).toLongLong();
 }
 
-namespace {
-
-// Column names compared as the store compares them, without regard to case.
-struct Caseless {
-    size_t operator()(QStringView s) const noexcept
-    {
-        size_t h = 0;
-        for (const QChar c : s)
-            h = h * 31 + c.toCaseFolded().unicode();
-        return h;
-    }
-    bool operator()(QStringView a, QStringView b) const noexcept { return a.compare(b, Qt::CaseInsensitive) == 0; }
-};
-using ColumnIndex = std::unordered_map<QStringView, int, Caseless, Caseless>;
-
-} // namespace
-
 int Node::index(const QString &column) const
 {
     // Rows are looked into by name many times each, often for a column
     // their table lacks: one lookup by hash, never a walk of the columns.
-    static const std::vector<ColumnIndex> byName = [] {
-        std::vector<ColumnIndex> v;
+    // The names are ASCII: a name asked for is put in small letters on the
+    // stack and found as it is.
+    static const std::vector<QHash<QByteArray, int>> byName = [] {
+        std::vector<QHash<QByteArray, int>> v;
         for (const schema::Table &t : schema::tables()) {
-            ColumnIndex &h = v.emplace_back();
+            QHash<QByteArray, int> &h = v.emplace_back();
             for (size_t i = 0; i < t.columns.size(); ++i)
-                h.emplace(QStringView(t.columns[i].name), int(i));
+                h.insert(t.columns[i].name.toLatin1().toLower(), int(i));
         }
         return v;
     }();
     const auto &all = schema::tables();
-    if (table >= all.data() && table < all.data() + all.size()) {
-        const ColumnIndex &h = byName[size_t(table - all.data())];
-        const auto it = h.find(QStringView(column));
-        return it == h.end() ? -1 : it->second;
+    char folded[64];
+    bool ascii = column.size() <= qsizetype(sizeof folded);
+    for (qsizetype i = 0; ascii && i < column.size(); ++i) {
+        const char16_t u = column.at(i).unicode();
+        ascii = u < 0x80;
+        folded[i] = char(u >= 'A' && u <= 'Z' ? u + ('a' - 'A') : u);
+    }
+    if (ascii && table >= all.data() && table < all.data() + all.size()) {
+        const QHash<QByteArray, int> &h = byName[size_t(table - all.data())];
+        const auto it = h.constFind(QByteArray::fromRawData(folded, column.size()));
+        return it == h.constEnd() ? -1 : *it;
     }
     for (size_t i = 0; i < table->columns.size(); ++i)
         if (table->columns[i].name.compare(column, Qt::CaseInsensitive) == 0)

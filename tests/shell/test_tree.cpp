@@ -208,6 +208,26 @@ private Q_SLOTS:
         }
     }
 
+    // A column is found by name in any case, for every column of every
+    // table; a name the table lacks is not found.
+    void columnsByName()
+    {
+        for (const schema::Table *t : tree::tables()) {
+            const tree::Node n{t, {}, {}};
+            for (size_t i = 0; i < t->columns.size(); ++i) {
+                const QString &name = t->columns[i].name;
+                QCOMPARE(n.index(name), int(i));
+                QCOMPARE(n.index(name.toUpper()), int(i));
+                QCOMPARE(n.index(name.toLower()), int(i));
+            }
+            QCOMPARE(n.index(s("nessunaColonna")), -1);
+            QCOMPARE(n.index(s("RagSocè")), -1);
+            QCOMPARE(n.index(QString()), -1);
+        }
+        const tree::Node module{schema::table(s("ModRif")), {}, {}};
+        QCOMPARE(module.index(s("slPrvIstat")), -1);
+    }
+
     // Copies stay whole and in place while kept, across the ends of blocks
     // and for texts longer than a block, and again after a clear.
     void textBlocksKeepEveryCopy()
