@@ -127,6 +127,29 @@ private Q_SLOTS:
             QCOMPARE(dumpAll(src.c(), {window, {}, {}}, &keys), want);
     }
 
+    // One reader asked for the whole store, then for a selection, then for
+    // the whole store again reads what a new reader would each time.
+    void selectionsOneAfterAnother()
+    {
+        const QList<qint64> keys{ids.at(5), ids.at(1), ids.at(3)};
+        const QStringList all = dumpAll(src.c(), {2, {}, {}});
+        const QStringList some = dumpAll(src.c(), {2, {}, {}}, &keys);
+        tree::Reader r(src.c(), {2, {}, {}});
+        auto drain = [&] {
+            QStringList out;
+            while (tree::Node *n = r.next())
+                out << tree::dump(*n).join(u'\n');
+            return out;
+        };
+        r.selectAll();
+        QCOMPARE(drain(), all);
+        r.select(keys);
+        QCOMPARE(drain(), some);
+        r.selectAll();
+        QCOMPARE(drain(), all);
+        QVERIFY(!r.failed());
+    }
+
     // A subset of tables and columns: the ancestors come, the rest does not;
     // keys and parent keys are always read.
     void subset()
