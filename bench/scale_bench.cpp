@@ -187,8 +187,14 @@ int childMain(QStringList a)
         engine.run(verify::Mode::All, 0, true, false);
         return engine.failed() ? 1 : 0;
     }
-    if (op == QStringLiteral("export")) // DB FILE
-        return exch::exportDeclarations(db, msg, a[1], allDeclarations(db)) == exch::ExportResult::Done ? 0 : 1;
+    if (op == QStringLiteral("export")) { // DB FILE
+        // In the order of the extraction: by tax code.
+        QList<qint64> ids;
+        QSqlQuery q = db.query(QStringLiteral("SELECT saID FROM SezAnag ORDER BY CodFisc, saID"));
+        while (q.next())
+            ids << q.value(0).toLongLong();
+        return exch::exportDeclarations(db, msg, a[1], ids) == exch::ExportResult::Done ? 0 : 1;
+    }
     if (op == QStringLiteral("import")) { // DB FILE (with its parts)
         for (const QString &part : parts(a[1]))
             if (exch::importFile(db, msg, part).status != exch::ImportResult::Done)
@@ -200,13 +206,14 @@ int childMain(QStringList a)
         return print::printElenco(db, 0, QStringLiteral("Tutte le dichiarazioni"), a[1], &error) ? 0 : 1;
     }
     if (op == QStringLiteral("takeover")) { // DB PREVIOUS
+        // Every declaration of last year, in the order of the takeover's
+        // list (by name), as the window and the command line pass them.
+        QVector<takeover::Line> lines;
+        if (!takeover::readPrevious(db, msg, lines))
+            return 1;
         QList<qint64> ids;
-        {
-            QSqlQuery q = db.query(QStringLiteral("SELECT saID FROM SezAnag ORDER BY saID"), {},
-                                   dbClass::Which::Previous);
-            while (q.next())
-                ids << q.value(0).toLongLong();
-        }
+        for (const takeover::Line &l : lines)
+            ids << l.saID;
         AppContext ctx{app, db, msg};
         const takeover::Result r = takeover::run(ctx, ids, {true, false});
         return r.status == takeover::Result::Done && r.taken == ids.size() ? 0 : 1;

@@ -17,6 +17,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QSqlRecord>
+#include <algorithm>
 #include <iterator>
 #include <map>
 
@@ -369,13 +370,12 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
         return r;
     };
 
-    QList<qint64> keys;
-    QSet<qint64> seen;
-    for (qint64 k : saIDs)
-        if (!seen.contains(k)) {
-            seen.insert(k);
-            keys << k;
-        }
+    // Taken by key, each once: the list gives them by name, which scatters
+    // them over last year's store; by key the reader finds their rows
+    // together.
+    QList<qint64> keys = saIDs;
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     tree::ReadOptions read;
     if (!options.structure)
         read.tables = QStringList{QStringLiteral("SezAnag")};
