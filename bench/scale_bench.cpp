@@ -208,12 +208,13 @@ int childMain(QStringList a)
     if (op == QStringLiteral("takeover")) { // DB PREVIOUS
         // Every declaration of last year, in the order of the takeover's
         // list (by name), as the window and the command line pass them.
-        QVector<takeover::Line> lines;
-        if (!takeover::readPrevious(db, msg, lines))
-            return 1;
         QList<qint64> ids;
-        for (const takeover::Line &l : lines)
-            ids << l.saID;
+        {
+            QSqlQuery q = db.query(QStringLiteral("SELECT saID FROM SezAnag ORDER BY RagSoc, saID"), {},
+                                   dbClass::Which::Previous);
+            while (q.next())
+                ids << q.value(0).toLongLong();
+        }
         AppContext ctx{app, db, msg};
         const takeover::Result r = takeover::run(ctx, ids, {true, false});
         return r.status == takeover::Result::Done && r.taken == ids.size() ? 0 : 1;
