@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <optional>
 #include <cerrno>
 #include <cstdio>
@@ -417,6 +418,8 @@ QList<int> expClass::fileDeclarations() const
 
 void expClass::abort()
 {
+    spool_.reset();
+    blocks_.clear();
     if (file_.isOpen())
         file_.close();
     // Only the temporary files of the run go: never a file it did not create.
@@ -574,7 +577,7 @@ bool expClass::write(qint64 saID)
     return write(r, saID);
 }
 
-bool expClass::write(tree::Reader &r, qint64 saID)
+bool expClass::write(tree::Reader &r, qint64 saID, int place)
 {
     if (!file_.isOpen())
         return false;
@@ -583,7 +586,7 @@ bool expClass::write(tree::Reader &r, qint64 saID)
     const tree::Node *n = r.next();
     if (!n || n->key() != saID)
         return readFailure(r, saID);
-    return write(*n);
+    return write(*n, place);
 }
 
 bool expClass::readFailure(const tree::Reader &r, qint64 saID)
@@ -598,7 +601,7 @@ bool expClass::readFailure(const tree::Reader &r, qint64 saID)
     return false;
 }
 
-bool expClass::write(const tree::Node &declaration)
+bool expClass::write(const tree::Node &declaration, int place)
 {
     if (!file_.isOpen())
         return false;
@@ -666,14 +669,37 @@ bool expClass::write(const tree::Node &declaration)
     if (!fill(d, ab, rt::AB, b, sa1))
         return false;
 
+    if (!spool_)
+        return putInFile(out_, d.counts, &d.codFisc, &d.ragSoc);
+    // Its place in the file comes at close().
+    if (place < 0 || size_t(place) >= blocks_.size() || spool_->write(out_) != out_.size()) {
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + spool_->fileName() +
+                      QStringLiteral("\r\n") + spool_->errorString());
+        abort();
+        return false;
+    }
+    blocks_[size_t(place)] = {spooled_, out_.size()};
+    spooled_ += out_.size();
+    return true;
+}
+
+bool expClass::putInFile(const QByteArray &lines, const std::array<int, 29> &counts, const QString *codFisc,
+                         const QString *ragSoc)
+{
     // The header counts five digits per record type: a declaration that would
     // pass them goes to the next file.
     bool fits = true;
     for (int i = 0; i < RecordTypes; ++i)
-        fits = fits && counters_[size_t(i)] + d.counts[size_t(i)] <= maxPerType;
+        fits = fits && counters_[size_t(i)] + counts[size_t(i)] <= maxPerType;
     if (!fits) {
         if (declarations_ == 0) {
-            msg_.critical(QStringLiteral("Attenzione, dichiarazione ") + d.codFisc + u' ' + d.ragSoc +
+            // Who it is: as the run knows it, or as its AA line gives it.
+            QVariantMap aa;
+            if (!codFisc && lines.startsWith(layout(rt::AA).code.toLatin1()))
+                aa = decodeLine(layout(rt::AA), lines.left(layout(rt::AA).length));
+            msg_.critical(QStringLiteral("Attenzione, dichiarazione ") +
+                          (codFisc ? *codFisc : aa.value(QStringLiteral("#codfisc")).toString()) + u' ' +
+                          (ragSoc ? *ragSoc : aa.value(QStringLiteral("ragsoc")).toString()) +
                           QStringLiteral(": ha più record di quanti un file di esportazione ne possa contenere. "
                                          "Esportazione interrotta."));
             abort();
@@ -682,17 +708,78 @@ bool expClass::write(const tree::Node &declaration)
         if (!finishPart() || !openPart())
             return false;
     }
-    if (file_.write(out_) != out_.size()) {
+    if (file_.write(lines) != lines.size()) {
         msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + partPath(path_, int(parts_.size())) +
                       QStringLiteral("\r\n") + file_.errorString());
         abort();
         return false;
     }
     for (int i = 0; i < RecordTypes; ++i)
-        counters_[size_t(i)] += d.counts[size_t(i)];
+        counters_[size_t(i)] += counts[size_t(i)];
     ++declarations_;
     ++total_;
     parts_.back().declarations = declarations_;
+    return true;
+}
+
+bool expClass::useSpool = true;
+
+bool expClass::spool(int places)
+{
+    if (!useSpool || !file_.isOpen() || spool_)
+        return false;
+    auto f = std::make_unique<QTemporaryFile>(QDir::tempPath() + QStringLiteral("/qor-esporta-XXXXXX"));
+    if (!f->open())
+        return false;
+    spool_ = std::move(f);
+    spooled_ = 0;
+    blocks_.assign(size_t(std::max(places, 0)), Block{});
+    return true;
+}
+
+// The spooled declarations in the order of the file, each with the counts of
+// its lines by record type.
+bool expClass::placeSpooled()
+{
+    std::unique_ptr<QTemporaryFile> spool = std::move(spool_);
+    const std::vector<Block> blocks = std::move(blocks_);
+    blocks_.clear();
+    // Each line is its record type's length: the lines are counted by their
+    // first two characters, from line to line.
+    static const std::vector<int> typeOf = [] {
+        std::vector<int> v(1 << 16, -1);
+        for (int t = 0; t < RecordTypes; ++t) {
+            const QString code = layout(t).code;
+            v[size_t(code.at(0).unicode() & 0xff) << 8 | (code.at(1).unicode() & 0xff)] = t;
+        }
+        return v;
+    }();
+    if (!spool->flush()) {
+        abort();
+        return false;
+    }
+    QByteArray lines;
+    for (const Block &b : blocks) {
+        if (b.size == 0)
+            continue;
+        lines.resize(b.size);
+        if (!spool->seek(b.at) || spool->read(lines.data(), b.size) != b.size) {
+            msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + spool->fileName() +
+                          QStringLiteral("\r\n") + spool->errorString());
+            abort();
+            return false;
+        }
+        std::array<int, 29> counts{};
+        for (qsizetype at = 0; at + 2 <= lines.size();) {
+            const int t = typeOf[size_t(uchar(lines[at])) << 8 | uchar(lines[at + 1])];
+            if (t < 0)
+                break; // not a line the run wrote: cannot be
+            counts[size_t(t)]++;
+            at += layout(t).length + 2;
+        }
+        if (!putInFile(lines, counts, nullptr, nullptr))
+            return false;
+    }
     return true;
 }
 
@@ -1067,7 +1154,7 @@ bool expClass::finishPart()
 
 bool expClass::close()
 {
-    if (!file_.isOpen() || !finishPart())
+    if (!file_.isOpen() || (spool_ && !placeSpooled()) || !finishPart())
         return false;
     // Every part is complete: each takes the place of its name.
     for (size_t i = 0; i < parts_.size(); ++i) {
@@ -1095,14 +1182,26 @@ ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
     expClass &e = engine ? *engine : own;
     if (!e.open(path))
         return ExportResult::Failed;
-    // The declarations come in the order given, a window at a time.
+    // The file lists the declarations in the order given (by tax code),
+    // which scatters them over the store: they are read by key, rows the
+    // store keeps together, and each goes to its place through a spool
+    // file. Without a spool file they are read in the order given.
+    QList<qint64> keys = saIDs;
+    std::vector<int> place;
+    if (!std::is_sorted(saIDs.begin(), saIDs.end()) && e.spool(int(saIDs.size()))) {
+        place.resize(size_t(saIDs.size()));
+        std::iota(place.begin(), place.end(), 0);
+        std::stable_sort(place.begin(), place.end(), [&](int a, int b) { return saIDs.at(a) < saIDs.at(b); });
+        for (qsizetype i = 0; i < keys.size(); ++i)
+            keys[i] = saIDs.at(place[size_t(i)]);
+    }
     tree::Reader r(db.current(), e.readOptions());
-    r.select(saIDs);
+    r.select(keys);
     qint64 done = 0;
-    for (qint64 id : saIDs) {
-        if (!e.write(r, id))
+    for (qsizetype i = 0; i < keys.size(); ++i) {
+        if (!e.write(r, keys.at(i), place.empty() ? -1 : place[size_t(i)]))
             return ExportResult::Failed;
-        if (progress && !progress(++done, saIDs.size())) {
+        if (progress && !progress(++done, keys.size())) {
             e.abort();
             return ExportResult::Cancelled;
         }

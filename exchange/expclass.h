@@ -20,6 +20,8 @@
 #include <memory>
 #include <vector>
 
+class QTemporaryFile;
+
 class dbClass;
 class Messages;
 
@@ -38,11 +40,19 @@ public:
     tree::ReadOptions readOptions() const;
     // Declarations read together (the tests lower it).
     void setWindow(int declarations) { window_ = declarations; }
+    // Declarations written in another order than the file's: each waits in
+    // a spool file, and close() puts them in the file by place (0 first).
+    // places: how many the file will hold. False (nothing changed) when no
+    // spool file can be made.
+    bool spool(int places);
+    // Off: no spool file is made (the tests compare the two ways).
+    static bool useSpool;
     // The next declaration of a reader with readOptions(), which must be
-    // saID (one not in the store, or a read failure, ends the run).
-    bool write(tree::Reader &r, qint64 saID);
+    // saID (one not in the store, or a read failure, ends the run); with a
+    // spool, place is its position in the file.
+    bool write(tree::Reader &r, qint64 saID, int place = -1);
     // A declaration read with readOptions().
-    bool write(const tree::Node &declaration);
+    bool write(const tree::Node &declaration, int place = -1);
     // Declaration saID, read alone.
     bool write(qint64 saID);
     bool close();
@@ -89,6 +99,12 @@ private:
 
     bool openPart();
     bool finishPart();
+    // The lines of a declaration into the file, a new part first when they
+    // would pass the header's counters. Without its tax code and name, the
+    // message of one too big for any file reads them from its AA line.
+    bool putInFile(const QByteArray &lines, const std::array<int, 29> &counts, const QString *codFisc,
+                   const QString *ragSoc);
+    bool placeSpooled();
 
     bool writeRif(Decl &d, const tree::Node &declaration);
     bool writeInt(Decl &d, const tree::Node &declaration);
@@ -121,6 +137,13 @@ private:
     // materials, counts.
     Record a_, s_, start_, m_, base_, line_, mat_, ab_;
     QByteArray out_, scratch_;
+    // The spool: each declaration's lines, and where they are in it by place.
+    struct Block {
+        qint64 at = 0, size = 0;
+    };
+    std::unique_ptr<QTemporaryFile> spool_;
+    std::vector<Block> blocks_;
+    qint64 spooled_ = 0;
 };
 
 enum class ExportResult { Done, Cancelled, Failed };

@@ -108,9 +108,11 @@ void Report::flush()
     buffer_.clear();
 }
 
+bool Report::useSpool = true;
+
 bool Report::spool(int places)
 {
-    if (!file_.isOpen() || spool_)
+    if (!useSpool || !file_.isOpen() || spool_)
         return false;
     auto f = std::make_unique<QTemporaryFile>(QDir::tempPath() + QStringLiteral("/qor-verifica-XXXXXX"));
     if (!f->open())

@@ -66,6 +66,8 @@ public:
     // order. places: how many declarations the report lists. False (nothing
     // changed) when no spool file can be made.
     bool spool(int places);
+    // Off: no spool file is made (the tests compare the two ways).
+    static bool useSpool;
     // Starts a declaration: its header is written before its first remark.
     // With a spool, place is its position in the report (0 first).
     void beginDeclaration(const DeclarationHeader &h, int place = -1);

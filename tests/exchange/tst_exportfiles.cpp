@@ -100,6 +100,67 @@ private Q_SLOTS:
         QCOMPARE(scalar("SELECT COUNT(*) FROM SezAnag WHERE ExpID = 0"), 0);
     }
 
+    // Declarations listed by tax code are read by key and each put in its
+    // place: the same bytes as when they are read in the file's order (no
+    // spool file to be had), in one file and split into several.
+    void readByKeyWrittenInOrder()
+    {
+        TestDb s(dir.path(), QStringLiteral("order.db"));
+        QVERIFY(s.ok);
+        for (const char *cf : {"D4", "B2", "E5", "A1", "C3"})
+            QVERIFY(s.db.insertRow(QStringLiteral("SezAnag"),
+                                   {{QStringLiteral("saAnno"), 2019}, {QStringLiteral("CodFisc"), QString::fromLatin1(cf)},
+                                    {QStringLiteral("RagSoc"), QStringLiteral("DITTA ") + QString::fromLatin1(cf)},
+                                    {QStringLiteral("prvIstat"), 1}, {QStringLiteral("comIstat"), 272},
+                                    {QStringLiteral("Via"), QStringLiteral("VIA ROMA")}}) > 0);
+        QList<qint64> ids;
+        QSqlQuery q = s.db.query(QStringLiteral("SELECT saID FROM SezAnag ORDER BY CodFisc, saID"));
+        while (q.next())
+            ids << q.value(0).toLongLong();
+        auto run = [&](const QString &folder) {
+            expClass e(s.db, s.msg);
+            e.setClock([] { return QDateTime(QDate(2020, 3, 1), QTime(10, 0)); });
+            QList<QByteArray> out;
+            if (exportDeclarations(s.db, s.msg, sub(folder) + QStringLiteral("/Qor2019.000"), ids, {}, &e) !=
+                ExportResult::Done)
+                return out;
+            for (const QString &f : e.files()) {
+                QFile file(f);
+                out << (file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray());
+            }
+            return out;
+        };
+        for (int max : {99999, 2}) {
+            expClass::maxPerType = max;
+            const QList<QByteArray> spooled = run(QStringLiteral("spool%1").arg(max));
+            expClass::useSpool = false;
+            const QList<QByteArray> direct = run(QStringLiteral("direct%1").arg(max));
+            expClass::useSpool = true;
+            QCOMPARE(spooled.size(), max == 2 ? 3 : 1);
+            QCOMPARE(spooled, direct);
+        }
+        // A declaration too big for any file is named as the run knows it.
+        expClass::maxPerType = 0;
+        s.msg.clear();
+        QVERIFY(run(QStringLiteral("toobig")).isEmpty());
+        const QStringList spooledText = s.msg.texts();
+        s.msg.clear();
+        expClass::useSpool = false;
+        QVERIFY(run(QStringLiteral("toobig2")).isEmpty());
+        expClass::useSpool = true;
+        QCOMPARE(spooledText, s.msg.texts());
+        QVERIFY2(spooledText.join(u' ').contains(QStringLiteral("dichiarazione A1 DITTA A1: ha più record")),
+                 qPrintable(spooledText.join(u' ')));
+        expClass::maxPerType = 99999;
+        const QByteArray one = run(QStringLiteral("again")).value(0);
+        qsizetype at = 0;
+        for (const char *cf : {"A1", "B2", "C3", "D4", "E5"}) {
+            const qsizetype next = one.indexOf(QByteArray("AA;2019;") + cf);
+            QVERIFY2(next > at, cf);
+            at = next;
+        }
+    }
+
     void tooManyRecordsSplitTheExport()
     {
         markAll();
