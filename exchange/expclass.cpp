@@ -723,6 +723,7 @@ bool expClass::putInFile(const QByteArray &lines, const std::array<int, 29> &cou
 }
 
 bool expClass::useSpool = true;
+qsizetype expClass::spoolFrom = 2000;
 
 bool expClass::spool(int places)
 {
@@ -1185,10 +1186,12 @@ ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
     // The file lists the declarations in the order given (by tax code),
     // which scatters them over the store: they are read by key, rows the
     // store keeps together, and each goes to its place through a spool
-    // file. Without a spool file they are read in the order given.
+    // file. A selection whose rows the store's cache holds anyway (fewer
+    // than spoolFrom), or with no spool file to be had, is read in the
+    // order given.
     QList<qint64> keys = saIDs;
     std::vector<int> place;
-    if (!std::is_sorted(saIDs.begin(), saIDs.end()) && e.spool(int(saIDs.size()))) {
+    if (saIDs.size() >= expClass::spoolFrom && !std::is_sorted(saIDs.begin(), saIDs.end()) && e.spool(int(saIDs.size()))) {
         place.resize(size_t(saIDs.size()));
         std::iota(place.begin(), place.end(), 0);
         std::stable_sort(place.begin(), place.end(), [&](int a, int b) { return saIDs.at(a) < saIDs.at(b); });

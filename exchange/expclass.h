@@ -47,6 +47,10 @@ public:
     bool spool(int places);
     // Off: no spool file is made (the tests compare the two ways).
     static bool useSpool;
+    // The smallest selection exportDeclarations() reads by key through a
+    // spool: below it the store's cache holds the rows of the whole
+    // selection, and the spool would cost more than it saves.
+    static qsizetype spoolFrom;
     // The next declaration of a reader with readOptions(), which must be
     // saID (one not in the store, or a read failure, ends the run); with a
     // spool, place is its position in the file.

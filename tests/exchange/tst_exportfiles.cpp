@@ -54,7 +54,11 @@ private Q_SLOTS:
                                      {QStringLiteral("prvIstat"), 1}, {QStringLiteral("comIstat"), 272},
                                      {QStringLiteral("Via"), QStringLiteral("VIA ROMA")}}) > 0);
     }
-    void cleanup() { expClass::maxPerType = 99999; }
+    void cleanup()
+    {
+        expClass::maxPerType = 99999;
+        expClass::spoolFrom = 2000;
+    }
 
     void existingFilesAreLeftAlone()
     {
@@ -107,6 +111,7 @@ private Q_SLOTS:
     {
         TestDb s(dir.path(), QStringLiteral("order.db"));
         QVERIFY(s.ok);
+        expClass::spoolFrom = 0;
         for (const char *cf : {"D4", "B2", "E5", "A1", "C3"})
             QVERIFY(s.db.insertRow(QStringLiteral("SezAnag"),
                                    {{QStringLiteral("saAnno"), 2019}, {QStringLiteral("CodFisc"), QString::fromLatin1(cf)},
