@@ -418,8 +418,7 @@ QList<int> expClass::fileDeclarations() const
 
 void expClass::abort()
 {
-    spool_.reset();
-    blocks_.clear();
+    spool_.close();
     if (file_.isOpen())
         file_.close();
     // Only the temporary files of the run go: never a file it did not create.
@@ -669,17 +668,14 @@ bool expClass::write(const tree::Node &declaration, int place)
     if (!fill(d, ab, rt::AB, b, sa1))
         return false;
 
-    if (!spool_)
+    if (!spool_.isOpen())
         return putInFile(out_, d.counts, &d.codFisc, &d.ragSoc);
     // Its place in the file comes at close().
-    if (place < 0 || size_t(place) >= blocks_.size() || spool_->write(out_) != out_.size()) {
-        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + spool_->fileName() +
-                      QStringLiteral("\r\n") + spool_->errorString());
+    if (!spool_.append(place, out_)) {
+        msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + spool_.error());
         abort();
         return false;
     }
-    blocks_[size_t(place)] = {spooled_, out_.size()};
-    spooled_ += out_.size();
     return true;
 }
 
@@ -722,29 +718,19 @@ bool expClass::putInFile(const QByteArray &lines, const std::array<int, 29> &cou
     return true;
 }
 
-bool expClass::useSpool = true;
 qsizetype expClass::spoolFrom = 2000;
 
 bool expClass::spool(int places)
 {
-    if (!useSpool || !file_.isOpen() || spool_)
+    if (!file_.isOpen() || spool_.isOpen())
         return false;
-    auto f = std::make_unique<QTemporaryFile>(QDir::tempPath() + QStringLiteral("/qor-esporta-XXXXXX"));
-    if (!f->open())
-        return false;
-    spool_ = std::move(f);
-    spooled_ = 0;
-    blocks_.assign(size_t(std::max(places, 0)), Block{});
-    return true;
+    return spool_.open(places);
 }
 
 // The spooled declarations in the order of the file, each with the counts of
 // its lines by record type.
 bool expClass::placeSpooled()
 {
-    std::unique_ptr<QTemporaryFile> spool = std::move(spool_);
-    const std::vector<Block> blocks = std::move(blocks_);
-    blocks_.clear();
     // Each line is its record type's length: the lines are counted by their
     // first two characters, from line to line.
     static const std::vector<int> typeOf = [] {
@@ -755,21 +741,8 @@ bool expClass::placeSpooled()
         }
         return v;
     }();
-    if (!spool->flush()) {
-        abort();
-        return false;
-    }
-    QByteArray lines;
-    for (const Block &b : blocks) {
-        if (b.size == 0)
-            continue;
-        lines.resize(b.size);
-        if (!spool->seek(b.at) || spool->read(lines.data(), b.size) != b.size) {
-            msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + spool->fileName() +
-                          QStringLiteral("\r\n") + spool->errorString());
-            abort();
-            return false;
-        }
+    bool placed = true;
+    const bool read = spool_.each([&](const QByteArray &lines) {
         std::array<int, 29> counts{};
         for (qsizetype at = 0; at + 2 <= lines.size();) {
             const int t = typeOf[size_t(uchar(lines[at])) << 8 | uchar(lines[at + 1])];
@@ -778,10 +751,16 @@ bool expClass::placeSpooled()
             counts[size_t(t)]++;
             at += layout(t).length + 2;
         }
-        if (!putInFile(lines, counts, nullptr, nullptr))
-            return false;
+        placed = putInFile(lines, counts, nullptr, nullptr);
+        return placed;
+    });
+    if (read || !placed) {
+        spool_.close();
+        return placed;
     }
-    return true;
+    msg_.critical(QStringLiteral("Errore scrittura file di esportazione: ") + spool_.error());
+    abort();
+    return false;
 }
 
 bool expClass::writeRif(Decl &d, const tree::Node &declaration)
@@ -1155,7 +1134,7 @@ bool expClass::finishPart()
 
 bool expClass::close()
 {
-    if (!file_.isOpen() || (spool_ && !placeSpooled()) || !finishPart())
+    if (!file_.isOpen() || (spool_.isOpen() && !placeSpooled()) || !finishPart())
         return false;
     // Every part is complete: each takes the place of its name.
     for (size_t i = 0; i < parts_.size(); ++i) {

@@ -7,6 +7,7 @@
 // the partial file.
 
 #include "exchange/record.h"
+#include "shell/spool.h"
 #include "shell/tree/tree.h"
 
 #include <QDateTime>
@@ -20,7 +21,6 @@
 #include <memory>
 #include <vector>
 
-class QTemporaryFile;
 
 class dbClass;
 class Messages;
@@ -45,8 +45,6 @@ public:
     // places: how many the file will hold. False (nothing changed) when no
     // spool file can be made.
     bool spool(int places);
-    // Off: no spool file is made (the tests compare the two ways).
-    static bool useSpool;
     // The smallest selection exportDeclarations() reads by key through a
     // spool: below it the store's cache holds the rows of the whole
     // selection, and the spool would cost more than it saves.
@@ -141,13 +139,7 @@ private:
     // materials, counts.
     Record a_, s_, start_, m_, base_, line_, mat_, ab_;
     QByteArray out_, scratch_;
-    // The spool: each declaration's lines, and where they are in it by place.
-    struct Block {
-        qint64 at = 0, size = 0;
-    };
-    std::unique_ptr<QTemporaryFile> spool_;
-    std::vector<Block> blocks_;
-    qint64 spooled_ = 0;
+    Spool spool_; // each declaration's lines by place
 };
 
 enum class ExportResult { Done, Cancelled, Failed };

@@ -1,7 +1,5 @@
 #include "verify/report.h"
 
-#include <QDir>
-#include <QTemporaryFile>
 
 namespace verify {
 
@@ -86,12 +84,12 @@ void Report::close()
 {
     if (!file_.isOpen())
         return;
-    if (spool_) {
-        endBlock();
+    if (spool_.isOpen()) {
+        // The declarations in the report's order; those not verified (a run
+        // stopped early) have nothing to write.
         flush();
-        writeBlocks();
-        spool_.reset();
-        blocks_.clear();
+        spool_.each([this](const QByteArray &lines) { return file_.write(lines) == lines.size(); });
+        spool_.close();
     }
     flush();
     file_.close();
@@ -99,61 +97,27 @@ void Report::close()
 
 void Report::flush()
 {
-    if (spool_) {
-        spool_->write(buffer_);
-        spooled_ += buffer_.size();
-    } else {
+    if (spool_.isOpen() && place_ >= 0)
+        spool_.append(place_, buffer_);
+    else
         file_.write(buffer_);
-    }
     buffer_.clear();
 }
 
-bool Report::useSpool = true;
-
 bool Report::spool(int places)
 {
-    if (!useSpool || !file_.isOpen() || spool_)
-        return false;
-    auto f = std::make_unique<QTemporaryFile>(QDir::tempPath() + QStringLiteral("/qor-verifica-XXXXXX"));
-    if (!f->open())
+    if (!file_.isOpen() || spool_.isOpen())
         return false;
     flush(); // the preamble goes to the report itself
-    spool_ = std::move(f);
-    spooled_ = 0;
-    blocks_.assign(size_t(std::max(places, 0)), Block{});
     place_ = -1;
-    return true;
-}
-
-void Report::endBlock()
-{
-    if (place_ >= 0 && size_t(place_) < blocks_.size())
-        blocks_[size_t(place_)] = {blockAt_, spooled_ + buffer_.size() - blockAt_};
-    place_ = -1;
-}
-
-// The spooled declarations in the report's order; those not verified (a run
-// stopped early) have nothing to write.
-void Report::writeBlocks()
-{
-    spool_->flush();
-    QByteArray block;
-    for (const Block &b : blocks_) {
-        if (b.size == 0)
-            continue;
-        block.resize(b.size);
-        if (!spool_->seek(b.at) || spool_->read(block.data(), b.size) != b.size)
-            break;
-        file_.write(block);
-    }
+    return spool_.open(places);
 }
 
 void Report::beginDeclaration(const DeclarationHeader &h, int place)
 {
-    if (spool_) {
-        endBlock();
+    if (spool_.isOpen()) {
+        flush();
         place_ = place;
-        blockAt_ = spooled_ + buffer_.size();
     }
     header_ = h;
     headerDue_ = true;

@@ -9,6 +9,7 @@
 // comparison line and a closing empty continuation line.
 
 #include "shell/qty.h"
+#include "shell/spool.h"
 
 #include <QFile>
 #include <QString>
@@ -17,7 +18,6 @@
 #include <memory>
 #include <vector>
 
-class QTemporaryFile;
 
 namespace verify {
 
@@ -66,8 +66,6 @@ public:
     // order. places: how many declarations the report lists. False (nothing
     // changed) when no spool file can be made.
     bool spool(int places);
-    // Off: no spool file is made (the tests compare the two ways).
-    static bool useSpool;
     // Starts a declaration: its header is written before its first remark.
     // With a spool, place is its position in the report (0 first).
     void beginDeclaration(const DeclarationHeader &h, int place = -1);
@@ -89,20 +87,11 @@ private:
     void write(const QString &line);
     void write(const char *utf8, const QByteArray &indent = {});
     void flush();
-    void endBlock();
-    void writeBlocks();
 
     QFile file_;
     QByteArray buffer_; // lines not yet handed to the file (or the spool)
-    // The spool: each declaration's lines, and where they are in it by place.
-    struct Block {
-        qint64 at = 0, size = 0;
-    };
-    std::unique_ptr<QTemporaryFile> spool_;
-    std::vector<Block> blocks_;
-    qint64 spooled_ = 0; // bytes handed to the spool
+    Spool spool_;       // each declaration's lines by place
     int place_ = -1;
-    qint64 blockAt_ = 0;
     DeclarationHeader header_;
     bool headerDue_ = false;
     int level_ = 0;

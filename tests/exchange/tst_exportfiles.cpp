@@ -138,9 +138,9 @@ private Q_SLOTS:
         for (int max : {99999, 2}) {
             expClass::maxPerType = max;
             const QList<QByteArray> spooled = run(QStringLiteral("spool%1").arg(max));
-            expClass::useSpool = false;
+            Spool::enabled = false;
             const QList<QByteArray> direct = run(QStringLiteral("direct%1").arg(max));
-            expClass::useSpool = true;
+            Spool::enabled = true;
             QCOMPARE(spooled.size(), max == 2 ? 3 : 1);
             QCOMPARE(spooled, direct);
         }
@@ -150,9 +150,9 @@ private Q_SLOTS:
         QVERIFY(run(QStringLiteral("toobig")).isEmpty());
         const QStringList spooledText = s.msg.texts();
         s.msg.clear();
-        expClass::useSpool = false;
+        Spool::enabled = false;
         QVERIFY(run(QStringLiteral("toobig2")).isEmpty());
-        expClass::useSpool = true;
+        Spool::enabled = true;
         QCOMPARE(spooledText, s.msg.texts());
         QVERIFY2(spooledText.join(u' ').contains(QStringLiteral("dichiarazione A1 DITTA A1: ha più record")),
                  qPrintable(spooledText.join(u' ')));

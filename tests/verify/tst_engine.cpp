@@ -229,9 +229,9 @@ void TestEngine::readByKeyReportedInOrder()
     for (const char *cf : {"D4", "B2", "A1", "C3", "E5"})
         f.declaration(QString::fromLatin1(cf), QString::fromLatin1(cf) + QStringLiteral(" SRL"));
     const QStringList spooled = f.run(Mode::All, 0).lines;
-    verify::Report::useSpool = false;
+    Spool::enabled = false;
     const QStringList direct = f.run(Mode::All, 0).lines;
-    verify::Report::useSpool = true;
+    Spool::enabled = true;
     QCOMPARE(spooled, direct);
     QStringList names;
     for (const QString &l : spooled)
