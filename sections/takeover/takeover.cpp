@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <utility>
 
 namespace takeover {
 
@@ -358,8 +359,16 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
         r.status = Result::Failed;
         return r;
     }
+    QList<qint64> keys;
+    std::vector<qint64> taken; // the new key of each of keys, 0 when not taken
     auto finish = [&](Result::Status status) {
         r.status = status;
+        // The new declarations in the order they were asked for (the list's).
+        for (qint64 k : saIDs) {
+            const auto at = std::lower_bound(keys.begin(), keys.end(), k);
+            if (at != keys.end() && *at == k && taken[size_t(at - keys.begin())] > 0)
+                r.newIds << std::exchange(taken[size_t(at - keys.begin())], 0);
+        }
         if (!tx.commit()) {
             ctx.msg.errorReport({}, tx.errorCode(), tx.error(), QStringLiteral("takeover"));
             r.status = Result::Failed;
@@ -373,9 +382,10 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
     // Taken by key, each once: the list gives them by name, which scatters
     // them over last year's store; by key the reader finds their rows
     // together.
-    QList<qint64> keys = saIDs;
+    keys = saIDs;
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    taken.assign(size_t(keys.size()), 0);
     tree::ReadOptions read;
     if (!options.structure)
         read.tables = QStringList{QStringLiteral("SezAnag")};
@@ -394,7 +404,7 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
         switch (copier.declaration(*sa, &id, &r.companies)) {
         case Copier::Taken:
             ++r.taken;
-            r.newIds << id;
+            taken[size_t(at - 1)] = id;
             break;
         case Copier::Present:
             ++r.skipped;

@@ -441,6 +441,26 @@ private Q_SLOTS:
         QCOMPARE(p.count(s("SELECT COUNT(*) FROM RecRif")), 2);
     }
 
+    // Read by key, taken in whatever order: the new declarations come back
+    // in the order asked for (the list's, by name), the first being the one
+    // the main list goes to.
+    void newDeclarationsInTheOrderAsked()
+    {
+        Pair p;
+        QList<qint64> asked;
+        QVERIFY(p.make(templ, [&](dbClass &w) {
+            for (const char *n : {"UNO", "DUE", "TRE"})
+                asked.prepend(rifDeclaration(w, {{s("RagSoc"), s(n)}}));
+            return true;
+        }));
+        const Result r = takeover::run(*p.ctx, asked, {true, false});
+        QCOMPARE(r.status, Result::Done);
+        QStringList names;
+        for (qint64 id : r.newIds)
+            names << p.row(s("SELECT RagSoc FROM SezAnag WHERE (saID = ?)"), {id}).value(s("RagSoc")).toString();
+        QCOMPARE(names, (QStringList{s("TRE"), s("DUE"), s("UNO")}));
+    }
+
     void userData()
     {
         Pair p;
