@@ -7,6 +7,7 @@
 #include <QSqlRecord>
 #include <algorithm>
 #include <cstring>
+#include <deque>
 #include <limits>
 
 namespace tree {

@@ -12,7 +12,6 @@
 #include <QString>
 #include <QStringList>
 #include <QVariant>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <vector>
