@@ -38,9 +38,26 @@ const QString companySelect = QStringLiteral(
 
 } // namespace
 
-CounterpartRegister::CounterpartRegister(dbClass &db) : db_(db) {}
+CounterpartRegister::CounterpartRegister(dbClass &db, Mode mode) : db_(db), mode_(mode)
+{
+    // The queue is made now, before the run opens a savepoint for its first
+    // declaration: undoing that one must not take the queue away.
+    if (mode_ == Mode::Queued)
+        prepare();
+}
 
-CounterpartRegister::~CounterpartRegister() = default;
+CounterpartRegister::~CounterpartRegister()
+{
+    insert_.reset();   // a statement on the queue would keep it from being dropped
+    if (!queue_.isEmpty() && db_.isCurrentOpen())
+        dbStatement::run(db_.current(), QStringLiteral("DROP TABLE IF EXISTS ") + queue_);
+}
+
+bool CounterpartRegister::failed(const QString &error, qint64 code, const QString &sql)
+{
+    db_.messages().errorReport({}, code, error, sql);
+    return false;
+}
 
 bool CounterpartRegister::prepare()
 {
@@ -51,19 +68,138 @@ bool CounterpartRegister::prepare()
                                    QStringLiteral("anag.registerCounterpart"));
         return false;
     }
-    // One statement: a company already registered (its tax code is the key)
-    // is left as it is, and no row is written.
-    auto insert = std::make_unique<dbStatement>(
-        db_.current(), QStringLiteral("INSERT INTO Ditte (CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, "
-                                      "prvIstat, comIstat) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?) "
-                                      "ON CONFLICT (CodFisc) DO NOTHING"));
-    if (!insert->isValid()) {
-        db_.messages().errorReport({}, insert->errorCode(), insert->error(), insert->sql());
-        return false;
+    const QString columns = QStringLiteral("CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, prvIstat, comIstat");
+    QString sql;
+    if (mode_ == Mode::Queued) {
+        // One table per register: two runs on one connection keep apart.
+        static int made = 0;
+        const QString name = QStringLiteral("DitteInCoda") + QString::number(++made);
+        const QString create = QStringLiteral("CREATE TEMPORARY TABLE ") + name
+                               + QStringLiteral(" (seq BIGINT, CodFisc TEXT, RagSoc TEXT, Via TEXT, Civico TEXT, Cap TEXT, "
+                                                "PrefTel TEXT, Telefono TEXT, prvIstat INTEGER, comIstat INTEGER)");
+        QString error;
+        qint64 code = 0;
+        if (!dbStatement::run(db_.current(), create, &error, &code))
+            return failed(error, code, create);
+        queue_ = name;
+        sql = QStringLiteral("INSERT INTO ") + queue_ + QStringLiteral(" (") + columns
+              + QStringLiteral(", seq) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    } else {
+        // One statement: a company already registered (its tax code is the
+        // key) is left as it is, and no row is written.
+        sql = QStringLiteral("INSERT INTO Ditte (") + columns
+              + QStringLiteral(") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT (CodFisc) DO NOTHING");
     }
+    auto insert = std::make_unique<dbStatement>(db_.current(), sql);
+    if (!insert->isValid())
+        return failed(insert->error(), insert->errorCode(), insert->sql());
     insert_ = std::move(insert);
     return true;
 }
+
+qint64 CounterpartRegister::flush()
+{
+    if (mode_ != Mode::Queued || queued_ == 0)
+        return 0;
+    if (!prepare())
+        return -1;
+    // By tax code, and for one code in the order queued: the first data
+    // seen for a company is the one kept, as when written one by one.
+    const QString columns = QStringLiteral("CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, prvIstat, comIstat");
+    dbStatement merge(db_.current(), QStringLiteral("INSERT INTO Ditte (") + columns + QStringLiteral(") SELECT ") + columns
+                                         + QStringLiteral(" FROM ") + queue_
+                                         + QStringLiteral(" WHERE 1 = 1 ORDER BY CodFisc, seq ON CONFLICT (CodFisc) DO NOTHING"));
+    // SQLite lets a sort hold as much memory as the page cache: a run that
+    // enlarged the cache for its inserts would hold as much again here. The
+    // library's default is room enough for a sort that goes to disk in runs,
+    // which a second thread helps to sort.
+    QVariant cache, threads;
+    if (db_.current().driverName() == QLatin1String("QSQLITE")) {
+        QSqlQuery q(db_.current());
+        if (q.exec(QStringLiteral("PRAGMA cache_size")) && q.next() && q.value(0).toLongLong() < -2000) {
+            cache = q.value(0);
+            q.exec(QStringLiteral("PRAGMA cache_size = -2000"));
+        }
+        if (q.exec(QStringLiteral("PRAGMA threads")) && q.next() && q.value(0).toLongLong() < 1) {
+            threads = q.value(0);
+            q.exec(QStringLiteral("PRAGMA threads = 1"));
+        }
+    }
+    const bool merged = merge.isValid() && merge.exec();
+    if (cache.isValid())
+        QSqlQuery(db_.current()).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(cache.toLongLong()));
+    if (threads.isValid())
+        QSqlQuery(db_.current()).exec(QStringLiteral("PRAGMA threads = ") + QString::number(threads.toLongLong()));
+    if (!merged) {
+        failed(merge.error(), merge.errorCode(), merge.sql());
+        return -1;
+    }
+    const qint64 added = merge.rowsAffected();
+    QString error;
+    qint64 code = 0;
+    const QString empty = QStringLiteral("DELETE FROM ") + queue_;
+    if (!dbStatement::run(db_.current(), empty, &error, &code)) {
+        failed(error, code, empty);
+        return -1;
+    }
+    queued_ = 0;
+    return added;
+}
+
+namespace {
+
+bool asciiSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+QByteArrayView trimmedAscii(QByteArrayView b)
+{
+    while (!b.isEmpty() && asciiSpace(b.back()))
+        b.chop(1);
+    while (!b.isEmpty() && asciiSpace(b.front()))
+        b = b.sliced(1);
+    return b;
+}
+
+bool isAscii(QByteArrayView b)
+{
+    for (char c : b)
+        if (uchar(c) >= 0x80)
+            return false;
+    return true;
+}
+
+// A text as the register stores it: trimmed, in capitals when upper, cut
+// to width UTF-16 units as the column counts them (none when width is 0; a
+// character of two units is not split). Plain ASCII is done on the bytes;
+// anything else goes through QString, whose idea of blanks, capitals and
+// characters is the one the forms use. The result views text, the caller's
+// upperRoom (of roomSize bytes) or *room.
+QByteArrayView stored(QByteArrayView text, int width, bool upper, QByteArray *room, char *upperRoom = nullptr,
+                      qsizetype roomSize = 0)
+{
+    const QByteArrayView t = trimmedAscii(text);
+    const bool ascii = isAscii(t);
+    // A text with other letters needs QString where they are at an end
+    // (blanks of Unicode), where it may be cut, or when put in capitals.
+    const bool plain = ascii || (uchar(t.front()) < 0x80 && uchar(t.back()) < 0x80 && !upper
+                                 && (width == 0 || t.size() <= width));
+    if (!plain || (upper && t.size() > roomSize)) {
+        QString s = QString::fromUtf8(t).trimmed();
+        if (upper)
+            s = s.toUpper();
+        if (width > 0 && s.size() > width)
+            s.truncate(s.at(width - 1).isHighSurrogate() ? width - 1 : width);   // never half a character
+        *room = s.toUtf8();
+        return *room;
+    }
+    const QByteArrayView cut = width > 0 && t.size() > width ? t.first(width) : t;
+    if (!upper)
+        return cut;
+    for (qsizetype i = 0; i < cut.size(); ++i)
+        upperRoom[i] = cut[i] >= 'a' && cut[i] <= 'z' ? char(cut[i] - 'a' + 'A') : cut[i];
+    return QByteArrayView(upperRoom, cut.size());
+}
+
+} // namespace
 
 bool CounterpartRegister::known(const QString &codFisc) const
 {
@@ -72,52 +208,40 @@ bool CounterpartRegister::known(const QString &codFisc) const
 
 bool CounterpartRegister::known(QByteArrayView codFisc) const
 {
-    // Plain ASCII is trimmed and put in capitals here, as taxCode() would;
-    // anything else goes through it.
-    auto space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
-    QByteArrayView b = codFisc;
-    while (!b.isEmpty() && space(b.back()))
-        b.chop(1);
-    while (!b.isEmpty() && space(b.front()))
-        b = b.sliced(1);
     char upper[32];
-    if (b.size() > qsizetype(sizeof upper))
-        return known(QString::fromUtf8(codFisc));
-    for (qsizetype i = 0; i < b.size(); ++i) {
-        const char c = b[i];
-        if (uchar(c) >= 0x80)
-            return known(QString::fromUtf8(codFisc));
-        upper[i] = c >= 'a' && c <= 'z' ? char(c - 'a' + 'A') : c;
-    }
-    return known_.contains(QByteArray::fromRawData(upper, b.size()));
+    QByteArray room;
+    const QByteArrayView code = stored(codFisc, 0, true, &room, upper, sizeof upper);
+    return known_.contains(QByteArray::fromRawData(code.data(), code.size()));
 }
 
 Registered CounterpartRegister::add(const Company &c)
 {
-    const QString code = taxCode(c.codFisc);
-    const QByteArray key = code.toUtf8();
-    if (code.isEmpty() || known_.contains(key))
+    const QByteArray texts[TextColumns] = {c.codFisc.toUtf8(), c.ragSoc.toUtf8(),  c.via.toUtf8(),     c.civico.toUtf8(),
+                                          c.cap.toUtf8(),     c.prefTel.toUtf8(), c.telefono.toUtf8()};
+    return add(CompanyUtf8{texts[0], texts[1], texts[2], texts[3], texts[4], texts[5], texts[6], c.prvIstat, c.comIstat});
+}
+
+Registered CounterpartRegister::add(const CompanyUtf8 &c)
+{
+    // The run knows the tax code trimmed and in capitals; it is stored cut
+    // to its column.
+    char upper[32];
+    QByteArray codeRoom;
+    const QByteArrayView code = stored(c.codFisc, 0, true, &codeRoom, upper, sizeof upper);
+    if (code.isEmpty() || known_.contains(QByteArray::fromRawData(code.data(), code.size())))
         return Registered::AlreadyThere;
     if (!prepare())
         return Registered::Failed;
-    auto failed = [this](dbStatement &st) {
-        db_.messages().errorReport({}, st.errorCode(), st.error(), st.sql());
-        return Registered::Failed;
-    };
     // Texts trimmed and cut to their column; an empty one is stored as
     // null, and so is an unknown place (0).
-    const QString *texts[TextColumns] = {&code, &c.ragSoc, &c.via, &c.civico, &c.cap, &c.prefTel, &c.telefono};
-    QByteArray utf8[TextColumns];
+    const QByteArrayView texts[TextColumns] = {code, c.ragSoc, c.via, c.civico, c.cap, c.prefTel, c.telefono};
+    QByteArray room[TextColumns];
     for (int i = 0; i < TextColumns; ++i) {
-        QStringView v = QStringView(*texts[i]).trimmed();
-        if (const int width = textWidths()[size_t(i)]; width > 0)
-            v = v.left(width);
-        if (v.isEmpty()) {
+        const QByteArrayView v = stored(texts[i], textWidths()[size_t(i)], false, &room[i]);
+        if (v.isEmpty())
             insert_->bindNull(i);
-            continue;
-        }
-        utf8[i] = v.toUtf8();
-        insert_->bindText(i, utf8[i], dbStatement::Until::Exec);
+        else
+            insert_->bindText(i, v, dbStatement::Until::Exec);
     }
     const int places[] = {c.prvIstat, c.comIstat};
     for (int i = 0; i < 2; ++i) {
@@ -126,14 +250,18 @@ Registered CounterpartRegister::add(const Company &c)
         else
             insert_->bindNull(TextColumns + i);
     }
-    if (!insert_->exec())
-        return failed(*insert_);
+    if (mode_ == Mode::Queued)
+        insert_->bindInt(TextColumns + 2, ++queued_);
+    if (!insert_->exec()) {
+        failed(insert_->error(), insert_->errorCode(), insert_->sql());
+        return Registered::Failed;
+    }
     // A bounded memory: on a run of many thousand declarations the codes met
     // would otherwise grow with it; one forgotten is looked up again.
     if (qsizetype(known_.size()) >= KnownAtMost)
         known_.clear();
-    known_.insert(key);
-    return insert_->rowsAffected() > 0 ? Registered::Added : Registered::AlreadyThere;
+    known_.insert(code.toByteArray());
+    return mode_ == Mode::Queued || insert_->rowsAffected() > 0 ? Registered::Added : Registered::AlreadyThere;
 }
 
 Registered registerCounterpart(dbClass &db, const Company &c)

@@ -23,6 +23,12 @@ struct Company {
     QString codFisc, ragSoc, via, civico, cap, prefTel, telefono;
     int prvIstat = 0, comIstat = 0;
 };
+// The same with its texts in UTF-8, as an exchange file gives them; the
+// bytes are read where they are, during the call.
+struct CompanyUtf8 {
+    QByteArrayView codFisc, ragSoc, via, civico, cap, prefTel, telefono;
+    int prvIstat = 0, comIstat = 0;
+};
 
 // Adds the counterpart when its tax code is not in the register yet; a
 // company already there is left unchanged (the register keeps the first
@@ -35,14 +41,32 @@ Registered registerCounterpart(dbClass &db, const Company &c);
 // takeover): its statement is prepared once, and a tax code handled
 // once in the run is not looked up again. Failures are reported through the
 // database's messages.
+//
+// A run inside one transaction that meets companies by the hundred
+// thousand (an import, a takeover, the demo data) queues them instead
+// (Mode::Queued): add() appends the company to a temporary table of the
+// connection, and flush() writes the queue into the register in tax-code
+// order before the run commits. Written one by one, new companies go to
+// random places of the register's index and the store rewrites the same
+// pages again and again; in order they go through it once. The queue is
+// part of the run's transaction and savepoints: what they undo leaves it
+// too. Until flush() the queued companies are not in the register.
 class CounterpartRegister {
 public:
-    explicit CounterpartRegister(dbClass &db);
+    enum class Mode { Immediate, Queued };
+    explicit CounterpartRegister(dbClass &db, Mode mode = Mode::Immediate);
     ~CounterpartRegister();
     CounterpartRegister(const CounterpartRegister &) = delete;
     CounterpartRegister &operator=(const CounterpartRegister &) = delete;
 
+    // Queued: Added when the company was queued (its code new to the run),
+    // whether or not the register has it already.
     Registered add(const Company &c);
+    Registered add(const CompanyUtf8 &c);
+    // Writes the queue into the register, each tax code with the data first
+    // queued for it, and empties it. The number of companies the register
+    // did not have, -1 on failure. Immediate: nothing to write, 0.
+    qint64 flush();
     // Whether the tax code (trimmed, any case) was handled in this run and
     // is still remembered (at most KnownAtMost codes are). The second form
     // takes the code in UTF-8, as an exchange file gives it: a run that
@@ -56,8 +80,12 @@ public:
 
 private:
     bool prepare();
+    bool failed(const QString &error, qint64 code, const QString &sql);
 
     dbClass &db_;
+    const Mode mode_;
+    QString queue_;   // the temporary table of Mode::Queued, once made
+    qint64 queued_ = 0;   // companies queued since the last flush
     std::unique_ptr<dbStatement> insert_;
     // Codes trimmed and in capitals, in UTF-8.
     QSet<QByteArray> known_;

@@ -14,6 +14,8 @@
 #include "shell/dbclass.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
+#include "shell/schema/schema.h"
+#include "shell/transaction.h"
 
 #include <QFile>
 #include <QSqlQuery>
@@ -116,6 +118,93 @@ private Q_SLOTS:
         QVERIFY(!reg.known(QByteArrayView("")));
         QVERIFY(reg.add({s("rssmra80a01h501u"), s("ALTRO"), {}, {}, {}, {}, {}, 0, 0}) == anag::Registered::AlreadyThere);
         QCOMPARE(st.db->scalar(s("SELECT RagSoc FROM Ditte WHERE CodFisc = 'RSSMRA80A01H501U'")).toString(), s("ROSSI"));
+    }
+
+    // A queued run writes nothing until flush(); then each new tax code
+    // with the data first queued for it, a code already registered keeps
+    // its row, and what a savepoint undid is not written.
+    void queuedRunWritesAtFlushFirstDataWins()
+    {
+        Store st;
+        QVERIFY(st.open(dir.path(), copy("queued.db")));
+        QVERIFY(anag::registerCounterpart(*st.db, {s("OLD00000001"), s("GIA REGISTRATA"), {}, {}, {}, {}, {}, 1, 272})
+                == anag::Registered::Added);
+        auto ragSoc = [&](const char *code) {
+            return st.db->scalar(s("SELECT RagSoc FROM Ditte WHERE CodFisc = ?"), {s(code)}).toString();
+        };
+        const int filler = int(anag::CounterpartRegister::KnownAtMost);
+        {
+            dbTransaction run(st.db->current());
+            QVERIFY(run.isActive());
+            anag::CounterpartRegister reg(*st.db, anag::CounterpartRegister::Mode::Queued);
+            auto add = [&](const QString &code, const char *name) {
+                return reg.add(anag::Company{code, s(name), {}, {}, {}, {}, {}, 1, 272});
+            };
+            QCOMPARE(add(s("old00000001"), "NUOVO NOME"), anag::Registered::Added);
+            QCOMPARE(add(s("AAA00000001"), "PRIMA"), anag::Registered::Added);
+            QCOMPARE(add(s("AAA00000001"), "DOPPIONE"), anag::Registered::AlreadyThere);
+            // Enough others that the run forgets the first: it is queued
+            // again, with other data.
+            for (int i = 0; i < filler; ++i)
+                QCOMPARE(add(QStringLiteral("F%1").arg(i, 10, 10, QChar(u'0')), "RIEMPITIVO"), anag::Registered::Added);
+            QVERIFY(!reg.known(s("AAA00000001")));
+            QCOMPARE(add(s("AAA00000001"), "SECONDA"), anag::Registered::Added);
+            {
+                dbTransaction undone(st.db->current());
+                QVERIFY(undone.isNested());
+                QCOMPARE(add(s("BBB00000001"), "ANNULLATA"), anag::Registered::Added);
+                undone.rollback();
+                reg.forget();
+            }
+            QCOMPARE(st.db->scalar(s("SELECT COUNT(*) FROM Ditte")).toInt(), 1);
+            QCOMPARE(reg.flush(), qint64(filler + 1));
+            QCOMPARE(reg.flush(), qint64(0));
+            QVERIFY(run.commit());
+        }
+        QCOMPARE(st.db->scalar(s("SELECT COUNT(*) FROM Ditte")).toInt(), filler + 2);
+        QCOMPARE(ragSoc("OLD00000001"), s("GIA REGISTRATA"));
+        QCOMPARE(ragSoc("AAA00000001"), s("PRIMA"));
+        QCOMPARE(st.db->scalar(s("SELECT COUNT(*) FROM Ditte WHERE CodFisc = 'BBB00000001'")).toInt(), 0);
+        // The queue went with its register.
+        QCOMPARE(st.db->scalar(s("SELECT COUNT(*) FROM sqlite_temp_master WHERE type = 'table'")).toInt(), 0);
+    }
+
+    // The texts of a file, given as UTF-8, are stored as the forms store
+    // the same texts given as QString: trimmed of any blank (those outside
+    // ASCII too), cut to their column in characters, the tax code in
+    // capitals.
+    void utf8TextsStoredAsTheFormsStoreThem()
+    {
+        Store st;
+        QVERIFY(st.open(dir.path(), copy("utf8.db")));
+        const schema::Table *ditte = schema::table(s("Ditte"));
+        QVERIFY(ditte);
+        auto width = [&](const char *column) { return schema::column(*ditte, s(column))->length; };
+        const QString longAscii = QString(70, u'X');
+        const QString longAccented = s("CAFFÈ ") + QString(60, u'À');
+        const QString emojiAtCut = QString(59, u'A') + s("\U0001F600") + s("B");
+        const QStringList texts = {s("  Rossi  "), s("\u00A0Caffè\u00A0"), s("Àrea Verde"), s("Bar \u00A0"),
+                                   longAscii, longAccented, emojiAtCut, s("\t\n"), s("è")};
+        anag::CounterpartRegister reg(*st.db);
+        for (int i = 0; i < texts.size(); ++i) {
+            const QByteArray code = QStringLiteral(" \u00A0àbc%1 ").arg(i).toUtf8(), text = texts[i].toUtf8();
+            const QByteArray cap = QString(texts[i]).toUtf8();
+            QCOMPARE(reg.add(anag::CompanyUtf8{code, text, text, text, cap, text, text, 1, 272}), anag::Registered::Added);
+            const QString stored = QStringLiteral("ÀBC%1").arg(i);
+            QVERIFY(reg.known(QByteArrayView(code)));
+            QVERIFY(reg.known(stored));
+            QSqlQuery q = st.db->query(s("SELECT RagSoc, Via, Civico, Cap, PrefTel, Telefono FROM Ditte WHERE CodFisc = ?"),
+                                       {stored});
+            QVERIFY2(q.next(), qPrintable(stored));
+            const char *columns[] = {"RagSoc", "Via", "Civico", "Cap", "PrefTel", "Telefono"};
+            for (int c = 0; c < 6; ++c) {
+                // A character of two UTF-16 units is not split at the cut.
+                QString want = texts[i].trimmed().left(width(columns[c]));
+                if (!want.isEmpty() && want.back().isHighSurrogate())
+                    want.chop(1);
+                QCOMPARE(q.isNull(c) ? QString() : q.value(c).toString(), want.isEmpty() ? QString() : want);
+            }
+        }
     }
 
     void sameRowFromFormsImportAndTakeover()
