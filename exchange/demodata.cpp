@@ -81,10 +81,22 @@ struct Place {
 
 class Gen {
 public:
-    Gen(dbClass &db, const Options &o) : db_(db), o_(o), rnd_(o.seed), writer_(db.current(), tree::Writer::Undo::Caller), register_(db) {}
+    Gen(dbClass &db, const Options &o)
+        : db_(db), o_(o), rnd_(o.seed), writer_(db.current(), tree::Writer::Undo::Caller),
+          register_(db, anag::CounterpartRegister::Mode::Queued)
+    {
+    }
 
     bool load();
     bool declaration(int n, qint64 *id);
+    // Writes the companies met into the register, before the run commits.
+    bool finish()
+    {
+        if (register_.flush() >= 0)
+            return true;
+        error = QStringLiteral("anagrafica ditte non aggiornata");
+        return false;
+    }
     QString error;
 
 private:
@@ -570,9 +582,9 @@ bool generate(dbClass &db, const Options &options, QList<qint64> *ids, QString *
         if (ids)
             ids->append(id);
     }
-    if (!tx.commit()) {
+    if (!g.finish() || !tx.commit()) {
         if (error)
-            *error = tx.error();
+            *error = g.error.isEmpty() ? tx.error() : g.error;
         return false;
     }
     return true;

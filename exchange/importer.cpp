@@ -84,9 +84,11 @@ public:
     // Line number n of the load pass; false when it cannot be loaded (a
     // failure of the store reported).
     bool line(const Layout &l, QByteArrayView bytes, int n);
-    // Writes the declaration read so far, in a savepoint of its own inside
-    // the caller's transaction: it is kept whole or not at all.
+    // Writes the declaration read so far into the caller's transaction.
     bool finishDeclaration();
+    // The same at the end of the run (or of its part kept when stopped),
+    // with the companies the run queued for the register.
+    bool finishRun() { return finishDeclaration() && register_.flush() >= 0; }
     // The line the row the store refused comes from; 0 when none was.
     int refusedLine() const { return refusedLine_; }
     int imported = 0, skipped = 0, contained = 0;
@@ -132,9 +134,9 @@ private:
     refdata::comChanged conv_;
     tree::Writer writer_;
     QHash<QByteArray, qint64> nations_;   // by the description as the file has it
-    // Counterparts met in this run are known to it: written once per run,
-    // not once per module.
-    anag::CounterpartRegister register_{db_};
+    // Counterparts met in this run are known to it: queued once per run,
+    // not once per module, and written at its end.
+    anag::CounterpartRegister register_{db_, anag::CounterpartRegister::Mode::Queued};
     std::vector<std::unique_ptr<Columns>> columnsOf_ = std::vector<std::unique_ptr<Columns>>(SCount);
     Record v_, aux_;
     // The rows of the declaration being read, kept from one declaration to
@@ -251,12 +253,18 @@ bool Loader::subjectRow(Record &row)
     const Val code = row.get(key<"codfisc">());
     if (code.n == 0 || register_.known(code.bytes()))
         return true;
-    anag::Company company;
-    company.codFisc = code.toString();
-    company.ragSoc = row.get(key<"ragsoc">()).toString();
-    company.via = row.get(key<"via">()).toString();
-    company.civico = row.get(key<"civico">()).toString();
-    company.cap = row.get(key<"cap">()).toString();
+    // The texts as the file has them (a number field in its decimal digits).
+    QByteArray digits[4];
+    auto text = [&](int i, int k) {
+        const Val v = row.get(k);
+        return v.isInt() ? QByteArrayView(digits[i] = QByteArray::number(v.i)) : v.bytes();
+    };
+    anag::CompanyUtf8 company;
+    company.codFisc = code.bytes();
+    company.ragSoc = text(0, key<"ragsoc">());
+    company.via = text(1, key<"via">());
+    company.civico = text(2, key<"civico">());
+    company.cap = text(3, key<"cap">());
     company.prvIstat = int(row.get(key<"prvistat">()).toInt());
     company.comIstat = int(row.get(key<"comistat">()).toInt());
     return register_.add(company) != anag::Registered::Failed;
@@ -695,9 +703,10 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
     f.readLine(HeaderLength + 3);
     // A larger page cache for the length of the load: the inserts touch the
     // tables and their indexes all over, and the default cache of about 2 MB
-    // makes SQLite read the same pages again and again. (The journal of each
-    // declaration's savepoint stays in memory: see
-    // dbStatement::configureLibrary.) Journal and synchronous modes stay as
+    // makes SQLite read the same pages again and again. 16 MiB hold what the
+    // load goes back to (the indexes of SezAnag, the last pages of each
+    // table; the companies wait in the register's queue), and a file of any
+    // size loads in the same memory. Journal and synchronous modes stay as
     // they are: the committed data is as safe as after any other write.
     struct Cache {
         QSqlDatabase db;
@@ -709,7 +718,7 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
             QSqlQuery q(db);
             if (q.exec(QStringLiteral("PRAGMA cache_size")) && q.next())
                 before = q.value(0);
-            q.exec(QStringLiteral("PRAGMA cache_size = -32768"));
+            q.exec(QStringLiteral("PRAGMA cache_size = -16384"));
         }
         ~Cache()
         {
@@ -758,7 +767,7 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         // An AA line closes the declaration before it: check for a cancel there,
         // so that what is kept is always whole declarations.
         if (l->index == rt::AA && progress && !progress(done, r.check.total)) {
-            if (!loader.finishDeclaration() || !all.commit())
+            if (!loader.finishRun() || !all.commit())
                 return undoAll(QStringLiteral("Attenzione, importazione interrotta: nessuna dichiarazione è stata caricata."));
             r.status = ImportResult::Cancelled;
             r.imported = loader.imported;
@@ -775,7 +784,7 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
     }
     if (lines.tooLong())
         return interrupted(n + 1);
-    if (!loader.finishDeclaration())
+    if (!loader.finishRun())
         return interrupted(loader.refusedLine() > 0 ? loader.refusedLine() : n);
     if (!all.commit())
         return undoAll(QStringLiteral("Attenzione, importazione non riuscita: nessuna dichiarazione del file è stata caricata."));

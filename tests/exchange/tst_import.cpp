@@ -279,6 +279,18 @@ private Q_SLOTS:
         // vehicle schede) was loaded.
         QCOMPARE(t.db.scalar(QStringLiteral("SELECT COUNT(*) FROM SezVfu WHERE msQta07 IS NULL")).toInt(), 0);
         QCOMPARE(count(t.db, "SezVfu"), 6);
+        // Their modules' counterparts are in the register.
+        QVERIFY(count(t.db, "Ditte") > 0);
+        for (const schema::Table *table : tree::tables()) {
+            if (!table->name.startsWith(QLatin1String("Mod")) || !schema::column(*table, QStringLiteral("CodFisc")))
+                continue;
+            QSqlQuery q = t.db.query(QStringLiteral("SELECT CodFisc FROM %1 WHERE CodFisc IS NOT NULL AND "
+                                                    "CodFisc NOT IN (SELECT CodFisc FROM Ditte)").arg(table->name));
+            QStringList missing;
+            while (q.next())
+                missing << q.value(0).toString();
+            QVERIFY2(missing.isEmpty(), qPrintable(table->name + QStringLiteral(": ") + missing.join(u',')));
+        }
     }
 
     void unknownNationIsRefusedBeforeLoading()
