@@ -703,29 +703,10 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
     f.readLine(HeaderLength + 3);
     // A larger page cache for the length of the load: the inserts touch the
     // tables and their indexes all over, and the default cache of about 2 MB
-    // makes SQLite read the same pages again and again. 16 MiB hold what the
-    // load goes back to (the indexes of SezAnag, the last pages of each
-    // table; the companies wait in the register's queue), and a file of any
-    // size loads in the same memory. Journal and synchronous modes stay as
-    // they are: the committed data is as safe as after any other write.
-    struct Cache {
-        QSqlDatabase db;
-        QVariant before;
-        explicit Cache(QSqlDatabase c) : db(c)
-        {
-            if (db.driverName() != QLatin1String("QSQLITE"))
-                return;
-            QSqlQuery q(db);
-            if (q.exec(QStringLiteral("PRAGMA cache_size")) && q.next())
-                before = q.value(0);
-            q.exec(QStringLiteral("PRAGMA cache_size = -16384"));
-        }
-        ~Cache()
-        {
-            if (before.isValid())
-                QSqlQuery(db).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(before.toLongLong()));
-        }
-    } cache(db.current());
+    // makes SQLite read the same pages again and again. The companies wait
+    // in the register's queue meanwhile. Journal and synchronous modes stay
+    // as they are: the committed data is as safe as after any other write.
+    const dbPageCache cache(db.current(), ImportPageCacheKib);
     // All or nothing: the run is one transaction; a failure while loading
     // undoes every declaration of the file, an interruption keeps the whole
     // declarations loaded before it.

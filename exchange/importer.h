@@ -62,4 +62,10 @@ constexpr qint64 DeclarationsLock = 20190713;
 // Text shown when the database stays locked by another station.
 QString busyText();
 
+// The page cache of a run that adds declarations by the thousand (an import,
+// a takeover), in KiB: what the load goes back to fits, the last pages of
+// each table and the indexes of SezAnag, and a run of any size takes the same
+// memory.
+constexpr int ImportPageCacheKib = 16384;
+
 } // namespace exch

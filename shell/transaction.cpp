@@ -1,5 +1,7 @@
 #include "shell/transaction.h"
 
+#include <QSqlQuery>
+
 #include "shell/dbstatement.h"
 #include "shell/messages.h"
 
@@ -124,4 +126,21 @@ bool dbTransaction::wasBusy() const
     // available (55P03) reads as no number.
     return (code_ & 0xff) == 5 || error_.contains(QLatin1String("locked")) ||
            error_.contains(QLatin1String("55P03"));
+}
+
+dbPageCache::dbPageCache(QSqlDatabase db, int kib) : db_(db)
+{
+    if (db_.driverName() != QLatin1String("QSQLITE"))
+        return;
+    QSqlQuery q(db_);
+    if (!q.exec(QStringLiteral("PRAGMA cache_size")) || !q.next())
+        return;
+    before_ = q.value(0).toLongLong();
+    set_ = q.exec(QStringLiteral("PRAGMA cache_size = -") + QString::number(kib));
+}
+
+dbPageCache::~dbPageCache()
+{
+    if (set_)
+        QSqlQuery(db_).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(before_));
 }

@@ -57,3 +57,19 @@ private:
     QString error_;
     qint64 code_ = 0;
 };
+
+// A larger page cache for the length of a run that writes much (on SQLite;
+// elsewhere nothing): kib kibibytes instead of the connection's size, given
+// back when the object goes.
+class dbPageCache {
+public:
+    dbPageCache(QSqlDatabase db, int kib);
+    ~dbPageCache();
+    dbPageCache(const dbPageCache &) = delete;
+    dbPageCache &operator=(const dbPageCache &) = delete;
+
+private:
+    QSqlDatabase db_;
+    qint64 before_ = 0;
+    bool set_ = false;
+};

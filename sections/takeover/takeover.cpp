@@ -107,15 +107,12 @@ class Copier {
 public:
     Copier(AppContext &ctx, bool structure)
         : ctx_(ctx), db_(ctx.db), conv_(ctx.db), structure_(structure), writer_(ctx.db.current()),
-          register_(ctx.db, anag::CounterpartRegister::Mode::Queued)
+          register_(ctx.db)
     {
     }
 
     enum Outcome { Taken, Present, Failed };
-    Outcome declaration(tree::Node &sa, qint64 *newID);
-    // Writes the companies the declarations taken so far met into the
-    // register: the number it did not have, -1 on failure.
-    qint64 finish() { return register_.flush(); }
+    Outcome declaration(tree::Node &sa, qint64 *newID, int *companies);
 
 private:
     bool row(tree::Node &n);
@@ -128,9 +125,10 @@ private:
     refdata::comChanged conv_;
     bool structure_;
     tree::Writer writer_;
-    // The register of companies for the run; the companies wait in its
-    // queue until the run ends.
+    // The register of companies for the run; added_ counts the companies
+    // the declaration being written added to it.
     anag::CounterpartRegister register_;
+    int added_ = 0;
     // The presence test, prepared once for each of its shapes.
     std::map<QString, dbStatement> presence_;
 };
@@ -155,7 +153,10 @@ qint64 Copier::present(const exch::DeclarationIdentity &d)
 
 bool Copier::registerCompany(const anag::Company &c)
 {
-    return register_.add(c) != anag::Registered::Failed;
+    const anag::Registered r = register_.add(c);
+    if (r == anag::Registered::Added)
+        ++added_;
+    return r != anag::Registered::Failed;
 }
 
 // A row of the tree on its way into the current year; the declaration row
@@ -187,7 +188,7 @@ bool Copier::row(tree::Node &n)
     return registerCompany(anag::counterpartOf(n));
 }
 
-Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID)
+Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companies)
 {
     emptyQuantities(sa);
     convertPlaces(conv_, sa);
@@ -212,15 +213,17 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID)
             if (sa.table->columns[i].name.startsWith(QLatin1String("msUmi")))
                 sa.values[qsizetype(i)] = nullOf(QMetaType::Int);
 
+    added_ = 0;
     const qint64 id = writer_.write(sa, [this](tree::Node &n) { return row(n); });
     if (id < 0) {
-        // The declaration's rollback took its companies out of the queue.
+        // The declaration's rollback took its companies away again.
         register_.forget();
         if (!writer_.error().isEmpty())
             ctx_.msg.errorReport({}, writer_.errorCode(), writer_.error(), QStringLiteral("takeover"));
         return Failed;
     }
     *newID = id;
+    *companies += added_;
     return Taken;
 }
 
@@ -346,6 +349,9 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
     // declarations (a declaration is never taken twice); each declaration in
     // a savepoint of its own. What was taken stays when the run is
     // cancelled or a declaration fails.
+    // The run writes as much as an import of the same declarations, into
+    // the same tables and indexes: the same page cache.
+    const dbPageCache cache(ctx.db.current(), exch::ImportPageCacheKib);
     dbTransaction tx(ctx.db.current());
     if (!tx.isActive()) {
         ctx.msg.critical(tx.wasBusy() ? exch::busyText() : tx.error());
@@ -358,19 +364,8 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
     }
     QList<qint64> keys;
     std::vector<qint64> taken; // the new key of each of keys, 0 when not taken
-    Copier copier(ctx, options.structure);
     auto finish = [&](Result::Status status) {
         r.status = status;
-        // The companies go to the register with the declarations, or neither.
-        const qint64 companies = copier.finish();
-        if (companies < 0) {
-            tx.rollback();
-            r.status = Result::Failed;
-            r.taken = 0;
-            r.companies = 0;
-            return r;
-        }
-        r.companies = int(companies);
         // The new declarations in the order they were asked for (the list's).
         for (qint64 k : saIDs) {
             const auto at = std::lower_bound(keys.begin(), keys.end(), k);
@@ -399,6 +394,7 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
         read.tables = QStringList{QStringLiteral("SezAnag")};
     tree::Reader reader(ctx.db.previous(), read);
     reader.select(keys);
+    Copier copier(ctx, options.structure);
     const int total = int(keys.size());
     int at = 0;
     while (tree::Node *sa = reader.next()) {
@@ -408,7 +404,7 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
             return finish(Result::Cancelled);
         ++at;
         qint64 id = 0;
-        switch (copier.declaration(*sa, &id)) {
+        switch (copier.declaration(*sa, &id, &r.companies)) {
         case Copier::Taken:
             ++r.taken;
             taken[size_t(at - 1)] = id;

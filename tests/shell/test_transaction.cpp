@@ -44,6 +44,23 @@ private Q_SLOTS:
     }
     void cleanup() { QSqlQuery(QSqlDatabase::database(QStringLiteral("a"))).exec(QStringLiteral("DELETE FROM t")); }
 
+    // A run's larger page cache lasts as long as the run, then the
+    // connection has its own size again.
+    void pageCacheForTheRunOnly()
+    {
+        const QSqlDatabase a = QSqlDatabase::database(QStringLiteral("a"));
+        auto size = [&] {
+            QSqlQuery q(a);
+            return q.exec(QStringLiteral("PRAGMA cache_size")) && q.next() ? q.value(0).toLongLong() : 0;
+        };
+        const qint64 before = size();
+        {
+            const dbPageCache cache(a, 12345);
+            QCOMPARE(size(), qint64(-12345));
+        }
+        QCOMPARE(size(), before);
+    }
+
     void rolledBackUnlessCommitted()
     {
         const QSqlDatabase a = QSqlDatabase::database(QStringLiteral("a"));
