@@ -4,6 +4,7 @@
 #include "shell/dbstatement.h"
 #include "shell/messages.h"
 #include "shell/schema/schema.h"
+#include "shell/transaction.h"
 #include "shell/tree/tree.h"
 
 #include <QSqlQuery>
@@ -33,8 +34,13 @@ const std::array<int, TextColumns> &textWidths()
 
 QString taxCode(const QString &codFisc) { return codFisc.trimmed().toUpper(); }
 
-const QString companySelect = QStringLiteral(
-    "SELECT CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, prvIstat, comIstat FROM Ditte WHERE (CodFisc = ?)");
+// The columns a company is written with, the texts first as textWidths()
+// names them.
+const QString companyColumns =
+    QStringLiteral("CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, prvIstat, comIstat");
+
+const QString companySelect =
+    QStringLiteral("SELECT ") + companyColumns + QStringLiteral(" FROM Ditte WHERE (CodFisc = ?)");
 
 } // namespace
 
@@ -68,7 +74,7 @@ bool CounterpartRegister::prepare()
                                    QStringLiteral("anag.registerCounterpart"));
         return false;
     }
-    const QString columns = QStringLiteral("CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, prvIstat, comIstat");
+    const QString &columns = companyColumns;
     QString sql;
     if (mode_ == Mode::Queued) {
         // One table per register: two runs on one connection keep apart.
@@ -105,7 +111,7 @@ qint64 CounterpartRegister::flush()
         return -1;
     // By tax code, and for one code in the order queued: the first data
     // seen for a company is the one kept, as when written one by one.
-    const QString columns = QStringLiteral("CodFisc, RagSoc, Via, Civico, Cap, PrefTel, Telefono, prvIstat, comIstat");
+    const QString &columns = companyColumns;
     dbStatement merge(db_.current(), QStringLiteral("INSERT INTO Ditte (") + columns + QStringLiteral(") SELECT ") + columns
                                          + QStringLiteral(" FROM ") + queue_
                                          + QStringLiteral(" WHERE 1 = 1 ORDER BY CodFisc, seq ON CONFLICT (CodFisc) DO NOTHING"));
@@ -113,23 +119,20 @@ qint64 CounterpartRegister::flush()
     // enlarged the cache for its inserts would hold as much again here. The
     // library's default is room enough for a sort that goes to disk in runs,
     // which a second thread helps to sort.
-    QVariant cache, threads;
-    if (db_.current().driverName() == QLatin1String("QSQLITE")) {
+    bool merged = false;
+    {
+        const dbPageCache sortMemory(db_.current(), 2000);
+        QVariant threads;
         QSqlQuery q(db_.current());
-        if (q.exec(QStringLiteral("PRAGMA cache_size")) && q.next() && q.value(0).toLongLong() < -2000) {
-            cache = q.value(0);
-            q.exec(QStringLiteral("PRAGMA cache_size = -2000"));
-        }
-        if (q.exec(QStringLiteral("PRAGMA threads")) && q.next() && q.value(0).toLongLong() < 1) {
+        if (db_.current().driverName() == QLatin1String("QSQLITE") && q.exec(QStringLiteral("PRAGMA threads"))
+            && q.next() && q.value(0).toLongLong() < 1) {
             threads = q.value(0);
             q.exec(QStringLiteral("PRAGMA threads = 1"));
         }
+        merged = merge.isValid() && merge.exec();
+        if (threads.isValid())
+            q.exec(QStringLiteral("PRAGMA threads = ") + QString::number(threads.toLongLong()));
     }
-    const bool merged = merge.isValid() && merge.exec();
-    if (cache.isValid())
-        QSqlQuery(db_.current()).exec(QStringLiteral("PRAGMA cache_size = ") + QString::number(cache.toLongLong()));
-    if (threads.isValid())
-        QSqlQuery(db_.current()).exec(QStringLiteral("PRAGMA threads = ") + QString::number(threads.toLongLong()));
     if (!merged) {
         failed(merge.error(), merge.errorCode(), merge.sql());
         return -1;
