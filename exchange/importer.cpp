@@ -19,12 +19,16 @@
 #include <QHash>
 #include <QSet>
 #include <QSqlError>
+#include <QScopeGuard>
 #include <QSqlQuery>
 
 #include <algorithm>
+#include <condition_variable>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace exch {
@@ -60,38 +64,143 @@ int kindCode(const Val &k)
     return 0;
 }
 
-// A declaration is read line by line into a tree of rows, the way the lines
-// give them (a detail line to the module before it, a second line's columns
-// or a materials line to a row already made), and written whole when the next
-// declaration begins or the file ends.
-class Loader {
-public:
-    // Any failure to write rolls back the whole file (undoAll): the writer
-    // keeps no savepoint per declaration.
-    Loader(dbClass &db, Messages &msg)
-        : db_(db), msg_(msg), st_(db.current(), msg), conv_(db), writer_(db.current(), tree::Writer::Undo::Caller)
+// The load runs on two threads. A reading thread turns the lines of the file
+// into declarations, each a tree of rows built the way the lines give them
+// (a detail line to the module before it, a second line's columns or a
+// materials line to a row already made), with the companies its modules
+// name; the caller's thread, which alone uses the store, tests each for
+// presence and writes it. They pass declarations in batches: a few batches
+// go round and round, their rows and bytes used again, so that the memory
+// depends on the size of a batch, not of the file.
+struct Batch {
+    struct Declaration {
+        tree::Node *sa = nullptr;
+        int line = 0;           // of its AA record
+        int brokenAt = 0;       // the first of its lines that could not be loaded; 0 when none
+        size_t companies = 0;   // its first company in the batch
+        DeclarationIdentity identity;
+        QString name;           // for the step observer, when there is one
+    };
+    // How the batch ends: more to come, the end of the file, or a line that
+    // stops the run (the declaration it belongs to is the last one, and it
+    // is not written).
+    enum class End { More, File, Refused, Interrupted };
+
+    // Rows of the batch's declarations, each with its line, by table: a
+    // row keeps the room of its values for the next batch, as many as its
+    // table has. used of them are in use.
+    struct Rows {
+        std::deque<tree::Node> rows;
+        std::vector<int> lines;
+        size_t used = 0;
+    };
+    std::vector<Rows> rows = std::vector<Rows>(schema::tables().size());
+    tree::TextBlocks texts;   // the bytes of their texts
+    // The companies the modules name, with their texts in texts.
+    std::vector<anag::CompanyUtf8> companies;
+    std::vector<int> companyLines;
+    std::vector<Declaration> declarations;
+    size_t count = 0;         // of declarations
+    End end = End::More;
+    int lastLine = 0;         // the last line read (End::File), the one stopping the run (otherwise)
+    QString refusal;          // End::Refused: why
+
+    void clear()
     {
-        writer_.setUtf8Texts(true);
-        QSqlQuery q = db_.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni ORDER BY nazID"));
-        while (q.next()) {
-            // The file carries the first 20 characters of the description.
-            const QByteArray d = q.value(1).toString().left(20).trimmed().toUtf8();
-            if (!nations_.contains(d))
-                nations_.insert(d, q.value(0).toLongLong());
+        for (Rows &r : rows)
+            r.used = 0;
+        texts.clear();
+        companies.clear();
+        companyLines.clear();
+        count = 0;
+        end = End::More;
+        lastLine = 0;
+        refusal.clear();
+    }
+    size_t companiesEnd(size_t i) const { return i + 1 < count ? declarations[i + 1].companies : companies.size(); }
+};
+
+// Batches between the two threads: the reader takes an empty one and hands
+// it over full; the writer takes the full ones in order and gives them back.
+// halt() stops the reader at its next batch.
+class Pipe {
+public:
+    explicit Pipe(int batches)
+    {
+        for (int i = 0; i < batches; ++i) {
+            owned_.push_back(std::make_unique<Batch>());
+            empty_.push_back(owned_.back().get());
         }
     }
+    Batch *takeEmpty()
+    {
+        std::unique_lock lock(m_);
+        cv_.wait(lock, [this] { return halted_ || !empty_.empty(); });
+        if (halted_)
+            return nullptr;
+        Batch *b = empty_.front();
+        empty_.pop_front();
+        return b;
+    }
+    void handFull(Batch *b)
+    {
+        {
+            const std::lock_guard lock(m_);
+            full_.push_back(b);
+        }
+        cv_.notify_all();
+    }
+    Batch *takeFull()
+    {
+        std::unique_lock lock(m_);
+        cv_.wait(lock, [this] { return !full_.empty(); });
+        Batch *b = full_.front();
+        full_.pop_front();
+        return b;
+    }
+    void giveBack(Batch *b)
+    {
+        b->clear();
+        {
+            const std::lock_guard lock(m_);
+            empty_.push_back(b);
+        }
+        cv_.notify_all();
+    }
+    void halt()
+    {
+        {
+            const std::lock_guard lock(m_);
+            halted_ = true;
+        }
+        cv_.notify_all();
+    }
 
-    // Line number n of the load pass; false when it cannot be loaded (a
-    // failure of the store reported).
-    bool line(const Layout &l, QByteArrayView bytes, int n);
-    // Writes the declaration read so far into the caller's transaction.
-    bool finishDeclaration();
-    // The same at the end of the run (or of its part kept when stopped),
-    // with the companies the run queued for the register.
-    bool finishRun() { return finishDeclaration() && register_.flush() >= 0; }
-    // The line the row the store refused comes from; 0 when none was.
-    int refusedLine() const { return refusedLine_; }
-    int imported = 0, skipped = 0, contained = 0;
+private:
+    std::mutex m_;
+    std::condition_variable cv_;
+    std::deque<Batch *> empty_, full_;
+    std::vector<std::unique_ptr<Batch>> owned_;
+    bool halted_ = false;
+};
+
+// Declarations handed over together: enough to make the passing cheap, few
+// enough to keep the batches in the processors' caches.
+constexpr size_t BatchDeclarations = 16;
+constexpr int Batches = 3;
+
+// The reading side: lines into declarations, with no store. What it needs
+// of the store (nations, renamed municipalities) is read before it starts.
+class Builder {
+public:
+    Builder(const QHash<QByteArray, qint64> &nations, const refdata::comChanged &conv, bool names)
+        : nations_(nations), conv_(conv), names_(names)
+    {
+    }
+
+    // Reads the load pass of the file (the header skipped) into batches
+    // until its end, a line that stops the run, or the pipe's halt.
+    void run(const QString &path, Pipe &pipe);
 
 private:
     // Where the values of a record go in a row of a table: record key and
@@ -111,6 +220,8 @@ private:
         SMgRifColumns = SMaterials + 4,                  // second line of an MG module of scheda RIF
         SCount
     };
+    // Line number n; false when it cannot be loaded.
+    bool line(const Layout &l, QByteArrayView bytes, int n);
     const Columns &columns(int slot, const QString &table, const std::vector<int> &keys);
     const Columns &columns(int slot, const QString &table, std::initializer_list<int> keys)
     {
@@ -123,30 +234,20 @@ private:
     tree::Node *add(const Columns &c, const Record &r, tree::Node *parent);
     // Sets the columns of c in row from r; a fresh row is null throughout.
     void fill(tree::Node &row, const Columns &c, const Record &r, bool fresh = false);
+    QByteArrayView keep(QByteArrayView b) { return b.isEmpty() ? QByteArrayView() : QByteArrayView(b_->texts.copy(b), b.size()); }
     bool subjectRow(Record &row);
     bool pairs(const Record &v, int count, int slot, const QString &table, tree::Node *module);
-    bool declaration(Record &v, const Layout &l);
+    void declaration(Record &v, const Layout &l, QByteArrayView bytes, int n);
     bool family(const Layout &l, Record &v);
 
-    dbClass &db_;
-    Messages &msg_;
-    Statements st_;
-    refdata::comChanged conv_;
-    tree::Writer writer_;
-    QHash<QByteArray, qint64> nations_;   // by the description as the file has it
-    // Counterparts met in this run are known to it: queued once per run,
-    // not once per module, and written at its end.
-    anag::CounterpartRegister register_{db_, anag::CounterpartRegister::Mode::Queued};
+    const QHash<QByteArray, qint64> &nations_;   // by the description as the file has it
+    const refdata::comChanged &conv_;
+    const bool names_;
     std::vector<std::unique_ptr<Columns>> columnsOf_ = std::vector<std::unique_ptr<Columns>>(SCount);
     Record v_, aux_;
-    // The rows of the declaration being read, kept from one declaration to
-    // the next; used_ of them are the current one's, each with its line.
-    std::deque<tree::Node> rows_;
-    tree::TextBlocks texts_;   // the bytes of their texts
-    std::vector<int> rowLines_;
-    size_t used_ = 0;
-    int line_ = 0, refusedLine_ = 0;
-    bool skipping_ = false;
+    Batch *b_ = nullptr;
+    Batch::Declaration *d_ = nullptr;   // the declaration being read
+    int line_ = 0;
     tree::Node *sa_ = nullptr, *rif_ = nullptr, *int_ = nullptr, *si_ = nullptr, *sr_ = nullptr, *vfu_ = nullptr;
     tree::Node *drModule_ = nullptr, *mgModule_ = nullptr;   // modules the detail lines go to
     // The MG module the last detail lines began: its scheda record type,
@@ -162,7 +263,56 @@ private:
     int detailPos_ = 0;
 };
 
-const Loader::Columns &Loader::columns(int slot, const QString &table, const std::vector<int> &keys)
+void Builder::run(const QString &path, Pipe &pipe)
+{
+    b_ = pipe.takeEmpty();
+    if (!b_)
+        return;
+    auto stop = [&](Batch::End end, int at, const QString &why = {}) {
+        b_->end = end;
+        b_->lastLine = at;
+        b_->refusal = why;
+        pipe.handFull(std::exchange(b_, nullptr));
+    };
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return stop(Batch::End::Refused, 0, QStringLiteral("Errore apertura file."));
+    f.readLine(HeaderLength + 3);
+    LineReader lines(f, maxLineLength());
+    QByteArrayView bytes;
+    int n = 1;
+    while (lines.next(bytes)) {
+        ++n;
+        const Layout *l = layout(bytes.first(std::min<qsizetype>(2, bytes.size())));
+        if (!l || bytes.size() != l->length)   // the file changed since it was checked
+            return stop(Batch::End::Refused, n,
+                        l ? QStringLiteral("Lunghezza record errata.") : QStringLiteral("Tipo record errato."));
+        // A declaration does not cross batches: a full batch goes at the
+        // line that begins the next one.
+        if (l->index == rt::AA && b_->count >= BatchDeclarations) {
+            pipe.handFull(b_);
+            if (!(b_ = pipe.takeEmpty()))
+                return;
+        }
+        if (l->index == rt::AA) {
+            declaration(v_, *l, bytes, n);
+            continue;
+        }
+        if (!d_)   // a line before any declaration
+            return stop(Batch::End::Interrupted, n);
+        // The rest of a declaration that cannot be loaded is passed over:
+        // the writer says so only when the declaration is not already present.
+        if (d_->brokenAt > 0)
+            continue;
+        if (!line(*l, bytes, n))
+            d_->brokenAt = n;
+    }
+    if (lines.tooLong())
+        return stop(Batch::End::Interrupted, n + 1);
+    stop(Batch::End::File, n);
+}
+
+const Builder::Columns &Builder::columns(int slot, const QString &table, const std::vector<int> &keys)
 {
     std::unique_ptr<Columns> &c = columnsOf_[size_t(slot)];
     if (c)
@@ -186,7 +336,7 @@ const Loader::Columns &Loader::columns(int slot, const QString &table, const std
     return *c;
 }
 
-const Loader::Columns &Loader::layoutColumns(const Layout &l, const QString &table, std::initializer_list<int> extra)
+const Builder::Columns &Builder::layoutColumns(const Layout &l, const QString &table, std::initializer_list<int> extra)
 {
     if (columnsOf_[size_t(l.index)])
         return *columnsOf_[size_t(l.index)];
@@ -202,10 +352,10 @@ const Loader::Columns &Loader::layoutColumns(const Layout &l, const QString &tab
     return columns(l.index, table, keys);
 }
 
-void Loader::fill(tree::Node &row, const Columns &c, const Record &r, bool fresh)
+void Builder::fill(tree::Node &row, const Columns &c, const Record &r, bool fresh)
 {
     // Texts stay in UTF-8, as the line was decoded: the writer takes them so.
-    // Their bytes go to the declaration's blocks, not one allocation each.
+    // Their bytes go to the batch's blocks, not one allocation each.
     // Each value is made where it goes, not made aside and moved in.
     QVariant *values = row.values.data();
     for (const auto &[k, i] : c.at) {
@@ -217,20 +367,21 @@ void Loader::fill(tree::Node &row, const Columns &c, const Record &r, bool fresh
         case Val::Kind::Null: std::construct_at(values + i); break;
         case Val::Kind::Int: std::construct_at(values + i, v.i); break;
         case Val::Kind::Text:
-            std::construct_at(values + i, QByteArray::fromRawData(texts_.copy({v.s, v.n}), v.n));
+            std::construct_at(values + i, QByteArray::fromRawData(b_->texts.copy({v.s, v.n}), v.n));
             break;
         }
     }
 }
 
-tree::Node *Loader::add(const Columns &c, const Record &r, tree::Node *parent)
+tree::Node *Builder::add(const Columns &c, const Record &r, tree::Node *parent)
 {
-    if (used_ == rows_.size()) {
-        rows_.emplace_back();
-        rowLines_.push_back(0);
+    Batch::Rows &b = b_->rows[size_t(c.table - &schema::tables().front())];
+    if (b.used == b.rows.size()) {
+        b.rows.emplace_back();
+        b.lines.push_back(0);
     }
-    rowLines_[used_] = line_;
-    tree::Node &row = rows_[used_++];
+    b.lines[b.used] = line_;
+    tree::Node &row = b.rows[b.used++];
     row.table = c.table;
     row.values.clear(); // keeps its room for the next row
     row.values.resize(qsizetype(c.table->columns.size()));
@@ -241,7 +392,7 @@ tree::Node *Loader::add(const Columns &c, const Record &r, tree::Node *parent)
     return &row;
 }
 
-bool Loader::subjectRow(Record &row)
+bool Builder::subjectRow(Record &row)
 {
     const Val naz = row.get(key<"#nazdesc">());
     if (naz.n > 0) {
@@ -251,26 +402,28 @@ bool Loader::subjectRow(Record &row)
         row.set(key<"nazid">(), *it);
     }
     const Val code = row.get(key<"codfisc">());
-    if (code.n == 0 || register_.known(code.bytes()))
+    if (code.n == 0)
         return true;
-    // The texts as the file has them (a number field in its decimal digits).
-    QByteArray digits[4];
-    auto text = [&](int i, int k) {
+    // The texts as the file has them (a number field in its decimal digits),
+    // kept with the batch for the writer, which registers the company.
+    auto text = [&](int k) {
         const Val v = row.get(k);
-        return v.isInt() ? QByteArrayView(digits[i] = QByteArray::number(v.i)) : v.bytes();
+        return keep(v.isInt() ? QByteArrayView(QByteArray::number(v.i)) : v.bytes());
     };
     anag::CompanyUtf8 company;
-    company.codFisc = code.bytes();
-    company.ragSoc = text(0, key<"ragsoc">());
-    company.via = text(1, key<"via">());
-    company.civico = text(2, key<"civico">());
-    company.cap = text(3, key<"cap">());
+    company.codFisc = keep(code.bytes());
+    company.ragSoc = text(key<"ragsoc">());
+    company.via = text(key<"via">());
+    company.civico = text(key<"civico">());
+    company.cap = text(key<"cap">());
     company.prvIstat = int(row.get(key<"prvistat">()).toInt());
     company.comIstat = int(row.get(key<"comistat">()).toInt());
-    return register_.add(company) != anag::Registered::Failed;
+    b_->companies.push_back(company);
+    b_->companyLines.push_back(line_);
+    return true;
 }
 
-bool Loader::pairs(const Record &v, int count, int slot, const QString &table, tree::Node *module)
+bool Builder::pairs(const Record &v, int count, int slot, const QString &table, tree::Node *module)
 {
     static const struct Keys {
         int cod[10], qta[10], qtaU[10];
@@ -300,33 +453,19 @@ bool Loader::pairs(const Record &v, int count, int slot, const QString &table, t
     return true;
 }
 
-bool Loader::finishDeclaration()
-{
-    if (!sa_)
-        return true;
-    tree::Node *sa = std::exchange(sa_, nullptr);
-    const tree::Node *refused = nullptr;
-    const qint64 id = writer_.write(*sa, [&refused](tree::Node &row) {
-        refused = &row;   // the row about to be written
-        return true;
-    });
-    used_ = 0;
-    texts_.clear();
-    if (id >= 0)
-        return true;
-    for (size_t i = 0; refused && i < rows_.size(); ++i)
-        if (&rows_[i] == refused)
-            refusedLine_ = rowLines_[i];
-    msg_.errorReport({}, writer_.errorCode(), writer_.error(),
-                     refused ? QStringLiteral("INSERT INTO ") + refused->table->name : QStringLiteral("SAVEPOINT"));
-    return false;
-}
 
-bool Loader::declaration(Record &a, const Layout &l)
+void Builder::declaration(Record &a, const Layout &l, QByteArrayView bytes, int n)
 {
-    if (!finishDeclaration())
-        return false;
-    ++contained;
+    line_ = n;
+    decodeLine(l, bytes, a);
+    Batch &b = *b_;
+    if (b.count == b.declarations.size())
+        b.declarations.emplace_back();
+    d_ = &b.declarations[b.count++];
+    d_->line = n;
+    d_->brokenAt = 0;
+    d_->companies = b.companies.size();
+    d_->name = names_ ? decodeLine(l, bytes.toByteArray()).value(QStringLiteral("ragsoc")).toString() : QString();
     a.copy(key<"codfisc">(), a, key<"#codfisc">());
     a.set(key<"saanno">(), qorClass::Year);
     for (auto [p, c] : {std::pair{key<"prvistat">(), key<"comistat">()},
@@ -338,28 +477,16 @@ bool Loader::declaration(Record &a, const Layout &l)
             a.set(c, com);
         }
     }
-    const PresenceTest present = presenceTest({a.get(key<"codfisc">()).toVariant(), a.get(key<"ragsoc">()).toVariant(),
-                                               a.get(key<"via">()).toVariant(), a.get(key<"civico">()).toVariant(),
-                                               a.get(key<"prvistat">()).toVariant(),
-                                               a.get(key<"comistat">()).toVariant()});
-    dbStatement *q = st_.run(present.sql, present.params);
-    if (!q)
-        return false;
-    skipping_ = q->next();
-    q->finish();
-    if (skipping_) {
-        ++skipped;
-        return true;
-    }
-    ++imported;
+    d_->identity = {a.get(key<"codfisc">()).toVariant(), a.get(key<"ragsoc">()).toVariant(),
+                    a.get(key<"via">()).toVariant(),     a.get(key<"civico">()).toVariant(),
+                    a.get(key<"prvistat">()).toVariant(), a.get(key<"comistat">()).toVariant()};
     rif_ = int_ = si_ = sr_ = vfu_ = drModule_ = mgModule_ = nullptr;
     mgKey_ = {};
-    sa_ = add(layoutColumns(l, QStringLiteral("SezAnag"), {key<"codfisc">(), key<"saanno">()}), a, nullptr);
-    return true;
+    sa_ = d_->sa = add(layoutColumns(l, QStringLiteral("SezAnag"), {key<"codfisc">(), key<"saanno">()}), a, nullptr);
 }
 
 // Modules and rows of the packaging, RAEE and vehicle schede.
-bool Loader::family(const Layout &l, Record &v)
+bool Builder::family(const Layout &l, Record &v)
 {
     const QChar fam = l.code.at(0);
     const QChar rec = l.code.at(1);
@@ -414,17 +541,13 @@ bool Loader::family(const Layout &l, Record &v)
     return pairs(v, k == 2 ? 9 : 6, SPairsFamily + f, opTables[f], module);
 }
 
-bool Loader::line(const Layout &l, QByteArrayView bytes, int n)
+bool Builder::line(const Layout &l, QByteArrayView bytes, int n)
 {
     line_ = n;
+    if (l.index == rt::AB)
+        return true;
     Record &v = v_;
     decodeLine(l, bytes, v);
-    if (l.index == rt::AA)
-        return declaration(v, l);
-    if (skipping_ || l.index == rt::AB)
-        return true;
-    if (!sa_)
-        return false;
 
     switch (l.index) {
     case rt::AU:
@@ -576,7 +699,96 @@ bool Loader::line(const Layout &l, QByteArrayView bytes, int n)
     }
 }
 
+
+// The nations the file names, by their description as the file has it (the
+// first 20 characters).
+QHash<QByteArray, qint64> nationsByDescription(dbClass &db)
+{
+    QHash<QByteArray, qint64> out;
+    QSqlQuery q = db.query(QStringLiteral("SELECT nazID, nazDesc FROM Nazioni ORDER BY nazID"));
+    while (q.next()) {
+        const QByteArray d = q.value(1).toString().left(20).trimmed().toUtf8();
+        if (!out.contains(d))
+            out.insert(d, q.value(0).toLongLong());
+    }
+    return out;
+}
+
+// The writing side, on the caller's thread with its connection. Any failure
+// to write rolls back the whole file (undoAll): the writer keeps no
+// savepoint per declaration.
+class Loader {
+public:
+    Loader(dbClass &db, Messages &msg)
+        : db_(db), msg_(msg), st_(db.current(), msg), writer_(db.current(), tree::Writer::Undo::Caller)
+    {
+        writer_.setUtf8Texts(true);
+    }
+
+    // Declaration i of the batch into the caller's transaction: passed over
+    // when already present, otherwise its companies to the register and its
+    // tree to the store. False when it cannot be loaded (a failure of the
+    // store reported), with failedLine() the line it comes from.
+    bool write(Batch &b, size_t i);
+    // The companies the run queued for the register, at its end (or at the
+    // end of its part kept when stopped).
+    bool finishRun() { return register_.flush() >= 0; }
+    int failedLine() const { return failedLine_; }
+    int imported = 0, skipped = 0;
+
+private:
+    dbClass &db_;
+    Messages &msg_;
+    Statements st_;
+    tree::Writer writer_;
+    // Counterparts met in this run are known to it: queued once per run,
+    // not once per module, and written at its end.
+    anag::CounterpartRegister register_{db_, anag::CounterpartRegister::Mode::Queued};
+    int failedLine_ = 0;
+};
+
+bool Loader::write(Batch &b, size_t i)
+{
+    Batch::Declaration &d = b.declarations[i];
+    failedLine_ = d.line;
+    const PresenceTest present = presenceTest(d.identity);
+    dbStatement *q = st_.run(present.sql, present.params);
+    if (!q)
+        return false;
+    const bool there = q->next();
+    q->finish();
+    if (there) {
+        ++skipped;
+        return true;
+    }
+    if (d.brokenAt > 0) {
+        failedLine_ = d.brokenAt;
+        return false;
+    }
+    ++imported;
+    for (size_t c = d.companies; c < b.companiesEnd(i); ++c)
+        if (register_.add(b.companies[c]) == anag::Registered::Failed) {
+            failedLine_ = b.companyLines[c];
+            return false;
+        }
+    const tree::Node *refused = nullptr;
+    const qint64 id = writer_.write(*d.sa, [&refused](tree::Node &row) {
+        refused = &row;   // the row about to be written
+        return true;
+    });
+    if (id >= 0)
+        return true;
+    for (const Batch::Rows &t : b.rows)
+        for (size_t r = 0; refused && r < t.used; ++r)
+            if (&t.rows[r] == refused)
+                failedLine_ = t.lines[r];
+    msg_.errorReport({}, writer_.errorCode(), writer_.error(),
+                     refused ? QStringLiteral("INSERT INTO ") + refused->table->name : QStringLiteral("SAVEPOINT"));
+    return false;
+}
+
 } // namespace
+
 
 PresenceTest presenceTest(const DeclarationIdentity &d)
 {
@@ -692,15 +904,17 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         return r;
     }
     r.contained = r.check.declarations;
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) {
+    auto refused = [&r](int line, const QString &why) {
         r.status = ImportResult::Refused;
         r.check.ok = false;
-        r.check.message = QStringLiteral("Errore apertura file.");
-        r.check.line = 0;
+        r.check.message = why;
+        r.check.line = line;
+        r.imported = 0;
+        r.skipped = 0;
         return r;
-    }
-    f.readLine(HeaderLength + 3);
+    };
+    if (QFile f(path); !f.open(QIODevice::ReadOnly))
+        return refused(0, QStringLiteral("Errore apertura file."));
     // A larger page cache for the length of the load: the inserts touch the
     // tables and their indexes all over, and the default cache of about 2 MB
     // makes SQLite read the same pages again and again. The companies wait
@@ -717,10 +931,16 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         return r;
     }
     Loader loader(db, msg);
-    qint64 done = 0;
-    int n = 1;
-    LineReader lines(f, maxLineLength());
-    QByteArrayView line;
+    const QHash<QByteArray, qint64> nations = nationsByDescription(db);
+    const refdata::comChanged conv(db);
+    Builder builder(nations, conv, bool(step));
+    // The reading thread stops, and is waited for, on every way out.
+    Pipe pipe(Batches);
+    std::thread reading([&] { builder.run(path, pipe); });
+    const auto joined = qScopeGuard([&] {
+        pipe.halt();
+        reading.join();
+    });
     auto undoAll = [&](const QString &text) {
         all.rollback();
         if (!text.isEmpty())
@@ -734,39 +954,49 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         return undoAll(QStringLiteral("Attenzione, importazione interrotta alla riga n. ") + QString::number(at) +
                        QStringLiteral(": nessuna dichiarazione del file è stata caricata."));
     };
-    while (lines.next(line)) {
-        ++n;
-        const Layout *l = layout(line.first(std::min<qsizetype>(2, line.size())));
-        if (!l || line.size() != l->length) {   // the file changed since it was checked
+    qint64 done = 0;   // lines of the load pass read
+    for (;;) {
+        Batch *b = pipe.takeFull();
+        const bool stops = b->end == Batch::End::Refused || b->end == Batch::End::Interrupted;
+        for (size_t i = 0; i < b->count; ++i) {
+            const Batch::Declaration &d = b->declarations[i];
+            done = d.line - 2;
+            // Checked as a declaration begins, so that what is kept is always
+            // whole declarations.
+            if (progress && !progress(done, r.check.total)) {
+                if (!loader.finishRun() || !all.commit())
+                    return undoAll(QStringLiteral("Attenzione, importazione interrotta: nessuna dichiarazione è stata caricata."));
+                r.status = ImportResult::Cancelled;
+                r.imported = loader.imported;
+                r.skipped = loader.skipped;
+                return r;
+            }
+            if (step)
+                step({d.name, loader.imported, loader.skipped});
+            // The declaration the stopping line belongs to is not loaded.
+            if (stops && i + 1 == b->count)
+                break;
+            // A row the store refuses is reported at the line it comes from.
+            if (!loader.write(*b, i))
+                return interrupted(loader.failedLine());
+        }
+        const Batch::End end = b->end;
+        const int last = b->lastLine;
+        const QString why = b->refusal;
+        pipe.giveBack(b);
+        if (end == Batch::End::More)
+            continue;
+        if (end == Batch::End::Refused) {   // the file changed since it was checked
             undoAll({});
-            r.status = ImportResult::Refused;
-            r.check.ok = false;
-            r.check.message = l ? QStringLiteral("Lunghezza record errata.") : QStringLiteral("Tipo record errato.");
-            r.check.line = n;
-            return r;
+            return refused(last, why);
         }
-        // An AA line closes the declaration before it: check for a cancel there,
-        // so that what is kept is always whole declarations.
-        if (l->index == rt::AA && progress && !progress(done, r.check.total)) {
-            if (!loader.finishRun() || !all.commit())
-                return undoAll(QStringLiteral("Attenzione, importazione interrotta: nessuna dichiarazione è stata caricata."));
-            r.status = ImportResult::Cancelled;
-            r.imported = loader.imported;
-            r.skipped = loader.skipped;
-            return r;
-        }
-        if (l->index == rt::AA && step)
-            step({decodeLine(*l, line.toByteArray()).value(QStringLiteral("ragsoc")).toString(),
-                  loader.imported, loader.skipped});
-        // A row the store refuses is reported at the line it comes from.
-        if (!loader.line(*l, line, n))
-            return interrupted(loader.refusedLine() > 0 ? loader.refusedLine() : n);
-        ++done;
+        if (end == Batch::End::Interrupted)
+            return interrupted(last);
+        done = last - 1;
+        if (!loader.finishRun())
+            return interrupted(last);
+        break;
     }
-    if (lines.tooLong())
-        return interrupted(n + 1);
-    if (!loader.finishRun())
-        return interrupted(loader.refusedLine() > 0 ? loader.refusedLine() : n);
     if (!all.commit())
         return undoAll(QStringLiteral("Attenzione, importazione non riuscita: nessuna dichiarazione del file è stata caricata."));
     if (loader.imported > 0)

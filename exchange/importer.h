@@ -1,8 +1,10 @@
 #pragma once
 // Import of an exchange file: the whole file is checked first and nothing is
-// written unless every check passes; then each declaration not yet present is
-// loaded in its own transaction (an interruption or a failure never leaves
-// half a declaration), and every counterpart company goes to the register.
+// written unless every check passes; then every declaration not yet present
+// is loaded, and every counterpart company goes to the register, in one
+// transaction: a failure leaves nothing of the file, an interruption keeps
+// the whole declarations before it. A second thread reads the file while the
+// caller's writes the store.
 
 #include "exchange/reader.h"
 

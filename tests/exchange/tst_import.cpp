@@ -293,6 +293,80 @@ private Q_SLOTS:
         }
     }
 
+    // A file of more declarations than the load keeps on the way between
+    // reading the file and writing the store: each comes whole and in its
+    // place, a stop keeps the ones before it, and a failure far into the
+    // file undoes everything and names its line.
+    void manyDeclarationsLoadWholeStopAndFailCleanly()
+    {
+        constexpr int Many = 70;
+        TestDb a(dir.path(), QStringLiteral("many-source.db"));
+        QVERIFY(a.ok);
+        demo::Options o;
+        o.declarations = Many;
+        o.everySection = true;
+        QList<qint64> ids;
+        QString error;
+        QVERIFY2(demo::generate(a.db, o, &ids, &error), qPrintable(error));
+        const QString file = dir.filePath(QStringLiteral("many.000"));
+        QCOMPARE(exportDeclarations(a.db, a.msg, file, ids), ExportResult::Done);
+
+        TestDb b(dir.path(), QStringLiteral("many.db"));
+        QVERIFY(b.ok);
+        QStringList names;
+        const ImportResult r = importFile(b.db, b.msg, file, {}, [&](const ImportStep &s) {
+            QCOMPARE(s.imported, int(names.size()));
+            names << s.name;
+        });
+        QVERIFY2(r.status == ImportResult::Done, qPrintable(r.check.text() + b.msg.texts().join(u'\n')));
+        QCOMPARE(r.imported, Many);
+        // Exported again, the same lines in the same order, but for the
+        // header (the sender) and the keys the new database gave.
+        QList<qint64> loaded;
+        QSqlQuery q = b.db.query(QStringLiteral("SELECT saID FROM SezAnag ORDER BY saID"));
+        while (q.next())
+            loaded << q.value(0).toLongLong();
+        const QString again = dir.filePath(QStringLiteral("many-again.000"));
+        QCOMPARE(exportDeclarations(b.db, b.msg, again, loaded), ExportResult::Done);
+        const QList<QByteArray> one = masked(readAll(file), false).split('\n'),
+                                two = masked(readAll(again), false).split('\n');
+        QCOMPARE(two.size(), one.size());
+        for (qsizetype i = 1; i < one.size(); ++i)
+            QVERIFY2(one[i] == two[i], qPrintable(QStringLiteral("line %1").arg(i + 1)));
+        QStringList expected;
+        QSqlQuery n = a.db.query(QStringLiteral("SELECT RagSoc FROM SezAnag ORDER BY saID"));
+        while (n.next())
+            expected << n.value(0).toString();
+        QCOMPARE(names, expected);
+
+        TestDb c(dir.path(), QStringLiteral("many-stopped.db"));
+        QVERIFY(c.ok);
+        // Stopped while the reading side waits with the batches after it.
+        int seen = 0;
+        const ImportResult stopped = importFile(c.db, c.msg, file, [&](qint64, qint64) { return ++seen <= 20; });
+        QCOMPARE(stopped.status, ImportResult::Cancelled);
+        QCOMPARE(stopped.imported, 20);
+        QCOMPARE(count(c.db, "SezAnag"), 20);
+
+        TestDb f(dir.path(), QStringLiteral("many-failed.db"));
+        QVERIFY(f.ok);
+        QVERIFY(f.db.execute(QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON SezAnag "
+                                            "WHEN (SELECT COUNT(*) FROM SezAnag) >= 60 BEGIN SELECT RAISE(ABORT, 'refused'); END")));
+        f.msg.clear();
+        const ImportResult failed = importFile(f.db, f.msg, file);
+        QCOMPARE(failed.status, ImportResult::Failed);
+        QCOMPARE(count(f.db, "SezAnag"), 0);
+        QCOMPARE(count(f.db, "Ditte"), 0);
+        const QList<QByteArray> lines = readAll(file).split('\n');
+        int at = 0;
+        for (int i = 0, seenAA = 0; i < lines.size() && !at; ++i)
+            if (lines[i].startsWith("AA") && ++seenAA == 61)
+                at = i + 1;
+        QVERIFY(at > 0);
+        QVERIFY2(f.msg.texts().join(u'\n').contains(QStringLiteral("interrotta alla riga n. %1:").arg(at)),
+                 qPrintable(f.msg.texts().join(u'\n')));
+    }
+
     void unknownNationIsRefusedBeforeLoading()
     {
         // A subject block naming a nation the table does not have: the file
