@@ -18,8 +18,14 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <algorithm>
+#include <condition_variable>
+#include <deque>
 #include <iterator>
 #include <map>
+#include <optional>
+#include <memory>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 namespace takeover {
@@ -227,6 +233,133 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companie
     return Taken;
 }
 
+// Last year's trees, read on a thread of their own through a connection of
+// its own to last year's store while the caller writes the ones before. Two
+// readers take turns, a window of declarations each; a reader reads again
+// only when the caller has moved past its window.
+class Previous {
+public:
+    Previous(const QSqlDatabase &previous, const tree::ReadOptions &read, const QList<qint64> &keys) : read_(read)
+    {
+        // Each reader half the window asked for: as many rows held as with
+        // one reader. One key more than its part: a reader reads its part in
+        // one go and knows it has reached the end.
+        window_ = std::max(1, read.window / 2);
+        read_.window = window_ + 1;
+        thread_ = std::thread([this, from = previous.connectionName(), keys] { run(from, keys); });
+    }
+    ~Previous()
+    {
+        {
+            const std::lock_guard lock(m_);
+            halted_ = true;
+        }
+        cv_.notify_all();
+        thread_.join();
+    }
+    Previous(const Previous &) = delete;
+    Previous &operator=(const Previous &) = delete;
+
+    // As tree::Reader::next(): the next declaration, nullptr after the last
+    // one or on a failure (failed()); valid until the next call.
+    tree::Node *next();
+    bool failed() const { return failed_; }
+
+private:
+    struct Window {
+        int reader = 0;
+        std::vector<tree::Node *> roots;
+        size_t at = 0;
+        bool last = false, failed = false;
+    };
+    void run(const QString &from, const QList<qint64> &keys);
+
+    tree::ReadOptions read_;
+    int window_ = 0;
+    std::thread thread_;
+    std::mutex m_;
+    std::condition_variable cv_;
+    std::deque<Window> read_windows_;
+    bool free_[2] = {true, true};   // whether a reader may read again
+    bool halted_ = false;
+    // The caller's side.
+    std::optional<Window> current_;
+    bool failed_ = false;
+};
+
+void Previous::run(const QString &from, const QList<qint64> &keys)
+{
+    const QString name = QStringLiteral("takeover-read-%1").arg(quintptr(this));
+    {
+        QSqlDatabase db = QSqlDatabase::cloneDatabase(from, name);
+        const bool open = db.open();
+        std::unique_ptr<tree::Reader> readers[2];
+        for (qsizetype at = 0, w = 0;; ++w) {
+            Window win;
+            win.reader = int(w % 2);
+            {
+                std::unique_lock lock(m_);
+                cv_.wait(lock, [&] { return halted_ || free_[win.reader]; });
+                if (halted_)
+                    break;
+                free_[win.reader] = false;
+            }
+            std::unique_ptr<tree::Reader> &r = readers[win.reader];
+            if (!open) {
+                win.failed = true;
+            } else {
+                if (!r)
+                    r = std::make_unique<tree::Reader>(db, read_);
+                r->select(keys.mid(at, window_));
+                at += window_;
+                while (tree::Node *n = r->next())
+                    win.roots.push_back(n);
+                win.failed = r->failed();
+            }
+            win.last = win.failed || at >= keys.size();
+            const bool last = win.last;
+            {
+                const std::lock_guard lock(m_);
+                read_windows_.push_back(std::move(win));
+            }
+            cv_.notify_all();
+            if (last)
+                break;
+        }
+        // The rows stay until the caller is done with them.
+        std::unique_lock lock(m_);
+        cv_.wait(lock, [&] { return halted_; });
+        lock.unlock();
+        readers[0].reset();
+        readers[1].reset();
+    }
+    QSqlDatabase::removeDatabase(name);
+}
+
+tree::Node *Previous::next()
+{
+    for (;;) {
+        if (current_ && current_->at < current_->roots.size())
+            return current_->roots[current_->at++];
+        if (current_) {
+            if (current_->last) {
+                failed_ = current_->failed;
+                return nullptr;
+            }
+            {
+                const std::lock_guard lock(m_);
+                free_[current_->reader] = true;
+            }
+            cv_.notify_all();
+            current_.reset();
+        }
+        std::unique_lock lock(m_);
+        cv_.wait(lock, [&] { return !read_windows_.empty(); });
+        current_ = std::move(read_windows_.front());
+        read_windows_.pop_front();
+    }
+}
+
 Result::Setup takeSetup(AppContext &ctx)
 {
     bool here = false, there = false;
@@ -392,8 +525,7 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
     tree::ReadOptions read;
     if (!options.structure)
         read.tables = QStringList{QStringLiteral("SezAnag")};
-    tree::Reader reader(ctx.db.previous(), read);
-    reader.select(keys);
+    Previous reader(ctx.db.previous(), read, keys);
     Copier copier(ctx, options.structure);
     const int total = int(keys.size());
     int at = 0;

@@ -12,6 +12,7 @@
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
+#include "shell/tree/tree.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -19,6 +20,7 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <QThread>
+#include <algorithm>
 #include <memory>
 
 using takeover::Result;
@@ -459,6 +461,52 @@ private Q_SLOTS:
         for (qint64 id : r.newIds)
             names << p.row(s("SELECT RagSoc FROM SezAnag WHERE (saID = ?)"), {id}).value(s("RagSoc")).toString();
         QCOMPARE(names, (QStringList{s("TRE"), s("DUE"), s("UNO")}));
+    }
+
+    // More declarations than last year's store is read at a time: each is
+    // taken whole and the new ones come back in the order asked; a stop far
+    // into the run keeps the ones before it.
+    void manyDeclarationsTakenWholeAcrossReads()
+    {
+        Pair p;
+        QVERIFY(p.make(templ, [&](dbClass &w) {
+            exch::demo::Options o;
+            o.declarations = 300;
+            return exch::demo::generate(w, o);
+        }));
+        QList<qint64> asked = allIds(*p.db);
+        QCOMPARE(asked.size(), 300);
+        std::reverse(asked.begin(), asked.end());
+        // The first declaration waits a while: the reading side has time to
+        // run ahead as far as it may.
+        const Result r = takeover::run(*p.ctx, asked, {true, false}, [](int done, int) {
+            if (done == 0)
+                QThread::msleep(200);
+            return true;
+        });
+        QVERIFY2(r.status == Result::Done, qPrintable(p.msg.texts().join(u'\n')));
+        QCOMPARE(r.taken, 300);
+        QCOMPARE(r.newIds.size(), 300);
+        // The declaration row is renewed for the new year: its schede are
+        // what must arrive unchanged but for their quantities.
+        const tree::Ignore renewed = [](const schema::Table &t, const schema::Column &c) {
+            return c.type == schema::Type::Qty || t.name == QLatin1String("SezAnag");
+        };
+        tree::Reader was(p.db->previous()), now(p.db->current());
+        was.select(asked);
+        now.select(r.newIds);
+        for (int i = 0; i < 300; ++i) {
+            const tree::Node *a = was.next(), *b = now.next();
+            QVERIFY(a && b);
+            QCOMPARE(b->value(s("RagSoc")), a->value(s("RagSoc")));
+            QCOMPARE(tree::difference(*a, *b, renewed), QString());
+        }
+
+        QVERIFY(p.db->execute(s("DELETE FROM SezAnag")));
+        const Result stopped = takeover::run(*p.ctx, asked, {true, false}, [](int done, int) { return done < 200; });
+        QCOMPARE(stopped.status, Result::Cancelled);
+        QCOMPARE(stopped.taken, 200);
+        QCOMPARE(p.count(s("SELECT COUNT(*) FROM SezAnag")), 200);
     }
 
     void userData()
