@@ -11,6 +11,7 @@
 #include "shell/dbstatement.h"
 #include "shell/schema/schema.h"
 #include "shell/dbclass.h"
+#include "shell/handoff.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/tree/tree.h"
@@ -23,10 +24,8 @@
 #include <QSqlQuery>
 
 #include <algorithm>
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -129,59 +128,23 @@ public:
     {
         for (int i = 0; i < batches; ++i) {
             owned_.push_back(std::make_unique<Batch>());
-            empty_.push_back(owned_.back().get());
+            empty_.put(owned_.back().get());
         }
     }
-    Batch *takeEmpty()
-    {
-        std::unique_lock lock(m_);
-        cv_.wait(lock, [this] { return halted_ || !empty_.empty(); });
-        if (halted_)
-            return nullptr;
-        Batch *b = empty_.front();
-        empty_.pop_front();
-        return b;
-    }
-    void handFull(Batch *b)
-    {
-        {
-            const std::lock_guard lock(m_);
-            full_.push_back(b);
-        }
-        cv_.notify_all();
-    }
-    Batch *takeFull()
-    {
-        std::unique_lock lock(m_);
-        cv_.wait(lock, [this] { return !full_.empty(); });
-        Batch *b = full_.front();
-        full_.pop_front();
-        return b;
-    }
+    Batch *takeEmpty() { return empty_.take().value_or(nullptr); }
+    void handFull(Batch *b) { full_.put(b); }
+    // The reader hands over a last batch before it stops, unless halted.
+    Batch *takeFull() { return full_.take().value_or(nullptr); }
     void giveBack(Batch *b)
     {
         b->clear();
-        {
-            const std::lock_guard lock(m_);
-            empty_.push_back(b);
-        }
-        cv_.notify_all();
+        empty_.put(b);
     }
-    void halt()
-    {
-        {
-            const std::lock_guard lock(m_);
-            halted_ = true;
-        }
-        cv_.notify_all();
-    }
+    void halt() { empty_.halt(); }
 
 private:
-    std::mutex m_;
-    std::condition_variable cv_;
-    std::deque<Batch *> empty_, full_;
+    Handoff<Batch *> empty_, full_;
     std::vector<std::unique_ptr<Batch>> owned_;
-    bool halted_ = false;
 };
 
 // Declarations handed over together: enough to make the passing cheap, few

@@ -7,6 +7,7 @@
 #include "sections/anag/setup.h"
 #include "shell/dbclass.h"
 #include "shell/dbstatement.h"
+#include "shell/handoff.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
@@ -18,13 +19,10 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <algorithm>
-#include <condition_variable>
-#include <deque>
 #include <iterator>
 #include <map>
 #include <optional>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -246,15 +244,13 @@ public:
         // one go and knows it has reached the end.
         window_ = std::max(1, read.window / 2);
         read_.window = window_ + 1;
+        free_.put(0);
+        free_.put(1);
         thread_ = std::thread([this, from = previous.connectionName(), keys] { run(from, keys); });
     }
     ~Previous()
     {
-        {
-            const std::lock_guard lock(m_);
-            halted_ = true;
-        }
-        cv_.notify_all();
+        free_.halt();
         thread_.join();
     }
     Previous(const Previous &) = delete;
@@ -276,12 +272,9 @@ private:
 
     tree::ReadOptions read_;
     int window_ = 0;
+    Handoff<Window> windows_;   // read, for the caller
+    Handoff<int> free_;         // readers the caller is done with; halted when it is done with all
     std::thread thread_;
-    std::mutex m_;
-    std::condition_variable cv_;
-    std::deque<Window> read_windows_;
-    bool free_[2] = {true, true};   // whether a reader may read again
-    bool halted_ = false;
     // The caller's side.
     std::optional<Window> current_;
     bool failed_ = false;
@@ -294,16 +287,12 @@ void Previous::run(const QString &from, const QList<qint64> &keys)
         QSqlDatabase db = QSqlDatabase::cloneDatabase(from, name);
         const bool open = db.open();
         std::unique_ptr<tree::Reader> readers[2];
-        for (qsizetype at = 0, w = 0;; ++w) {
+        for (qsizetype at = 0;;) {
+            const std::optional<int> free = free_.take();
+            if (!free)
+                break;
             Window win;
-            win.reader = int(w % 2);
-            {
-                std::unique_lock lock(m_);
-                cv_.wait(lock, [&] { return halted_ || free_[win.reader]; });
-                if (halted_)
-                    break;
-                free_[win.reader] = false;
-            }
+            win.reader = *free;
             std::unique_ptr<tree::Reader> &r = readers[win.reader];
             if (!open) {
                 win.failed = true;
@@ -318,20 +307,12 @@ void Previous::run(const QString &from, const QList<qint64> &keys)
             }
             win.last = win.failed || at >= keys.size();
             const bool last = win.last;
-            {
-                const std::lock_guard lock(m_);
-                read_windows_.push_back(std::move(win));
-            }
-            cv_.notify_all();
+            windows_.put(std::move(win));
             if (last)
                 break;
         }
         // The rows stay until the caller is done with them.
-        std::unique_lock lock(m_);
-        cv_.wait(lock, [&] { return halted_; });
-        lock.unlock();
-        readers[0].reset();
-        readers[1].reset();
+        free_.waitForHalt();
     }
     QSqlDatabase::removeDatabase(name);
 }
@@ -346,17 +327,9 @@ tree::Node *Previous::next()
                 failed_ = current_->failed;
                 return nullptr;
             }
-            {
-                const std::lock_guard lock(m_);
-                free_[current_->reader] = true;
-            }
-            cv_.notify_all();
-            current_.reset();
+            free_.put(current_->reader);
         }
-        std::unique_lock lock(m_);
-        cv_.wait(lock, [&] { return !read_windows_.empty(); });
-        current_ = std::move(read_windows_.front());
-        read_windows_.pop_front();
+        current_ = windows_.take();   // the reader's last window comes before it stops
     }
 }
 
