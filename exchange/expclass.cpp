@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <numeric>
 #include <optional>
 #include <cerrno>
@@ -576,7 +577,7 @@ bool expClass::write(qint64 saID)
     return write(r, saID);
 }
 
-bool expClass::write(tree::Reader &r, qint64 saID, int place)
+bool expClass::write(tree::Source &r, qint64 saID, int place)
 {
     if (!file_.isOpen())
         return false;
@@ -588,7 +589,7 @@ bool expClass::write(tree::Reader &r, qint64 saID, int place)
     return write(*n, place);
 }
 
-bool expClass::readFailure(const tree::Reader &r, qint64 saID)
+bool expClass::readFailure(const tree::Source &r, qint64 saID)
 {
     if (r.failed())
         msg_.critical(QStringLiteral("Attenzione, lettura delle dichiarazioni non riuscita: ") + r.error() +
@@ -1177,11 +1178,20 @@ ExportResult exportDeclarations(dbClass &db, Messages &msg, const QString &path,
         for (qsizetype i = 0; i < keys.size(); ++i)
             keys[i] = saIDs.at(place[size_t(i)]);
     }
-    tree::Reader r(db.current(), e.readOptions());
-    r.select(keys);
+    // Read ahead on a thread of their own while this one writes the file,
+    // unless the caller has writes of its own still open, which only this
+    // connection sees.
+    std::unique_ptr<tree::Source> r;
+    if (keys.size() > 1 && tree::ReaderAhead::readsAhead(db.current())) {
+        r = std::make_unique<tree::ReaderAhead>(db.current(), e.readOptions(), keys);
+    } else {
+        auto here = std::make_unique<tree::Reader>(db.current(), e.readOptions());
+        here->select(keys);
+        r = std::move(here);
+    }
     qint64 done = 0;
     for (qsizetype i = 0; i < keys.size(); ++i) {
-        if (!e.write(r, keys.at(i), place.empty() ? -1 : place[size_t(i)]))
+        if (!e.write(*r, keys.at(i), place.empty() ? -1 : place[size_t(i)]))
             return ExportResult::Failed;
         if (progress && !progress(++done, keys.size())) {
             e.abort();

@@ -52,7 +52,7 @@ public:
     // The next declaration of a reader with readOptions(), which must be
     // saID (one not in the store, or a read failure, ends the run); with a
     // spool, place is its position in the file.
-    bool write(tree::Reader &r, qint64 saID, int place = -1);
+    bool write(tree::Source &r, qint64 saID, int place = -1);
     // A declaration read with readOptions().
     bool write(const tree::Node &declaration, int place = -1);
     // Declaration saID, read alone.
@@ -97,7 +97,7 @@ private:
                    const QString &scheda);
     void renew(Record &row, int prv, int com) const;
     void load(const tree::Node &row, Record &rec, bool nation) const;
-    bool readFailure(const tree::Reader &r, qint64 saID);
+    bool readFailure(const tree::Source &r, qint64 saID);
 
     bool openPart();
     bool finishPart();

@@ -7,7 +7,6 @@
 #include "sections/anag/setup.h"
 #include "shell/dbclass.h"
 #include "shell/dbstatement.h"
-#include "shell/handoff.h"
 #include "shell/messages.h"
 #include "shell/qorclass.h"
 #include "shell/schema/schema.h"
@@ -21,9 +20,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
-#include <optional>
 #include <memory>
-#include <thread>
 #include <utility>
 
 namespace takeover {
@@ -231,108 +228,6 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companie
     return Taken;
 }
 
-// Last year's trees, read on a thread of their own through a connection of
-// its own to last year's store while the caller writes the ones before. Two
-// readers take turns, a window of declarations each; a reader reads again
-// only when the caller has moved past its window.
-class Previous {
-public:
-    Previous(const QSqlDatabase &previous, const tree::ReadOptions &read, const QList<qint64> &keys) : read_(read)
-    {
-        // Each reader half the window asked for: as many rows held as with
-        // one reader. One key more than its part: a reader reads its part in
-        // one go and knows it has reached the end.
-        window_ = std::max(1, read.window / 2);
-        read_.window = window_ + 1;
-        free_.put(0);
-        free_.put(1);
-        thread_ = std::thread([this, from = previous.connectionName(), keys] { run(from, keys); });
-    }
-    ~Previous()
-    {
-        free_.halt();
-        thread_.join();
-    }
-    Previous(const Previous &) = delete;
-    Previous &operator=(const Previous &) = delete;
-
-    // As tree::Reader::next(): the next declaration, nullptr after the last
-    // one or on a failure (failed()); valid until the next call.
-    tree::Node *next();
-    bool failed() const { return failed_; }
-
-private:
-    struct Window {
-        int reader = 0;
-        std::vector<tree::Node *> roots;
-        size_t at = 0;
-        bool last = false, failed = false;
-    };
-    void run(const QString &from, const QList<qint64> &keys);
-
-    tree::ReadOptions read_;
-    int window_ = 0;
-    Handoff<Window> windows_;   // read, for the caller
-    Handoff<int> free_;         // readers the caller is done with; halted when it is done with all
-    std::thread thread_;
-    // The caller's side.
-    std::optional<Window> current_;
-    bool failed_ = false;
-};
-
-void Previous::run(const QString &from, const QList<qint64> &keys)
-{
-    const QString name = QStringLiteral("takeover-read-%1").arg(quintptr(this));
-    {
-        QSqlDatabase db = QSqlDatabase::cloneDatabase(from, name);
-        const bool open = db.open();
-        std::unique_ptr<tree::Reader> readers[2];
-        for (qsizetype at = 0;;) {
-            const std::optional<int> free = free_.take();
-            if (!free)
-                break;
-            Window win;
-            win.reader = *free;
-            std::unique_ptr<tree::Reader> &r = readers[win.reader];
-            if (!open) {
-                win.failed = true;
-            } else {
-                if (!r)
-                    r = std::make_unique<tree::Reader>(db, read_);
-                r->select(keys.mid(at, window_));
-                at += window_;
-                while (tree::Node *n = r->next())
-                    win.roots.push_back(n);
-                win.failed = r->failed();
-            }
-            win.last = win.failed || at >= keys.size();
-            const bool last = win.last;
-            windows_.put(std::move(win));
-            if (last)
-                break;
-        }
-        // The rows stay until the caller is done with them.
-        free_.waitForHalt();
-    }
-    QSqlDatabase::removeDatabase(name);
-}
-
-tree::Node *Previous::next()
-{
-    for (;;) {
-        if (current_ && current_->at < current_->roots.size())
-            return current_->roots[current_->at++];
-        if (current_) {
-            if (current_->last) {
-                failed_ = current_->failed;
-                return nullptr;
-            }
-            free_.put(current_->reader);
-        }
-        current_ = windows_.take();   // the reader's last window comes before it stops
-    }
-}
-
 Result::Setup takeSetup(AppContext &ctx)
 {
     bool here = false, there = false;
@@ -498,7 +393,8 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
     tree::ReadOptions read;
     if (!options.structure)
         read.tables = QStringList{QStringLiteral("SezAnag")};
-    Previous reader(ctx.db.previous(), read, keys);
+    // Last year's store is read on a thread of its own while this one writes.
+    tree::ReaderAhead reader(ctx.db.previous(), read, keys);
     Copier copier(ctx, options.structure);
     const int total = int(keys.size());
     int at = 0;

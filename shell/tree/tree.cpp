@@ -1,14 +1,18 @@
 #include "shell/tree/tree.h"
 
 #include "shell/dbstatement.h"
+#include "shell/handoff.h"
 #include "shell/transaction.h"
 
+#include <QSqlError>
 #include <QSqlField>
 #include <QSqlRecord>
 #include <algorithm>
 #include <cstring>
 #include <deque>
 #include <limits>
+#include <optional>
+#include <thread>
 
 namespace tree {
 
@@ -512,6 +516,118 @@ Node *Reader::next()
             return nullptr;
     }
     return roots_[at_++];
+}
+
+// ---------------------------------------------------------------- ReaderAhead
+
+struct ReaderAhead::Window {
+    int reader = 0;
+    std::vector<Node *> roots;
+    size_t at = 0;
+    bool last = false;
+    QString error;   // the read failed
+    qint64 code = 0;
+};
+
+struct ReaderAhead::Shared {
+    ReadOptions options;
+    int part = 0;              // keys a reader reads at a time
+    Handoff<Window> windows;   // read, for the caller
+    Handoff<int> free;         // readers the caller is done with; halted when done with all
+    std::thread thread;
+    std::optional<Window> current;   // the caller's
+
+    void run(const QString &from, const QList<qint64> &keys);
+};
+
+void ReaderAhead::Shared::run(const QString &from, const QList<qint64> &keys)
+{
+    const QString name = QStringLiteral("tree-ahead-%1").arg(quintptr(this));
+    {
+        QSqlDatabase db = QSqlDatabase::cloneDatabase(from, name);
+        const bool open = db.open();
+        std::unique_ptr<Reader> readers[2];
+        for (qsizetype at = 0;;) {
+            const std::optional<int> reader = free.take();
+            if (!reader)
+                break;
+            Window w;
+            w.reader = *reader;
+            std::unique_ptr<Reader> &r = readers[w.reader];
+            if (!open) {
+                w.error = db.lastError().text();
+                w.code = db.lastError().nativeErrorCode().toLongLong();
+                if (w.error.isEmpty())
+                    w.error = QStringLiteral("connessione non riuscita");
+            } else {
+                if (!r)
+                    r = std::make_unique<Reader>(db, options);
+                r->select(keys.mid(at, part));
+                at += part;
+                while (Node *n = r->next())
+                    w.roots.push_back(n);
+                w.error = r->error();
+                w.code = r->errorCode();
+            }
+            w.last = !w.error.isEmpty() || at >= keys.size();
+            const bool last = w.last;
+            windows.put(std::move(w));
+            if (last)
+                break;
+        }
+        // The rows stay until the caller is done with them.
+        free.waitForHalt();
+    }
+    QSqlDatabase::removeDatabase(name);
+}
+
+ReaderAhead::ReaderAhead(const QSqlDatabase &db, const ReadOptions &options, const QList<qint64> &saIDs)
+    : s_(std::make_unique<Shared>())
+{
+    // One key more than a reader's part: it reads its part in one go and
+    // knows it has reached the end.
+    s_->part = std::max(1, options.window / 2);
+    s_->options = options;
+    s_->options.window = s_->part + 1;
+    s_->free.put(0);
+    s_->free.put(1);
+    Shared *s = s_.get();
+    s_->thread = std::thread([s, from = db.connectionName(), saIDs] { s->run(from, saIDs); });
+}
+
+ReaderAhead::~ReaderAhead()
+{
+    s_->free.halt();
+    s_->thread.join();
+}
+
+Node *ReaderAhead::next()
+{
+    std::optional<Window> &w = s_->current;
+    for (;;) {
+        if (w && w->at < w->roots.size())
+            return w->roots[w->at++];
+        if (w) {
+            if (w->last) {
+                failed_ = !w->error.isEmpty();
+                error_ = w->error;
+                code_ = w->code;
+                return nullptr;
+            }
+            s_->free.put(w->reader);
+        }
+        w = s_->windows.take();   // the reading side's last window comes before it stops
+    }
+}
+
+bool ReaderAhead::readsAhead(const QSqlDatabase &db)
+{
+    if (dbTransaction::inTransaction(db))
+        return false;
+    if (db.driverName() != QLatin1String("QSQLITE"))
+        return true;
+    const QString name = db.databaseName();
+    return !name.isEmpty() && name != QLatin1String(":memory:") && !name.contains(QLatin1String("mode=memory"));
 }
 
 // ---------------------------------------------------------------- Writer

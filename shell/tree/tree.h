@@ -72,14 +72,27 @@ private:
     size_t at_ = 0, used_ = 0;                   // block in use, bytes used of it
 };
 
+// What gives declarations one after the other: a Reader, or one that reads
+// ahead of its caller (ReaderAhead).
+class Source {
+public:
+    virtual ~Source() = default;
+    // The next declaration; nullptr after the last one or on a failure
+    // (failed()). Valid, and free to change, until the next call.
+    virtual Node *next() = 0;
+    virtual bool failed() const = 0;
+    virtual QString error() const = 0;
+    virtual qint64 errorCode() const = 0;
+};
+
 // Streams a selection of declarations with their trees, a window of
 // declarations at a time: one prepared statement per table, run once per
 // window, no temporary table, nothing written (the previous year's database
 // is read-only). Memory depends on the window, not on the selection.
-class Reader {
+class Reader : public Source {
 public:
     explicit Reader(const QSqlDatabase &db, ReadOptions options = {});
-    ~Reader();
+    ~Reader() override;
     Reader(const Reader &) = delete;
     Reader &operator=(const Reader &) = delete;
 
@@ -90,15 +103,13 @@ public:
     // last key of the one before, and is read as the range of its keys).
     void selectAll();
 
-    // The next declaration; nullptr after the last one or on a failure
-    // (failed()). Valid, and free to change, until the next call. The rows
-    // are kept from one window to the next and filled again, with their room
-    // for values and children.
-    Node *next();
+    // The rows are kept from one window to the next and filled again, with
+    // their room for values and children.
+    Node *next() override;
 
-    bool failed() const { return !error_.isEmpty(); }
-    QString error() const { return error_; }
-    qint64 errorCode() const { return code_; }
+    bool failed() const override { return !error_.isEmpty(); }
+    QString error() const override { return error_; }
+    qint64 errorCode() const override { return code_; }
 
 private:
     struct Plan;
@@ -123,6 +134,39 @@ private:
     std::vector<Node *> roots_;
     TextBlocks texts_;
     size_t at_ = 0;
+    QString error_;
+    qint64 code_ = 0;
+};
+
+// The declarations whose keys are given, in that order, read ahead of the
+// caller: on a thread of their own, through a connection of their own to the
+// same store, while the caller works on the ones before. Two readers take
+// turns, half the window each (as many rows held as by one Reader); a reader
+// reads again only when the caller has moved past its part. The connection
+// sees what the store has committed: not for a caller with writes of its own
+// still open (readsAhead() says when it may be used).
+class ReaderAhead : public Source {
+public:
+    ReaderAhead(const QSqlDatabase &db, const ReadOptions &options, const QList<qint64> &saIDs);
+    ~ReaderAhead() override;
+    ReaderAhead(const ReaderAhead &) = delete;
+    ReaderAhead &operator=(const ReaderAhead &) = delete;
+
+    Node *next() override;
+    bool failed() const override { return failed_; }
+    QString error() const override { return error_; }
+    qint64 errorCode() const override { return code_; }
+
+    // Whether another connection to db sees what db sees: no transaction of
+    // db's own is open, and the store is not one of the connection's own
+    // memory.
+    static bool readsAhead(const QSqlDatabase &db);
+
+private:
+    struct Window;
+    struct Shared;
+    std::unique_ptr<Shared> s_;
+    bool failed_ = false;
     QString error_;
     qint64 code_ = 0;
 };

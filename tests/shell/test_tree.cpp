@@ -12,7 +12,9 @@
 #include "shell/tree/tree.h"
 
 #include <QSqlError>
+#include <QFile>
 #include <QSqlQuery>
+#include <QThread>
 #include <functional>
 #include <memory>
 
@@ -125,6 +127,55 @@ private Q_SLOTS:
         const QStringList want{all.at(4), all.at(0), all.at(6), all.at(2)};
         for (int window : {1, 2, 5, 50})
             QCOMPARE(dumpAll(src.c(), {window, {}, {}}, &keys), want);
+    }
+
+    // Read ahead on a thread of its own, a selection comes as the reader
+    // gives it, whatever the window: also to a caller that takes its time
+    // over each declaration, while the reading side runs ahead as far as it
+    // may. A caller that stops early is not kept waiting; one with a
+    // transaction of its own open does not read ahead; a store the second
+    // connection cannot read says so.
+    void readingAheadGivesWhatTheReaderGives()
+    {
+        const QList<qint64> keys{ids.at(4), 999999, ids.at(0), ids.at(6), ids.at(2), ids.at(1), ids.at(5), ids.at(3)};
+        const QStringList want = dumpAll(src.c(), {}, &keys);
+        QCOMPARE(want.size(), 7);
+        for (int window : {1, 2, 3, 5, 256})
+            for (bool slow : {false, true}) {
+                tree::ReaderAhead r(src.c(), {window, {}, {}}, keys);
+                QStringList got;
+                while (tree::Node *n = r.next()) {
+                    if (slow)
+                        QThread::msleep(15);
+                    got << tree::dump(*n).join(u'\n');
+                }
+                QVERIFY2(!r.failed(), qPrintable(r.error()));
+                QCOMPARE(got, want);
+            }
+        {
+            tree::ReaderAhead none(src.c(), {}, {});
+            QVERIFY(!none.next());
+            QVERIFY(!none.failed());
+            tree::ReaderAhead early(src.c(), {2, {}, {}}, keys);
+            QVERIFY(early.next());
+        }
+
+        QVERIFY(tree::ReaderAhead::readsAhead(src.c()));
+        {
+            dbTransaction tx(src.c());
+            QVERIFY(tx.isActive());
+            QVERIFY(!tree::ReaderAhead::readsAhead(src.c()));
+        }
+
+        const QString gone = dir.filePath(QStringLiteral("gone.db"));
+        QVERIFY(QFile::copy(testutil::freshDatabase(dir, QStringLiteral("soon-gone.db")), gone));
+        Store g;
+        QVERIFY(g.open(*app, msg, gone));
+        QVERIFY(QFile::remove(gone));
+        tree::ReaderAhead lost(g.c(), {}, keys);
+        QVERIFY(!lost.next());
+        QVERIFY(lost.failed());
+        QVERIFY(!lost.error().isEmpty());
     }
 
     // One reader asked for the whole store, then for a selection, then for
