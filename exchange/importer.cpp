@@ -25,7 +25,9 @@
 
 #include <algorithm>
 #include <deque>
+#include <future>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -791,15 +793,23 @@ qint64 presentDeclaration(dbClass &db, const DeclarationIdentity &d)
     return q.next() ? q.value(0).toLongLong() : 0;
 }
 
-// The nations the subject blocks name must be in the nations table: the
-// loader translates them back into their code. Checked before anything is
-// written; the result of the other checks is kept when they pass.
-CheckResult checkNations(dbClass &db, const QString &path, const CheckResult &checked)
+namespace {
+
+// The descriptions of the nations table as a file carries them.
+QSet<QByteArray> knownNations(dbClass &db)
 {
     QSet<QByteArray> known;
     QSqlQuery q = db.query(QStringLiteral("SELECT nazDesc FROM Nazioni"));
     while (q.next())
         known.insert(cp1252::encode(q.value(0).toString().left(20).trimmed()));
+    return known;
+}
+
+// The nations the subject blocks name must be in the nations table: the
+// loader translates them back into their code. The result of the other
+// checks is kept when they pass.
+CheckResult checkNations(const QSet<QByteArray> &known, const QString &path, const CheckResult &checked)
+{
     // Where the nation lies in each record type that has one.
     std::array<qsizetype, RecordTypes> at;
     at.fill(-1);
@@ -836,6 +846,8 @@ CheckResult checkNations(dbClass &db, const QString &path, const CheckResult &ch
     return checked;
 }
 
+} // namespace
+
 namespace {
 
 // A server plans its statements by what it knows of the tables: after a
@@ -859,14 +871,30 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
                         const StepObserver &step)
 {
     ImportResult r;
-    r.check = checkFile(path);
-    if (r.check.ok)
-        r.check = checkNations(db, path, r.check);
+    // The header first: a file it refuses is read no further.
+    r.check = checkHeader(path);
     if (!r.check.ok) {
         r.status = ImportResult::Refused;
         return r;
     }
-    r.contained = r.check.declarations;
+    // The checks of the whole file run on a thread of their own while the
+    // load goes on. Nothing is committed, and no failure of the load is
+    // reported, before they have passed: a file they refuse is refused as if
+    // they had run first.
+    std::future<CheckResult> checking =
+        std::async(std::launch::async, [path, known = knownNations(db)] {
+            const CheckResult c = checkFile(path);
+            return c.ok ? checkNations(known, path, c) : c;
+        });
+    std::optional<CheckResult> verdict;
+    auto checked = [&]() -> const CheckResult & {
+        if (!verdict) {
+            verdict = checking.get();
+            if (verdict->ok)
+                r.contained = verdict->declarations;
+        }
+        return *verdict;
+    };
     auto refused = [&r](int line, const QString &why) {
         r.status = ImportResult::Refused;
         r.check.ok = false;
@@ -888,7 +916,20 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
     // undoes every declaration of the file, an interruption keeps the whole
     // declarations loaded before it.
     dbTransaction all(db.current());
+    // The checks' verdict, when it refuses the file: nothing of it stays.
+    auto refusedByChecks = [&]() -> bool {
+        if (checked().ok)
+            return false;
+        all.rollback();
+        r.check = checked();
+        r.status = ImportResult::Refused;
+        r.imported = 0;
+        r.skipped = 0;
+        return true;
+    };
     if (!all.isActive() || !lockDeclarations(db)) {
+        if (refusedByChecks())
+            return r;
         msg.critical(all.wasBusy() || !all.isActive() ? busyText() : QStringLiteral("Attenzione, importazione non avviata: ") + all.error());
         r.status = ImportResult::Failed;
         return r;
@@ -905,6 +946,8 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         reading.join();
     });
     auto undoAll = [&](const QString &text) {
+        if (refusedByChecks())
+            return r;
         all.rollback();
         if (!text.isEmpty())
             msg.critical(text);
@@ -927,6 +970,8 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
             // Checked as a declaration begins, so that what is kept is always
             // whole declarations.
             if (progress && !progress(done, r.check.total)) {
+                if (refusedByChecks())
+                    return r;
                 if (!loader.finishRun() || !all.commit())
                     return undoAll(QStringLiteral("Attenzione, importazione interrotta: nessuna dichiarazione è stata caricata."));
                 r.status = ImportResult::Cancelled;
@@ -949,13 +994,17 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         pipe.giveBack(b);
         if (end == Batch::End::More)
             continue;
-        if (end == Batch::End::Refused) {   // the file changed since it was checked
-            undoAll({});
+        if (end == Batch::End::Refused) {
+            if (refusedByChecks())
+                return r;
+            all.rollback();   // the file changed while it was read
             return refused(last, why);
         }
         if (end == Batch::End::Interrupted)
             return interrupted(last);
         done = last - 1;
+        if (refusedByChecks())
+            return r;
         if (!loader.finishRun())
             return interrupted(last);
         break;
@@ -966,6 +1015,7 @@ ImportResult importFile(dbClass &db, Messages &msg, const QString &path, const P
         refreshStatistics(db.current());
     if (progress)
         progress(done, r.check.total);
+    r.check = checked();
     r.imported = loader.imported;
     r.skipped = loader.skipped;
     r.status = ImportResult::Done;

@@ -144,12 +144,12 @@ CheckResult failed(const char *message, int line)
 
 } // namespace
 
-CheckResult checkFile(const QString &path, const Progress &progress)
-{
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
-        return failed("Errore apertura file.", 0);
+namespace {
 
+// The header of an open file, read from its start: the first checks and
+// what it announces. ok when it passes.
+CheckResult checkHeader(QFile &f)
+{
     // Bounded (the size given counts the terminating zero): a file without
     // line ends is not read whole.
     const QByteArray head = chopLineEnd(f.readLine(HeaderLength + 3));
@@ -173,6 +173,29 @@ CheckResult checkFile(const QString &path, const Progress &progress)
     const int control = head.mid(455, 4).toInt(&ok);
     if (!ok || control != expClass::controlValue(head.left(30), r.total))
         return failed("Il file selezionato NON è un'esportazione QOR", 1);
+    r.ok = true;
+    return r;
+}
+
+} // namespace
+
+CheckResult checkHeader(const QString &path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return failed("Errore apertura file.", 0);
+    return checkHeader(f);
+}
+
+CheckResult checkFile(const QString &path, const Progress &progress)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return failed("Errore apertura file.", 0);
+    CheckResult r = checkHeader(f);
+    if (!r.ok)
+        return r;
+    r.ok = false;
 
     const QByteArray year = QByteArray::number(qorClass::Year);
     std::array<int, 29> seen{};

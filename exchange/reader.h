@@ -24,6 +24,9 @@ struct CheckResult {
 };
 
 CheckResult checkFile(const QString &path, const Progress &progress = {});
+// The checks of the header alone (the first line), with what it announces:
+// ok when they pass. A file refused here is refused by checkFile() alike.
+CheckResult checkHeader(const QString &path);
 
 // Strips the line end (CR LF) of a line read from the file.
 QByteArray chopLineEnd(QByteArray line);

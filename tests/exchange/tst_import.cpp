@@ -140,11 +140,16 @@ private Q_SLOTS:
         QCOMPARE(c.line, line);
         QCOMPARE(c.text(), message + QStringLiteral(" (riga n. ") + QString::number(line) + u')');
 
-        // A refused file writes nothing.
+        // A refused file writes nothing, and is refused for the same reason
+        // at the same line, with nothing else said, although the checks
+        // run while the load goes on.
         TestDb t(dir.path(), QStringLiteral("refused.db"));
         QVERIFY(t.ok);
+        t.msg.clear();
         const ImportResult r = importFile(t.db, t.msg, p);
         QCOMPARE(r.status, ImportResult::Refused);
+        QCOMPARE(r.check.text(), c.text());
+        QVERIFY2(t.msg.texts().isEmpty(), qPrintable(t.msg.texts().join(u'\n')));
         QCOMPARE(count(t.db, "SezAnag"), 0);
         QCOMPARE(count(t.db, "Ditte"), 0);
         QFile::remove(t.path);
@@ -367,7 +372,7 @@ private Q_SLOTS:
                  qPrintable(f.msg.texts().join(u'\n')));
     }
 
-    void unknownNationIsRefusedBeforeLoading()
+    void unknownNationIsRefusedWithNothingLoaded()
     {
         // A subject block naming a nation the table does not have: the file
         // is refused at that line, nothing written.
