@@ -4,6 +4,7 @@
 #include "shell/messages.h"
 
 #include <QSqlQuery>
+#include <utility>
 
 namespace refdata {
 
@@ -190,23 +191,23 @@ comChanged::comChanged(dbClass &db)
 
 bool comChanged::lookup(int prvOld, int comOld, int &prvNew, int &comNew, QString &capNew) const
 {
-    // The arrays are sorted by (old province, old municipality): stop at the
-    // first entry past the one sought.
-    for (int i = 0; i < prvOld_.size(); ++i) {
-        if (prvOld_[i] > prvOld)
-            return false;
-        if (prvOld_[i] < prvOld)
-            continue;
-        if (comOld_[i] > comOld)
-            return false;
-        if (comOld_[i] == comOld) {
-            prvNew = prvNew_[i];
-            comNew = comNew_[i];
-            capNew = capNew_[i];
-            return true;
-        }
+    // The arrays are sorted by (old province, old municipality): the first
+    // entry not before the one sought, by halves (a run looks up every row).
+    const std::pair<int, int> sought{prvOld, comOld};
+    qsizetype lo = 0, hi = prvOld_.size();
+    while (lo < hi) {
+        const qsizetype mid = lo + (hi - lo) / 2;
+        if (std::pair<int, int>{prvOld_[mid], comOld_[mid]} < sought)
+            lo = mid + 1;
+        else
+            hi = mid;
     }
-    return false;
+    if (lo == prvOld_.size() || prvOld_[lo] != prvOld || comOld_[lo] != comOld)
+        return false;
+    prvNew = prvNew_[lo];
+    comNew = comNew_[lo];
+    capNew = capNew_[lo];
+    return true;
 }
 
 bool activityExists(dbClass &db, const QString &code)

@@ -274,17 +274,38 @@ Registered registerCounterpart(dbClass &db, const Company &c)
 
 Company counterpartOf(const tree::Node &module)
 {
-    auto text = [&](const char *column) { return module.value(QString::fromLatin1(column)).toString(); };
+    // Where each table has the company's columns, found once: a run
+    // registers the counterpart of every module it writes.
+    static const char *const names[] = {"CodFisc", "RagSoc", "Via",      "Civico",  "Cap",
+                                        "PrefTel", "Telefono", "prvIstat", "comIstat"};
+    constexpr size_t N = std::size(names);
+    static const std::vector<std::array<int, N>> columns = [] {
+        std::vector<std::array<int, N>> out;
+        for (const schema::Table &t : schema::tables()) {
+            tree::Node probe;
+            probe.table = &t;
+            std::array<int, N> &at = out.emplace_back();
+            for (size_t i = 0; i < N; ++i)
+                at[i] = probe.index(QString::fromLatin1(names[i]));
+        }
+        return out;
+    }();
+    const auto &tables = schema::tables();
+    const bool known = module.table >= tables.data() && module.table < tables.data() + tables.size();
+    auto value = [&](size_t i) {
+        const int at = known ? columns[size_t(module.table - tables.data())][i] : module.index(QString::fromLatin1(names[i]));
+        return at < 0 ? QVariant() : module.values.value(at);
+    };
     Company c;
-    c.codFisc = text("CodFisc");
-    c.ragSoc = text("RagSoc");
-    c.via = text("Via");
-    c.civico = text("Civico");
-    c.cap = text("Cap");
-    c.prefTel = text("PrefTel");
-    c.telefono = text("Telefono");
-    c.prvIstat = module.value(QStringLiteral("prvIstat")).toInt();
-    c.comIstat = module.value(QStringLiteral("comIstat")).toInt();
+    c.codFisc = value(0).toString();
+    c.ragSoc = value(1).toString();
+    c.via = value(2).toString();
+    c.civico = value(3).toString();
+    c.cap = value(4).toString();
+    c.prefTel = value(5).toString();
+    c.telefono = value(6).toString();
+    c.prvIstat = value(7).toInt();
+    c.comIstat = value(8).toInt();
     return c;
 }
 

@@ -74,21 +74,52 @@ struct PlaceColumns {
 };
 const PlaceColumns placeColumns[] = {{"prvIstat", "comIstat", "Cap"}, {"slPrvIstat", "slComIstat", "slCap"}};
 
+// The columns of a table the takeover changes, found once for each table:
+// a run goes through every row of every declaration.
+struct Touched {
+    std::vector<qsizetype> quantities;
+    struct Place {
+        qsizetype prv = -1, com = -1, cap = -1;
+    };
+    std::vector<Place> places;   // the table's municipalities, with both codes
+    bool counterpart = false;    // a module naming a company
+};
+
+const Touched &touched(const schema::Table &t)
+{
+    static const std::vector<Touched> all = [] {
+        std::vector<Touched> out;
+        for (const schema::Table &table : schema::tables()) {
+            Touched &x = out.emplace_back();
+            tree::Node probe;
+            probe.table = &table;
+            for (size_t i = 0; i < table.columns.size(); ++i)
+                if (table.columns[i].type == schema::Type::Qty)
+                    x.quantities.push_back(qsizetype(i));
+            for (const PlaceColumns &p : placeColumns) {
+                const Touched::Place at{probe.index(u8(p.prv)), probe.index(u8(p.com)), probe.index(u8(p.cap))};
+                if (at.prv >= 0 && at.com >= 0)
+                    x.places.push_back(at);
+            }
+            x.counterpart = table.name.startsWith(QLatin1String("Mod")) && probe.index(QStringLiteral("CodFisc")) >= 0;
+        }
+        return out;
+    }();
+    return all[size_t(&t - schema::tables().data())];
+}
+
 // Municipalities changed since last year take their new codes and postcode.
 void convertPlaces(const refdata::comChanged &conv, tree::Node &n)
 {
-    for (const PlaceColumns &p : placeColumns) {
-        const int prv = n.index(u8(p.prv)), com = n.index(u8(p.com)), cap = n.index(u8(p.cap));
-        if (prv < 0 || com < 0)
-            continue;
+    for (const Touched::Place &p : touched(*n.table).places) {
         int prvNew = 0, comNew = 0;
         QString capNew;
-        if (!conv.lookup(n.values.at(prv).toInt(), n.values.at(com).toInt(), prvNew, comNew, capNew))
+        if (!conv.lookup(n.values.at(p.prv).toInt(), n.values.at(p.com).toInt(), prvNew, comNew, capNew))
             continue;
-        n.values[prv] = prvNew;
-        n.values[com] = comNew;
-        if (cap >= 0 && !capNew.trimmed().isEmpty())
-            n.values[cap] = capNew.trimmed();
+        n.values[p.prv] = prvNew;
+        n.values[p.com] = comNew;
+        if (p.cap >= 0 && !capNew.trimmed().isEmpty())
+            n.values[p.cap] = capNew.trimmed();
     }
 }
 
@@ -97,9 +128,9 @@ QVariant nullOf(QMetaType::Type t) { return QVariant(QMetaType(t)); }
 // Quantities emptied; their units stay.
 void emptyQuantities(tree::Node &n)
 {
-    for (size_t i = 0; i < n.table->columns.size(); ++i)
-        if (n.table->columns[i].type == schema::Type::Qty)
-            n.values[qsizetype(i)] = nullOf(QMetaType::LongLong);
+    static const QVariant none = nullOf(QMetaType::LongLong);
+    for (const qsizetype i : touched(*n.table).quantities)
+        n.values[i] = none;
 }
 
 // Carries declarations of the previous year, as the tree reader gives them,
@@ -184,7 +215,7 @@ bool Copier::row(tree::Node &n)
     }
     emptyQuantities(n);
     convertPlaces(conv_, n);
-    if (!n.table->name.startsWith(QLatin1String("Mod")) || n.index(QStringLiteral("CodFisc")) < 0)
+    if (!touched(*n.table).counterpart)
         return true;
     return registerCompany(anag::counterpartOf(n));
 }
