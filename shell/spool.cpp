@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QTemporaryFile>
+#include <limits>
 
 bool Spool::enabled = true;
 
@@ -18,7 +19,8 @@ bool Spool::open(int places)
     if (!f->open())
         return false;
     file_ = std::move(f);
-    pieces_.assign(size_t(std::max(places, 0)), Piece{});
+    at_.assign(size_t(std::max(places, 0)), 0);
+    sizes_.assign(size_t(std::max(places, 0)), 0);
     end_ = 0;
     last_ = -1;
     return true;
@@ -27,30 +29,34 @@ bool Spool::open(int places)
 void Spool::close()
 {
     file_.reset();
-    pieces_.clear();
+    at_.clear();
+    sizes_.clear();
 }
 
 bool Spool::append(int place, QByteArrayView bytes)
 {
-    if (!file_ || place < 0 || size_t(place) >= pieces_.size())
+    if (!file_ || place < 0 || size_t(place) >= sizes_.size())
         return false;
-    Piece &p = pieces_[size_t(place)];
+    const size_t p = size_t(place);
     if (place != last_) {
-        p = {end_, 0};
+        at_[p] = end_;
+        sizes_[p] = 0;
         last_ = place;
     }
+    if (quint64(sizes_[p]) + quint64(bytes.size()) > std::numeric_limits<quint32>::max())
+        return false;
     if (file_->write(bytes.data(), bytes.size()) != bytes.size())
         return false;
-    p.size += bytes.size();
+    sizes_[p] += quint32(bytes.size());
     end_ += bytes.size();
     return true;
 }
 
 bool Spool::read(size_t place, QByteArray &out)
 {
-    const Piece &p = pieces_[place];
-    out.resize(p.size);
-    return file_->flush() && file_->seek(p.at) && file_->read(out.data(), p.size) == p.size;
+    const qint64 size = sizes_[place];
+    out.resize(size);
+    return file_->flush() && file_->seek(at_[place]) && file_->read(out.data(), size) == size;
 }
 
 QString Spool::error() const

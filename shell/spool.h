@@ -4,6 +4,7 @@
 // back by place. Only where each piece lies is kept in memory.
 
 #include <QByteArray>
+#include <QtGlobal>
 #include <QByteArrayView>
 #include <QString>
 #include <memory>
@@ -34,8 +35,8 @@ public:
     bool each(F f)
     {
         QByteArray bytes;
-        for (size_t p = 0; p < pieces_.size(); ++p) {
-            if (pieces_[p].size == 0)
+        for (size_t p = 0; p < sizes_.size(); ++p) {
+            if (sizes_[p] == 0)
                 continue;
             if (!read(p, bytes) || !f(bytes))
                 return false;
@@ -47,11 +48,11 @@ public:
 private:
     bool read(size_t place, QByteArray &out);
 
-    struct Piece {
-        qint64 at = 0, size = 0;
-    };
     std::unique_ptr<QTemporaryFile> file_;
-    std::vector<Piece> pieces_;
+    // Where each piece lies: 12 bytes a place (an export spools a piece for
+    // each of its declarations); a piece is at most 4 GiB.
+    std::vector<qint64> at_;
+    std::vector<quint32> sizes_;
     qint64 end_ = 0;
     int last_ = -1;
 };
