@@ -139,12 +139,16 @@ class Copier {
 public:
     Copier(AppContext &ctx, bool structure)
         : ctx_(ctx), db_(ctx.db), conv_(ctx.db), structure_(structure), writer_(ctx.db.current()),
-          register_(ctx.db)
+          register_(ctx.db, anag::CounterpartRegister::Mode::Queued)
     {
     }
 
     enum Outcome { Taken, Present, Failed };
-    Outcome declaration(tree::Node &sa, qint64 *newID, int *companies);
+    Outcome declaration(tree::Node &sa, qint64 *newID);
+    // Writes the companies the run queued into the register, at its end
+    // (or at the end of its part kept): the number the register did not
+    // have, -1 on a failure (reported).
+    qint64 flush() { return register_.flush(); }
 
 private:
     bool row(tree::Node &n);
@@ -157,10 +161,12 @@ private:
     refdata::comChanged conv_;
     bool structure_;
     tree::Writer writer_;
-    // The register of companies for the run; added_ counts the companies
-    // the declaration being written added to it.
+    // The register of companies for the run. They are queued, and written
+    // in tax-code order at its end: written one by one, the companies of
+    // tens of thousands of declarations go to random places of the
+    // register's index, and crowd the rest out of the page cache. A
+    // declaration's savepoint takes its queued companies with it.
     anag::CounterpartRegister register_;
-    int added_ = 0;
     // The presence test, prepared once for each of its shapes.
     std::map<QString, dbStatement> presence_;
 };
@@ -185,10 +191,7 @@ qint64 Copier::present(const exch::DeclarationIdentity &d)
 
 bool Copier::registerCompany(const anag::Company &c)
 {
-    const anag::Registered r = register_.add(c);
-    if (r == anag::Registered::Added)
-        ++added_;
-    return r != anag::Registered::Failed;
+    return register_.add(c) != anag::Registered::Failed;
 }
 
 // A row of the tree on its way into the current year; the declaration row
@@ -220,7 +223,7 @@ bool Copier::row(tree::Node &n)
     return registerCompany(anag::counterpartOf(n));
 }
 
-Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companies)
+Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID)
 {
     emptyQuantities(sa);
     convertPlaces(conv_, sa);
@@ -245,7 +248,6 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companie
             if (sa.table->columns[i].name.startsWith(QLatin1String("msUmi")))
                 sa.values[qsizetype(i)] = nullOf(QMetaType::Int);
 
-    added_ = 0;
     const qint64 id = writer_.write(sa, [this](tree::Node &n) { return row(n); });
     if (id < 0) {
         // The declaration's rollback took its companies away again.
@@ -255,7 +257,6 @@ Copier::Outcome Copier::declaration(tree::Node &sa, qint64 *newID, int *companie
         return Failed;
     }
     *newID = id;
-    *companies += added_;
     return Taken;
 }
 
@@ -396,8 +397,20 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
     }
     QList<qint64> keys;
     std::vector<qint64> taken; // the new key of each of keys, 0 when not taken
+    Copier copier(ctx, options.structure);
     auto finish = [&](Result::Status status) {
         r.status = status;
+        // The companies of the declarations taken, whatever ended the run;
+        // declarations without their companies are not kept.
+        const qint64 added = copier.flush();
+        if (added < 0) {
+            tx.rollback();
+            r.status = Result::Failed;
+            r.taken = 0;
+            r.companies = 0;
+            return r;
+        }
+        r.companies = int(added);
         // The new declarations in the order they were asked for (the list's).
         for (qint64 k : saIDs) {
             const auto at = std::lower_bound(keys.begin(), keys.end(), k);
@@ -426,7 +439,6 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
         read.tables = QStringList{QStringLiteral("SezAnag")};
     // Last year's store is read on a thread of its own while this one writes.
     tree::ReaderAhead reader(ctx.db.previous(), read, keys);
-    Copier copier(ctx, options.structure);
     const int total = int(keys.size());
     int at = 0;
     while (tree::Node *sa = reader.next()) {
@@ -436,7 +448,7 @@ Result run(AppContext &ctx, const QList<qint64> &saIDs, const Options &options, 
             return finish(Result::Cancelled);
         ++at;
         qint64 id = 0;
-        switch (copier.declaration(*sa, &id, &r.companies)) {
+        switch (copier.declaration(*sa, &id)) {
         case Copier::Taken:
             ++r.taken;
             taken[size_t(at - 1)] = id;

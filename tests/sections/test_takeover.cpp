@@ -423,6 +423,30 @@ private Q_SLOTS:
         QCOMPARE(p.count(s("SELECT COUNT(*) FROM RecRif")), 3);
     }
 
+    // The companies go to the register at the end of the run: when the
+    // register refuses them, no declaration is kept without its companies.
+    void registerRefusingKeepsNothing()
+    {
+        Pair p;
+        QList<qint64> ids;
+        QVERIFY(p.make(templ, [&](dbClass &w) {
+            ids << rifDeclaration(w, {{s("RagSoc"), s("PRIMA")}});
+            ids << rifDeclaration(w, {{s("RagSoc"), s("SECONDA")}, {s("CodFisc"), s("22222222222")}});
+            return true;
+        }));
+        QVERIFY(p.db->execute(s("CREATE TRIGGER guasto BEFORE INSERT ON Ditte "
+                                "BEGIN SELECT RAISE(ABORT, 'guasto simulato'); END")));
+        const Result r = takeover::run(*p.ctx, ids, {true, false});
+        QCOMPARE(r.status, Result::Failed);
+        QCOMPARE(r.taken, 0);
+        QCOMPARE(r.companies, 0);
+        QVERIFY(r.newIds.isEmpty());
+        QVERIFY(!p.msg.shown.isEmpty());
+        QCOMPARE(p.count(s("SELECT COUNT(*) FROM SezAnag")), 0);
+        QCOMPARE(p.count(s("SELECT COUNT(*) FROM ModRif")), 0);
+        QCOMPARE(p.count(s("SELECT COUNT(*) FROM Ditte")), 0);
+    }
+
     void cancelBetweenDeclarations()
     {
         Pair p;
