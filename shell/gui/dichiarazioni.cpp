@@ -5,10 +5,12 @@
 #include "shell/gui/declmodel.h"
 #include "shell/qorclass.h"
 
+#include <QApplication>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMdiSubWindow>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSqlQuery>
@@ -70,6 +72,16 @@ DeclarationList::DeclarationList(AppContext &ctx, QWidget *parent) : QWidget(par
     buttons->addWidget(ditte);
     buttons->addStretch();
     lay->addLayout(buttons);
+    keyed_ = {{lab, lab->text()}, {sa1, sa1->text()}, {ditte, ditte->text()}};
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
+        // No focus (the form that had it closed): the panel's keys again.
+        if (now && now->window() != window())
+            return;
+        bool inForm = false;
+        for (QWidget *w = now; w && !inForm; w = w->parentWidget())
+            inForm = qobject_cast<QMdiSubWindow *>(w) != nullptr;
+        setAccessKeys(!inForm);
+    });
     connect(sa1, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::SA1); });
     connect(ditte, &QPushButton::clicked, this, [this] { Q_EMIT openRequested(Form::Anagrafiche); });
     model_ = new DeclarationModel(ctx_.db, this);
@@ -275,4 +287,17 @@ void DeclarationList::selectionMoved()
     if (open && id != stored)
         ctx_.app.writeText(QStringLiteral("Qor"), QStringLiteral("Sa1ID"), QString::number(id));
     Q_EMIT currentChanged(id);
+}
+
+void DeclarationList::setAccessKeys(bool on)
+{
+    for (const Keyed &k : keyed_) {
+        QString text = k.text;
+        if (!on)
+            text.remove(u'&');
+        if (auto *l = qobject_cast<QLabel *>(k.widget); l && l->text() != text)
+            l->setText(text);
+        else if (auto *b = qobject_cast<QAbstractButton *>(k.widget); b && b->text() != text)
+            b->setText(text);
+    }
 }

@@ -6,6 +6,7 @@
 #include "shell/context.h"
 
 #include <QWidget>
+#include <vector>
 
 class QTableView;
 class QLineEdit;
@@ -64,6 +65,16 @@ private:
     // Widens the columns to the texts of rows just read (never narrows them).
     void widenColumns(int firstRow, int count);
     int highlightedRow() const;
+    // The panel's access keys (Cerca, Apri SA1, Anagrafiche ditte) work
+    // while the focus is outside the forms of the main window: a form in it
+    // shares the window's Alt keys, and its own ("&Avvia", "&Chiudi") must
+    // not meet the panel's.
+    void setAccessKeys(bool on);
+    struct Keyed {
+        QWidget *widget;
+        QString text; // with its access key
+    };
+    std::vector<Keyed> keyed_;
     AppContext &ctx_;
     DeclarationModel *model_;
     QTableView *view_;

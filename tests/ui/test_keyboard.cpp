@@ -372,6 +372,24 @@ private Q_SLOTS:
         QTRY_COMPARE(f->currentKey(), 0);
     }
 
+    // A form in the main window shares its Alt keys with the panel beside
+    // it ("&Chiudi" and "&Cerca"): while the focus is in the form, the
+    // form's keys work; back in the panel, the panel's.
+    void formKeysWinOverThePanel()
+    {
+        MainWindow main(*t.ctx);
+        QVERIFY(activate(&main));
+        main.openForm(Form::Export);
+        QMdiSubWindow *sw = main.mdi()->activeSubWindow();
+        QVERIFY(sw);
+        QVERIFY(focused() && sw->isAncestorOf(focused()));
+        QTest::keyClick(focused(), Qt::Key_C, Qt::AltModifier);
+        QTRY_VERIFY(main.mdi()->subWindowList().isEmpty());
+        QTest::keyClick(&main, Qt::Key_C, Qt::AltModifier);
+        QVERIFY(qobject_cast<QLineEdit *>(focused()));
+        QCOMPARE(qobject_cast<QLineEdit *>(focused())->placeholderText(), QStringLiteral("ragione sociale o codice fiscale"));
+    }
+
     void escClosesAModuleButNotUnderAnOpenList()
     {
         std::unique_ptr<QWidget> w(wastegui::makeRifForm(*t.ctx, nullptr));
