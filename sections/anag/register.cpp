@@ -282,18 +282,17 @@ Company counterpartOf(const tree::Node &module)
     static const std::vector<std::array<int, N>> columns = [] {
         std::vector<std::array<int, N>> out;
         for (const schema::Table &t : schema::tables()) {
-            tree::Node probe;
-            probe.table = &t;
             std::array<int, N> &at = out.emplace_back();
             for (size_t i = 0; i < N; ++i)
-                at[i] = probe.index(QString::fromLatin1(names[i]));
+                at[i] = tree::columnIndex(t, QString::fromLatin1(names[i]));
         }
         return out;
     }();
     const auto &tables = schema::tables();
-    const bool known = module.table >= tables.data() && module.table < tables.data() + tables.size();
+    const bool listed = module.table >= tables.data() && module.table < tables.data() + tables.size();
     auto value = [&](size_t i) {
-        const int at = known ? columns[size_t(module.table - tables.data())][i] : module.index(QString::fromLatin1(names[i]));
+        const int at = listed ? columns[size_t(module.table - tables.data())][i]
+                              : tree::columnIndex(*module.table, QString::fromLatin1(names[i]));
         return at < 0 ? QVariant() : module.values.value(at);
     };
     Company c;

@@ -91,17 +91,16 @@ const Touched &touched(const schema::Table &t)
         std::vector<Touched> out;
         for (const schema::Table &table : schema::tables()) {
             Touched &x = out.emplace_back();
-            tree::Node probe;
-            probe.table = &table;
+            auto at = [&table](const char *column) { return tree::columnIndex(table, u8(column)); };
             for (size_t i = 0; i < table.columns.size(); ++i)
                 if (table.columns[i].type == schema::Type::Qty)
                     x.quantities.push_back(qsizetype(i));
             for (const PlaceColumns &p : placeColumns) {
-                const Touched::Place at{probe.index(u8(p.prv)), probe.index(u8(p.com)), probe.index(u8(p.cap))};
-                if (at.prv >= 0 && at.com >= 0)
-                    x.places.push_back(at);
+                const Touched::Place place{at(p.prv), at(p.com), at(p.cap)};
+                if (place.prv >= 0 && place.com >= 0)
+                    x.places.push_back(place);
             }
-            x.counterpart = table.name.startsWith(QLatin1String("Mod")) && probe.index(QStringLiteral("CodFisc")) >= 0;
+            x.counterpart = table.name.startsWith(QLatin1String("Mod")) && at("CodFisc") >= 0;
         }
         return out;
     }();

@@ -23,7 +23,7 @@ qint64 Node::key() const
     return value(table->key).toLongLong();
 }
 
-int Node::index(const QString &column) const
+int columnIndex(const schema::Table &t, const QString &column)
 {
     // Rows are looked into by name many times each, often for a column
     // their table lacks: one lookup by hash, never a walk of the columns.
@@ -31,10 +31,10 @@ int Node::index(const QString &column) const
     // stack and found as it is.
     static const std::vector<QHash<QByteArray, int>> byName = [] {
         std::vector<QHash<QByteArray, int>> v;
-        for (const schema::Table &t : schema::tables()) {
+        for (const schema::Table &table : schema::tables()) {
             QHash<QByteArray, int> &h = v.emplace_back();
-            for (size_t i = 0; i < t.columns.size(); ++i)
-                h.insert(t.columns[i].name.toLatin1().toLower(), int(i));
+            for (size_t i = 0; i < table.columns.size(); ++i)
+                h.insert(table.columns[i].name.toLatin1().toLower(), int(i));
         }
         return v;
     }();
@@ -46,16 +46,18 @@ int Node::index(const QString &column) const
         ascii = u < 0x80;
         folded[i] = char(u >= 'A' && u <= 'Z' ? u + ('a' - 'A') : u);
     }
-    if (ascii && table >= all.data() && table < all.data() + all.size()) {
-        const QHash<QByteArray, int> &h = byName[size_t(table - all.data())];
+    if (ascii && &t >= all.data() && &t < all.data() + all.size()) {
+        const QHash<QByteArray, int> &h = byName[size_t(&t - all.data())];
         const auto it = h.constFind(QByteArray::fromRawData(folded, column.size()));
         return it == h.constEnd() ? -1 : *it;
     }
-    for (size_t i = 0; i < table->columns.size(); ++i)
-        if (table->columns[i].name.compare(column, Qt::CaseInsensitive) == 0)
+    for (size_t i = 0; i < t.columns.size(); ++i)
+        if (t.columns[i].name.compare(column, Qt::CaseInsensitive) == 0)
             return int(i);
     return -1;
 }
+
+int Node::index(const QString &column) const { return columnIndex(*table, column); }
 
 QVariant Node::value(const QString &column) const
 {

@@ -33,6 +33,9 @@ struct Node {
     void set(const QString &column, const QVariant &v);
 };
 
+// Where a column of t is, by its name in any case; -1 when t has none.
+int columnIndex(const schema::Table &t, const QString &column);
+
 // The tables of the tree, parents before children.
 const std::vector<const schema::Table *> &tables();
 
