@@ -58,9 +58,10 @@ private:
     qint64 code_ = 0;
 };
 
-// A larger page cache for the length of a run that writes much (on SQLite;
-// elsewhere nothing): kib kibibytes instead of the connection's size, given
-// back when the object goes.
+// A page cache of kib kibibytes for the length of a run (on SQLite;
+// elsewhere nothing): larger for one that writes much, smaller for a sort
+// that may hold as much; the connection's size comes back when the object
+// goes.
 class dbPageCache {
 public:
     dbPageCache(QSqlDatabase db, int kib);

@@ -43,16 +43,15 @@ Registered registerCounterpart(dbClass &db, const Company &c);
 // database's messages.
 //
 // A run inside one transaction that meets companies by the hundred
-// thousand (an import, the demo data) queues them instead (Mode::Queued):
+// thousand (an import, a takeover, the demo data) queues them instead
+// (Mode::Queued):
 // add() appends the company to a temporary table of the connection, and
 // flush() writes the queue into the register in tax-code order before the
 // run commits. Written one by one, new companies go to random places of the
 // register's index, which then crowds the rest of the load out of the page
 // cache; in order they go through it once. The queue is part of the run's
 // transaction and savepoints: what they undo leaves it too. Until flush()
-// the queued companies are not in the register. (The takeover, with a
-// savepoint per declaration, writes them at once: measured, the queue cost
-// it more than it saved.)
+// the queued companies are not in the register.
 class CounterpartRegister {
 public:
     enum class Mode { Immediate, Queued };
@@ -71,9 +70,7 @@ public:
     qint64 flush();
     // Whether the tax code (trimmed, any case) was handled in this run and
     // is still remembered (at most KnownAtMost codes are). The second form
-    // takes the code in UTF-8, as an exchange file gives it: a run that
-    // meets the same counterpart in many modules asks before it builds the
-    // company.
+    // takes the code in UTF-8, as an exchange file gives it.
     bool known(const QString &codFisc) const;
     bool known(QByteArrayView codFisc) const;
     static constexpr qsizetype KnownAtMost = 16384;
