@@ -255,9 +255,16 @@ void Reader::setAll(bool all)
     all_ = all;
 }
 
+namespace {
+
+// A failure to read, said as the store said it; something when it said nothing.
+QString readError(const QString &error) { return error.isEmpty() ? QStringLiteral("errore di lettura") : error; }
+
+} // namespace
+
 bool Reader::fail(const QString &error, qint64 code)
 {
-    error_ = error.isEmpty() ? QStringLiteral("errore di lettura") : error;
+    error_ = readError(error);
     code_ = code;
     roots_.clear();
     return false;
@@ -557,10 +564,8 @@ void ReaderAhead::Shared::run(const QString &from, const QList<qint64> &keys)
             w.reader = *reader;
             std::unique_ptr<Reader> &r = readers[w.reader];
             if (!open) {
-                w.error = db.lastError().text();
+                w.error = readError(db.lastError().text());
                 w.code = db.lastError().nativeErrorCode().toLongLong();
-                if (w.error.isEmpty())
-                    w.error = QStringLiteral("connessione non riuscita");
             } else {
                 if (!r)
                     r = std::make_unique<Reader>(db, options);
